@@ -1,0 +1,33 @@
+# Helpers shared by every target of this project. Warnings, -Werror and sanitizers are
+# applied per target and PRIVATE, never pushed onto consumers of the library.
+
+function(pelorin_target_defaults target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Werror)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    target_compile_options(${target} PRIVATE -Wthread-safety)
+  endif()
+  if(PELORIN_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${PELORIN_SANITIZE}
+                                             -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${PELORIN_SANITIZE})
+  endif()
+endfunction()
+
+# pelorin_add_test(<name> LABEL <label> SOURCES <files...> [LIBS <libs...>])
+# Builds one GoogleTest program and registers each of its tests with CTest, so every
+# test runs in a process of its own (the client singleton is fresh in each).
+function(pelorin_add_test name)
+  cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  pelorin_target_defaults(${name})
+  target_link_libraries(${name} PRIVATE pelorin::pelorin pelorin_test_support ${ARG_LIBS}
+                                        GTest::gmock GTest::gtest_main)
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  gtest_discover_tests(${name}
+    PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT}
+    DISCOVERY_TIMEOUT 60)
+endfunction()

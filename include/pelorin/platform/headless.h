@@ -1,0 +1,80 @@
+// Ready-made implementations of the platform services for Linux hosts, tests and the demo.
+// Every class here is safe to use from several threads.
+#ifndef PELORIN_PLATFORM_HEADLESS_H_
+#define PELORIN_PLATFORM_HEADLESS_H_
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "pelorin/platform/services.h"
+
+namespace pelorin::platform {
+
+// An information dictionary held in memory; it may be changed while the library runs.
+class HeadlessBundle : public Bundle {
+ public:
+  // A bundle with an empty dictionary.
+  HeadlessBundle();
+  // A bundle with `dictionary` (expected to be an object), or with none for nothing.
+  explicit HeadlessBundle(std::optional<JsonValue> dictionary);
+  // Reads the dictionary from a JSON file; nothing when it cannot be read or is not an object.
+  static std::unique_ptr<HeadlessBundle> fromFile(const std::filesystem::path& path);
+
+  std::optional<JsonValue> infoDictionary() const override;
+  std::optional<JsonValue> objectForInfoDictionaryKey(std::string_view key) const override;
+
+  void set(std::string_view key, JsonValue value);
+  void erase(std::string_view key);
+  void setDictionary(std::optional<JsonValue> dictionary);
+
+ private:
+  mutable std::mutex _mutex;
+  std::optional<JsonValue> _dictionary;
+};
+
+// The system clock, the TZ database's local time and the locale named by LC_ALL/LANG.
+class SystemClock : public Clock {
+ public:
+  TimePoint now() const override;
+  LocalTime toLocal(TimePoint time) const override;
+  std::string localeIdentifier() const override;
+};
+
+// A clock that stands still until it is moved: for tests and reproducible runs. Local
+// time is the pinned instant shifted by a fixed UTC offset.
+class PinnedClock : public Clock {
+ public:
+  explicit PinnedClock(TimePoint time = TimePoint(), int utcOffsetSeconds = 0,
+                       std::string locale = "en_US");
+
+  TimePoint now() const override;
+  LocalTime toLocal(TimePoint time) const override;
+  std::string localeIdentifier() const override;
+
+  void set(TimePoint time);
+  void advance(std::chrono::milliseconds by);
+  void setUtcOffset(int seconds);
+  void setLocale(std::string locale);
+
+ private:
+  mutable std::mutex _mutex;
+  TimePoint _time;
+  int _utcOffsetSeconds;
+  std::string _locale;
+};
+
+// Writes each line to standard output and flushes it.
+class StdoutConsole : public Console {
+ public:
+  void writeLine(std::string_view line) override;
+
+ private:
+  std::mutex _mutex;
+};
+
+}  // namespace pelorin::platform
+
+#endif  // PELORIN_PLATFORM_HEADLESS_H_

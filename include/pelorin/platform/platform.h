@@ -1,0 +1,53 @@
+// The one seam between the library and the outside world: every service of the operating
+// system or the host's toolkit is reached through the `Platform` installed here.
+//
+// Install a platform once, before the client is first used; without one the library uses
+// the default posix/headless services.
+//
+//   auto platform = std::make_unique<pelorin::Platform>();
+//   platform->setBundle(std::make_unique<pelorin::platform::HeadlessBundle>(info));
+//   pelorin::Platform::install(std::move(platform));
+//
+// Thread safety: `current()` may be called from any thread. `install()` and the setters are
+// meant for start-up: a platform replaced by `install()` is kept alive for the rest of the
+// process, so a thread still holding it never sees it destroyed.
+#ifndef PELORIN_PLATFORM_PLATFORM_H_
+#define PELORIN_PLATFORM_PLATFORM_H_
+
+#include <memory>
+
+#include "pelorin/platform/services.h"
+
+namespace pelorin {
+
+class Platform {
+ public:
+  // A platform with the default services (posix files and clock, console on stdout, an
+  // empty information dictionary).
+  Platform();
+  ~Platform();
+  Platform(const Platform&) = delete;
+  Platform& operator=(const Platform&) = delete;
+
+  platform::Bundle& bundle() const { return *_bundle; }
+  platform::Clock& clock() const { return *_clock; }
+  platform::Console& console() const { return *_console; }
+
+  void setBundle(std::unique_ptr<platform::Bundle> bundle);
+  void setClock(std::unique_ptr<platform::Clock> clock);
+  void setConsole(std::unique_ptr<platform::Console> console);
+
+  // The installed platform; the default one is created on first use.
+  static Platform& current();
+  // Makes `platform` the current one. The previous platform stays alive.
+  static void install(std::unique_ptr<Platform> platform);
+
+ private:
+  std::unique_ptr<platform::Bundle> _bundle;
+  std::unique_ptr<platform::Clock> _clock;
+  std::unique_ptr<platform::Console> _console;
+};
+
+}  // namespace pelorin
+
+#endif  // PELORIN_PLATFORM_PLATFORM_H_

@@ -1,0 +1,60 @@
+#include "pelorin/platform/platform.h"
+
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+#include "pelorin/platform/headless.h"
+
+namespace pelorin {
+namespace {
+
+std::atomic<Platform*> gCurrent{nullptr};
+
+// Platforms replaced by install() are kept, never destroyed: a thread of the library may
+// still be using one, and the library lives as long as the process.
+std::mutex& retiredMutex() {
+  static auto* mutex = new std::mutex;
+  return *mutex;
+}
+
+std::vector<std::unique_ptr<Platform>>& retired() {
+  static auto* platforms = new std::vector<std::unique_ptr<Platform>>;
+  return *platforms;
+}
+
+}  // namespace
+
+Platform::Platform()
+    : _bundle(std::make_unique<platform::HeadlessBundle>()),
+      _clock(std::make_unique<platform::SystemClock>()),
+      _console(std::make_unique<platform::StdoutConsole>()) {}
+
+Platform::~Platform() = default;
+
+void Platform::setBundle(std::unique_ptr<platform::Bundle> bundle) { _bundle = std::move(bundle); }
+void Platform::setClock(std::unique_ptr<platform::Clock> clock) { _clock = std::move(clock); }
+void Platform::setConsole(std::unique_ptr<platform::Console> console) {
+  _console = std::move(console);
+}
+
+Platform& Platform::current() {
+  Platform* platform = gCurrent.load(std::memory_order_acquire);
+  if (platform != nullptr) return *platform;
+  std::lock_guard<std::mutex> lock(retiredMutex());
+  platform = gCurrent.load(std::memory_order_acquire);
+  if (platform == nullptr) {
+    retired().push_back(std::make_unique<Platform>());
+    platform = retired().back().get();
+    gCurrent.store(platform, std::memory_order_release);
+  }
+  return *platform;
+}
+
+void Platform::install(std::unique_ptr<Platform> platform) {
+  std::lock_guard<std::mutex> lock(retiredMutex());
+  retired().push_back(std::move(platform));
+  gCurrent.store(retired().back().get(), std::memory_order_release);
+}
+
+}  // namespace pelorin

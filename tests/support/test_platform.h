@@ -1,0 +1,53 @@
+// A platform for tests: an in-memory information dictionary with debug logging on, a
+// pinned clock and a console that records every line.
+#ifndef PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
+#define PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
+
+#include <chrono>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "pelorin/platform/headless.h"
+#include "pelorin/platform/platform.h"
+
+namespace pelorin::testing {
+
+class RecordingConsole : public platform::Console {
+ public:
+  void writeLine(std::string_view line) override;
+  std::vector<std::string> lines() const;
+  void clear();
+
+ private:
+  mutable std::mutex _mutex;
+  std::vector<std::string> _lines;
+};
+
+// 2024-05-01 13:02:11 UTC, the instant every test starts at unless it sets another.
+inline constexpr std::chrono::seconds kPinnedEpochSeconds{1714568531};
+
+// Installs itself as the current platform on construction; the objects it hands out stay
+// valid for the rest of the process.
+class TestPlatform {
+ public:
+  TestPlatform();
+
+  platform::HeadlessBundle& bundle() { return *_bundle; }
+  platform::PinnedClock& clock() { return *_clock; }
+  RecordingConsole& console() { return *_console; }
+  Platform& platform() { return *_platform; }
+
+  // Lines logged so far with the "[date] " prefix removed, e.g. "INFO [PL_CLIENT]: ...".
+  std::vector<std::string> logLines() const;
+
+ private:
+  platform::HeadlessBundle* _bundle;
+  platform::PinnedClock* _clock;
+  RecordingConsole* _console;
+  Platform* _platform;
+};
+
+}  // namespace pelorin::testing
+
+#endif  // PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
