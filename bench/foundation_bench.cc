@@ -1,0 +1,102 @@
+// Commit log operations at growing sizes, and the global lock against a bare mutex.
+//
+// Read the ratios printed at the end: per-operation cost with 100,000 properties against
+// 100 (target: at most 2), and `synchronized` against std::mutex (same run).
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "pelorin/pelorin_client.h"
+#include "storage/pelorin_commit_log.h"
+
+namespace {
+
+std::vector<std::string> names(int count) {
+  std::vector<std::string> result;
+  result.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) result.push_back("property_" + std::to_string(i));
+  return result;
+}
+
+// Sets one value on an existing property of a log holding `range(0)` distinct properties.
+void BM_CommitLogSet(benchmark::State& state) {
+  const int size = static_cast<int>(state.range(0));
+  const auto keys = names(size);
+  pelorin::PelorinCommitLog log;
+  for (const auto& key : keys) log.setProperties(key, {"v"});
+  const std::vector<std::string> values{"w"};
+  std::size_t i = 0;
+  for (auto _ : state) {
+    log.setProperties(keys[i], values);
+    i = (i * 7919 + 1) % keys.size();
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_CommitLogSet)->Arg(100)->Arg(10000)->Arg(100000);
+
+// Adds a value (already present) to an existing property: a lookup plus a value scan.
+void BM_CommitLogAdd(benchmark::State& state) {
+  const int size = static_cast<int>(state.range(0));
+  const auto keys = names(size);
+  pelorin::PelorinCommitLog log;
+  for (const auto& key : keys) log.addProperties(key, {"v"});
+  const std::vector<std::string> values{"v"};
+  std::size_t i = 0;
+  for (auto _ : state) {
+    log.addProperties(keys[i], values);
+    i = (i * 7919 + 1) % keys.size();
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_CommitLogAdd)->Arg(100)->Arg(10000)->Arg(100000);
+
+void BM_SynchronizedEmpty(benchmark::State& state) {
+  for (auto _ : state) {
+    pelorin::PelorinClient::synchronized([] { benchmark::ClobberMemory(); });
+  }
+}
+BENCHMARK(BM_SynchronizedEmpty);
+
+void BM_MutexBaseline(benchmark::State& state) {
+  std::mutex mutex;
+  for (auto _ : state) {
+    std::lock_guard<std::mutex> lock(mutex);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_MutexBaseline);
+
+// Prints the ratios the issue asks for after the normal report.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const auto& run : runs) _nsPerOp[run.benchmark_name()] = run.GetAdjustedCPUTime();
+  }
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    auto ratio = [&](const std::string& a, const std::string& b) {
+      if (!_nsPerOp.count(a) || !_nsPerOp.count(b) || _nsPerOp[b] == 0) return;
+      std::printf("ratio %-28s / %-28s = %.2f\n", a.c_str(), b.c_str(), _nsPerOp[a] / _nsPerOp[b]);
+    };
+    ratio("BM_CommitLogSet/100000", "BM_CommitLogSet/100");
+    ratio("BM_CommitLogAdd/100000", "BM_CommitLogAdd/100");
+    ratio("BM_SynchronizedEmpty", "BM_MutexBaseline");
+  }
+
+ private:
+  std::map<std::string, double> _nsPerOp;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  return 0;
+}

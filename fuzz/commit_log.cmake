@@ -1,0 +1,1 @@
+pelorin_add_fuzzer(fuzz_commit_log SOURCES commit_log_fuzz.cc)
