@@ -47,8 +47,8 @@ int main() {
   PelorinConfiguration configuration;
   say("   server:        " + configuration.getHostName());
   say("   package name:  " + PelorinConfiguration::getPackageName());
-  say("   RPC address:   " + PelorinConfiguration::getDomaingGroupUrl(
-                                 configuration.getHostName(), std::nullopt, std::nullopt));
+  say("   RPC address:   " + PelorinConfiguration::getDomaingGroupUrl(configuration.getHostName(),
+                                                                      std::nullopt, std::nullopt));
 
   say("\n2. A log line (\"pl_debug\" is true):");
   PelorinConfiguration::log("Hostname: " + configuration.getHostName(), "PL_CLIENT", "INFO");
@@ -67,8 +67,8 @@ int main() {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << log.encode();
   }
-  say("\n4. Written to " + path.string() + " (" +
-      std::to_string(std::filesystem::file_size(path)) + " bytes) and read back:");
+  say("\n4. Written to " + path.string() + " (" + std::to_string(std::filesystem::file_size(path)) +
+      " bytes) and read back:");
   std::ifstream in(path, std::ios::binary);
   std::stringstream text;
   text << in.rdbuf();

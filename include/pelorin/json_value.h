@@ -110,7 +110,8 @@ class JsonRef : public JsonReadable<JsonRef> {
 class JsonValue : public JsonReadable<JsonValue> {
  public:
   JsonValue() = default;  // null
-  JsonValue(boost::json::value value) : _value(std::move(value)) {}  // NOLINT(google-explicit-constructor)
+  JsonValue(boost::json::value value)
+      : _value(std::move(value)) {}  // NOLINT(google-explicit-constructor)
   explicit JsonValue(JsonRef ref) : _value(ref.exists() ? *ref.raw() : boost::json::value()) {}
 
   // Parses JSON text. Nothing (and `error`, when given, set to the reason) for text that

@@ -142,7 +142,8 @@ template class JsonReadable<JsonValue>;
 
 std::optional<JsonValue> JsonValue::parse(std::string_view text, std::string* error) {
   boost::json::error_code ec;
-  boost::json::value value = boost::json::parse(boost::json::string_view(text.data(), text.size()), ec);
+  boost::json::value value =
+      boost::json::parse(boost::json::string_view(text.data(), text.size()), ec);
   if (ec) {
     if (error != nullptr) *error = ec.message();
     return std::nullopt;
@@ -153,7 +154,8 @@ std::optional<JsonValue> JsonValue::parse(std::string_view text, std::string* er
 JsonValue JsonValue::fromStrings(const std::vector<std::string>& values) {
   boost::json::array array;
   array.reserve(values.size());
-  for (const auto& value : values) array.emplace_back(boost::json::string_view(value.data(), value.size()));
+  for (const auto& value : values)
+    array.emplace_back(boost::json::string_view(value.data(), value.size()));
   return JsonValue(std::move(array));
 }
 

@@ -17,13 +17,27 @@ void writeString(std::string& out, boost::json::string_view s) {
   for (char c : s) {
     const auto u = static_cast<unsigned char>(c);
     switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\b': out += "\\b"; break;
-      case '\f': out += "\\f"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
+      case '"':
+        out += "\\\"";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '\b':
+        out += "\\b";
+        break;
+      case '\f':
+        out += "\\f";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
       default:
         if (u < 0x20) {
           out += "\\u00";
@@ -60,12 +74,24 @@ void newline(std::string& out, int depth) {
 
 void write(std::string& out, const boost::json::value& value, bool pretty, int depth) {
   switch (value.kind()) {
-    case boost::json::kind::null: out += "null"; break;
-    case boost::json::kind::bool_: out += value.get_bool() ? "true" : "false"; break;
-    case boost::json::kind::int64: writeNumber(out, value.get_int64()); break;
-    case boost::json::kind::uint64: writeNumber(out, value.get_uint64()); break;
-    case boost::json::kind::double_: writeDouble(out, value.get_double()); break;
-    case boost::json::kind::string: writeString(out, value.get_string()); break;
+    case boost::json::kind::null:
+      out += "null";
+      break;
+    case boost::json::kind::bool_:
+      out += value.get_bool() ? "true" : "false";
+      break;
+    case boost::json::kind::int64:
+      writeNumber(out, value.get_int64());
+      break;
+    case boost::json::kind::uint64:
+      writeNumber(out, value.get_uint64());
+      break;
+    case boost::json::kind::double_:
+      writeDouble(out, value.get_double());
+      break;
+    case boost::json::kind::string:
+      writeString(out, value.get_string());
+      break;
     case boost::json::kind::array: {
       const auto& array = value.get_array();
       out.push_back('[');
