@@ -220,6 +220,8 @@ struct BadDocument {
   const char* text;
 };
 
+void PrintTo(const BadDocument& document, std::ostream* out) { *out << document.name; }
+
 class PelorinCommitLogDecodeFailureTest : public ::testing::TestWithParam<BadDocument> {};
 
 TEST_P(PelorinCommitLogDecodeFailureTest, FailsAsAWhole) {
