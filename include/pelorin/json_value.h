@@ -42,6 +42,8 @@ class JsonReadable {
   bool isString() const { return ptr() != nullptr && ptr()->is_string(); }
   bool isArray() const { return ptr() != nullptr && ptr()->is_array(); }
   bool isObject() const { return ptr() != nullptr && ptr()->is_object(); }
+  // An array whose elements are all objects (an empty array counts).
+  bool isArrayOfObjects() const;
 
   // Lenient accessors: the default of the type when absent or mistyped.
   std::string string() const { return std::string(stringView()); }

@@ -111,6 +111,17 @@ std::vector<std::pair<std::string_view, JsonRef>> JsonReadable<Derived>::members
 }
 
 template <typename Derived>
+bool JsonReadable<Derived>::isArrayOfObjects() const {
+  const boost::json::value* v = ptr();
+  const auto* a = v != nullptr ? v->if_array() : nullptr;
+  if (a == nullptr) return false;
+  for (const auto& element : *a) {
+    if (!element.is_object()) return false;
+  }
+  return true;
+}
+
+template <typename Derived>
 std::optional<std::vector<std::string>> JsonReadable<Derived>::asStringList() const {
   const boost::json::value* v = ptr();
   const auto* a = v != nullptr ? v->if_array() : nullptr;
