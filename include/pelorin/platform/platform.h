@@ -14,6 +14,7 @@
 #ifndef PELORIN_PLATFORM_PLATFORM_H_
 #define PELORIN_PLATFORM_PLATFORM_H_
 
+#include <chrono>
 #include <memory>
 
 #include "pelorin/platform/services.h"
@@ -33,6 +34,10 @@ class Platform {
   platform::Clock& clock() const { return *_clock; }
   platform::Console& console() const { return *_console; }
 
+  // How often the client writes changed state and sends pending changes (5 seconds).
+  std::chrono::milliseconds syncInterval() const { return _syncInterval; }
+  void setSyncInterval(std::chrono::milliseconds interval) { _syncInterval = interval; }
+
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
   void setClock(std::unique_ptr<platform::Clock> clock);
   void setConsole(std::unique_ptr<platform::Console> console);
@@ -46,6 +51,7 @@ class Platform {
   std::unique_ptr<platform::Bundle> _bundle;
   std::unique_ptr<platform::Clock> _clock;
   std::unique_ptr<platform::Console> _console;
+  std::chrono::milliseconds _syncInterval{5000};
 };
 
 }  // namespace pelorin
