@@ -19,8 +19,6 @@ std::string UpdateContentEvent::message() const {
   return fmt::format("'{}' - {}", _selector.value_or(""), name());
 }
 
-std::string AdvancedEvent::message() const {
-  return fmt::format("'{}' - {}", _eventName, name());
-}
+std::string AdvancedEvent::message() const { return fmt::format("'{}' - {}", _eventName, name()); }
 
 }  // namespace pelorin

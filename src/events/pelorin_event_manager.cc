@@ -51,8 +51,9 @@ void PelorinEventManager::subscribe(std::string_view name, std::shared_ptr<Event
     logInfo([&] { return fmt::format("Subscribe '{}' event", name); });
     auto found = _handlersByEvent.find(name);
     if (found == _handlersByEvent.end()) {
-      _handlersByEvent.emplace(std::string(name), std::make_shared<const HandlerList>(HandlerList{
-                                                      {std::move(identifier), std::move(handler)}}));
+      _handlersByEvent.emplace(std::string(name),
+                               std::make_shared<const HandlerList>(
+                                   HandlerList{{std::move(identifier), std::move(handler)}}));
       return;
     }
     // Hold the list: listenerId() is the handler's code and may change the subscriptions.

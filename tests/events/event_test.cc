@@ -29,9 +29,7 @@ TEST(EventTest, NameIsTheConcreteClasssEvenThroughABaseReference) {
   EXPECT_NE(formSubmit->name(), ClickEvent::NAME);
 }
 
-TEST(EventTest, PlainEventMessageIsItsName) {
-  EXPECT_EQ(Event().message(), "PelorinClient.Event");
-}
+TEST(EventTest, PlainEventMessageIsItsName) { EXPECT_EQ(Event().message(), "PelorinClient.Event"); }
 
 TEST(EventTest, ClickEventMessageQuotesTheSelector) {
   EXPECT_EQ(ClickEvent("button1").message(), "'button1' - PelorinClient.ClickEvent");
@@ -158,7 +156,8 @@ TEST(EventTest, DescriptionShowsMessageLocationAndHandlers) {
   event.setLocation("Home");
   event.addHandledBy("h1");
   event.addHandledBy("h2");
-  EXPECT_EQ(event.description(), "'button1' - PelorinClient.ClickEvent at 'Home' handled by [h1, h2]");
+  EXPECT_EQ(event.description(),
+            "'button1' - PelorinClient.ClickEvent at 'Home' handled by [h1, h2]");
 }
 
 }  // namespace

@@ -73,8 +73,9 @@ TEST_F(PelorinEventManagerTest, PublishStampsLocationQueuesDeliversThenLogs) {
   EXPECT_EQ(bus.eventQueue(), Events{event});
   EXPECT_EQ(handler->received, Events{event});
   EXPECT_EQ(event->handledBy(), Strings{"h1"});
-  EXPECT_EQ(logLines(), (Lines{busLine("Handle event PelorinClient.ClickEvent handler: h1."),
-                               busLine("Publish 'button1' - PelorinClient.ClickEvent at 'Home'.")}));
+  EXPECT_EQ(logLines(),
+            (Lines{busLine("Handle event PelorinClient.ClickEvent handler: h1."),
+                   busLine("Publish 'button1' - PelorinClient.ClickEvent at 'Home'.")}));
 }
 
 TEST_F(PelorinEventManagerTest, PublishWithoutScreenNameStampsEmptyLocation) {
@@ -226,8 +227,9 @@ TEST_F(PelorinEventManagerTest, RepublishedObjectIsQueuedAgainAndGoesOnlyToNewHa
   EXPECT_EQ(first->received, Events{event});
   EXPECT_EQ(second->received, Events{event});
   EXPECT_EQ(event->handledBy(), (Strings{"h1", "h2"}));
-  EXPECT_EQ(logLines(), (Lines{busLine("Handle event PelorinClient.ClickEvent handler: h2."),
-                               busLine("Publish 'button1' - PelorinClient.ClickEvent at 'Home'.")}));
+  EXPECT_EQ(logLines(),
+            (Lines{busLine("Handle event PelorinClient.ClickEvent handler: h2."),
+                   busLine("Publish 'button1' - PelorinClient.ClickEvent at 'Home'.")}));
 }
 
 TEST_F(PelorinEventManagerTest, PublishDeliversOnlyThePublishedObject) {
