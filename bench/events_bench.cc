@@ -85,6 +85,7 @@ class BusFixture {
 
 // Publishes one new click, delivered to the five handlers, with range(0) events queued.
 // Every kBatch publishes the untimed clean-up drops the events of screen "bench".
+// NOLINTNEXTLINE(readability-identifier-naming): Google Benchmark's BM_ names
 void BM_Publish(benchmark::State& state) {
   BusFixture fixture(static_cast<int>(state.range(0)));
   auto& bus = fixture.bus();
@@ -106,6 +107,7 @@ void BM_Publish(benchmark::State& state) {
 BENCHMARK(BM_Publish)->Arg(10)->Arg(10000);
 
 // Replays a queue of range(0) events that every handler has already handled.
+// NOLINTNEXTLINE(readability-identifier-naming): Google Benchmark's BM_ names
 void BM_HandleAllEvents(benchmark::State& state) {
   BusFixture fixture(static_cast<int>(state.range(0)));
   auto& bus = fixture.bus();

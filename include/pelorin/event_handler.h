@@ -28,6 +28,9 @@ class EventHandler {
 };
 
 // One subscription: the identifier given to `subscribe` and the handler it registered.
+// The bus shares ownership of the handler (normally a plug-in's service, owned by the
+// plug-in): a handler whose owner forgets to unsubscribe never dangles, and one that
+// unsubscribes itself from inside handleEvent stays alive until it returns.
 struct HandlerMap {
   std::string id;
   std::shared_ptr<EventHandler> handler;

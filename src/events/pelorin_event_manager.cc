@@ -84,6 +84,8 @@ void PelorinEventManager::handle(const std::shared_ptr<Event>& event) {
     // Each queued occurrence is one pass; only a handler subscribed during an earlier
     // pass can receive anything in a later one.
     const std::size_t occurrences = found->second;
+    // `event` may refer to a pointer that a handler resets (a queue entry, say): hold it.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
     const std::shared_ptr<Event> held = event;
     for (std::size_t i = 0; i < occurrences; ++i) deliver(held);
   });

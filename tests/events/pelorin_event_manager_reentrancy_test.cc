@@ -225,6 +225,7 @@ TEST_F(PelorinEventManagerReentrancyTest, FourThreadsPublishingAndSubscribingDel
 
   // When each thread publishes and, every 50 events, subscribes one more of its handlers
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < kEventsPerThread; ++i) {
