@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "pelorin/platform/ui_types.h"
@@ -21,6 +22,11 @@ enum class AlertActionStyle { kDefault, kCancel, kDestructive };
 
 // One button of an alert; `handler` (may be empty) runs when the user taps it.
 struct AlertAction {
+  // NOLINTNEXTLINE(google-explicit-constructor): {"OK"} reads as a button titled OK
+  AlertAction(std::string title, AlertActionStyle style = AlertActionStyle::kDefault,
+              std::function<void()> handler = {})
+      : title(std::move(title)), style(style), handler(std::move(handler)) {}
+
   std::string title;
   AlertActionStyle style = AlertActionStyle::kDefault;
   std::function<void()> handler;
@@ -43,6 +49,8 @@ class Ui {
   // when there is none.
   //
   //   ui.presentAlert({"Connected", "Username: ann", {{"OK"}}});
+  //   ui.presentAlert({"Delete?", "", {{"Cancel", AlertActionStyle::kCancel},
+  //                                    {"Delete", AlertActionStyle::kDestructive, onDelete}}});
   virtual bool presentAlert(Alert alert) = 0;
 
   // Opens `url` outside the app (the system browser or the app that handles it).
