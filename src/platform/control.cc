@@ -53,7 +53,8 @@ void Control::removeTarget(const void* target, ControlEvents events) {
       entry.events = entry.events & kept;
     }
   }
-  std::erase_if(_entries, [this](const Entry& entry) { return entry.events.empty() || !isLive(entry); });
+  std::erase_if(_entries,
+                [this](const Entry& entry) { return entry.events.empty() || !isLive(entry); });
 }
 
 ControlEvents Control::controlEventsForTarget(const void* target) const {

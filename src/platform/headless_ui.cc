@@ -33,7 +33,7 @@ double HeadlessUi::screenScale() const {
   return _screenScale;
 }
 
-void HeadlessUi::setKeyWindowRootViewController(std::shared_ptr<ViewController> controller) {
+void HeadlessUi::setKeyWindowRootViewController(const std::shared_ptr<ViewController>& controller) {
   Size screen;
   {
     std::lock_guard<std::mutex> lock(_mutex);
@@ -57,10 +57,10 @@ std::vector<HeadlessUi::PresentedAlert> HeadlessUi::alerts() const {
 
 std::optional<Alert> HeadlessUi::visibleAlert() const {
   std::lock_guard<std::mutex> lock(_mutex);
-  for (auto it = _alerts.rbegin(); it != _alerts.rend(); ++it) {
-    if (!it->dismissed) return it->alert;
-  }
-  return std::nullopt;
+  auto visible = std::find_if(_alerts.rbegin(), _alerts.rend(),
+                              [](const PresentedAlert& shown) { return !shown.dismissed; });
+  if (visible == _alerts.rend()) return std::nullopt;
+  return visible->alert;
 }
 
 bool HeadlessUi::tapAlertButton(std::string_view title) {
@@ -71,8 +71,9 @@ bool HeadlessUi::tapAlertButton(std::string_view title) {
                                 [](const PresentedAlert& shown) { return !shown.dismissed; });
     if (visible == _alerts.rend()) return false;
     const auto& actions = visible->alert.actions;
-    auto button = std::find_if(actions.begin(), actions.end(),
-                               [title](const AlertAction& action) { return action.title == title; });
+    auto button = std::find_if(actions.begin(), actions.end(), [title](const AlertAction& action) {
+      return action.title == title;
+    });
     if (button == actions.end()) return false;
     handler = button->handler;
     visible->dismissed = true;

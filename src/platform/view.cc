@@ -90,9 +90,8 @@ void View::setAccessibilityIdentifier(std::string identifier) {
 }
 
 std::string View::description() const {
-  std::string out = fmt::format("<{}; frame = ({:g} {:g}; {:g} {:g})", className(),
-                                _frame.origin.x, _frame.origin.y, _frame.size.width,
-                                _frame.size.height);
+  std::string out = fmt::format("<{}; frame = ({:g} {:g}; {:g} {:g})", className(), _frame.origin.x,
+                                _frame.origin.y, _frame.size.width, _frame.size.height);
   if (!_accessibilityIdentifier.empty()) {
     out += fmt::format("; identifier = '{}'", _accessibilityIdentifier);
   }
@@ -185,11 +184,9 @@ void Label::describeDetails(std::string& out) const { appendTextDetail(out, "tex
 
 void appendTextDetail(std::string& out, std::string_view name,
                       const std::optional<std::string>& text) {
-  if (text) {
-    out += fmt::format("; {} = '{}'", name, *text);
-  } else {
-    out += fmt::format("; {} = nil", name);
-  }
+  out += "; ";
+  out += name;
+  out += text ? " = '" + *text + "'" : std::string(" = nil");
 }
 
 }  // namespace pelorin::platform

@@ -31,7 +31,8 @@ std::shared_ptr<View> ViewController::topLayoutGuide() {
 
 void ViewController::addChildViewController(const std::shared_ptr<ViewController>& child) {
   if (!child || child.get() == this) return;
-  for (auto ancestor = parentViewController(); ancestor; ancestor = ancestor->parentViewController()) {
+  for (auto ancestor = parentViewController(); ancestor;
+       ancestor = ancestor->parentViewController()) {
     if (ancestor == child) return;
   }
   child->removeFromParentViewController();

@@ -11,8 +11,10 @@ constexpr const char* kBlankPage = "about:blank";
 
 }  // namespace
 
-void NavigationDelegate::decidePolicyFor(WebView& /*webView*/, const NavigationAction& /*action*/,
-                                         DecisionHandler decisionHandler) {
+// The handler is taken by value because overrides keep it to decide later.
+void NavigationDelegate::decidePolicyFor(
+    WebView& /*webView*/, const NavigationAction& /*action*/,
+    DecisionHandler decisionHandler) {  // NOLINT(performance-unnecessary-value-param)
   decisionHandler(NavigationActionPolicy::kAllow);
 }
 
@@ -52,7 +54,7 @@ bool WebView::startLoading() {
   const Load& load = _loads[*_pendingLoad];
   _pendingLoad.reset();
   NavigationAction action{load.request, NavigationType::kOther};
-  return navigate(std::move(action)) == NavigationActionPolicy::kAllow;
+  return navigate(action) == NavigationActionPolicy::kAllow;
 }
 
 std::optional<NavigationActionPolicy> WebView::tapLink(std::string url) {
@@ -60,10 +62,10 @@ std::optional<NavigationActionPolicy> WebView::tapLink(std::string url) {
   NavigationAction action;
   action.request.url = std::move(url);
   action.navigationType = NavigationType::kLinkActivated;
-  return navigate(std::move(action));
+  return navigate(action);
 }
 
-std::optional<NavigationActionPolicy> WebView::navigate(NavigationAction action) {
+std::optional<NavigationActionPolicy> WebView::navigate(const NavigationAction& action) {
   const std::size_t record = _navigations.size();
   _navigations.push_back(NavigationRecord{action, std::nullopt});
   auto delegate = _delegate.lock();
@@ -78,7 +80,7 @@ std::optional<NavigationActionPolicy> WebView::navigate(NavigationAction action)
   // counts only while the delegate call is still running.
   WebView* unowned = weak.expired() ? this : nullptr;
   delegate->decidePolicyFor(
-      *this, action,  // a copy: the delegate may start other navigations
+      *this, action,  // the caller's copy: the delegate may start other navigations
       [answered, inCall, weak, unowned, record](NavigationActionPolicy policy) {
         if (*answered) return;
         *answered = true;

@@ -42,8 +42,8 @@ TEST(ControlTest, ActionRunsOnlyForTheEventsOfItsMask) {
   auto control = std::make_shared<Control>();
   auto target = std::make_shared<int>(0);
   std::vector<Control*> senders;
-  control->addTarget(target, [&](Control& sender) { senders.push_back(&sender); },
-                     ControlEvents::kTouchDown);
+  control->addTarget(
+      target, [&](Control& sender) { senders.push_back(&sender); }, ControlEvents::kTouchDown);
 
   control->sendActions(ControlEvents::kTouchUpInside);
   control->sendActions(ControlEvents::kValueChanged);
@@ -57,8 +57,8 @@ TEST(ControlTest, EntryWithSeveralEventsRunsOncePerSend) {
   auto control = std::make_shared<Control>();
   auto target = std::make_shared<int>(0);
   int runs = 0;
-  control->addTarget(target, [&](Control&) { ++runs; },
-                     ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
+  control->addTarget(
+      target, [&](Control&) { ++runs; }, ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
 
   control->sendActions(ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
   EXPECT_EQ(runs, 1);
@@ -71,8 +71,8 @@ TEST(ControlTest, ActionsRunInTheOrderTheyWereAdded) {
   auto target = std::make_shared<int>(0);
   std::vector<int> order;
   for (int i = 1; i <= 3; ++i) {
-    control->addTarget(target, [&order, i](Control&) { order.push_back(i); },
-                       ControlEvents::kValueChanged);
+    control->addTarget(
+        target, [&order, i](Control&) { order.push_back(i); }, ControlEvents::kValueChanged);
   }
 
   control->sendActions(ControlEvents::kValueChanged);
@@ -102,10 +102,13 @@ TEST(ControlTest, TargetIsKeptAliveWhileItsActionRuns) {
   auto target = std::make_shared<Counter>();
   std::weak_ptr<Counter> weak = target;
   bool aliveAfterReset = false;
-  control->addTarget(target, [&](Control&) {
-    target.reset();  // the last owner lets go during the action
-    aliveAfterReset = !weak.expired();
-  }, ControlEvents::kTouchDown);
+  control->addTarget(
+      target,
+      [&](Control&) {
+        target.reset();  // the last owner lets go during the action
+        aliveAfterReset = !weak.expired();
+      },
+      ControlEvents::kTouchDown);
 
   control->sendActions(ControlEvents::kTouchDown);
 
@@ -130,7 +133,8 @@ TEST(ControlTest, EmptyActionOrEmptyMaskIsIgnored) {
   auto target = std::make_shared<int>(0);
 
   control->addTarget(target, Control::Action(), ControlEvents::kTouchDown);
-  control->addTarget(target, [](Control&) {}, ControlEvents());
+  control->addTarget(
+      target, [](Control&) {}, ControlEvents());
 
   EXPECT_EQ(control->targetCount(), 0u);
 }
@@ -197,9 +201,9 @@ TEST(ControlTest, EntryRemovedByAnEarlierActionDoesNotRun) {
   auto control = std::make_shared<Control>();
   auto first = std::make_shared<int>(0);
   auto second = std::make_shared<Counter>();
-  control->addTarget(first, [&](Control& sender) {
-    sender.removeTarget(second.get(), ControlEvents::kAllEvents);
-  }, ControlEvents::kTouchDown);
+  control->addTarget(
+      first, [&](Control& sender) { sender.removeTarget(second.get(), ControlEvents::kAllEvents); },
+      ControlEvents::kTouchDown);
   control->addTarget(second, &Counter::touched, ControlEvents::kTouchDown);
 
   control->sendActions(ControlEvents::kTouchDown);
@@ -211,11 +215,13 @@ TEST(ControlTest, EntryAddedByAnActionWaitsForTheNextSend) {
   auto control = std::make_shared<Control>();
   auto target = std::make_shared<Counter>();
   bool added = false;
-  control->addAction([&](Control& sender) {
-    if (added) return;
-    added = true;
-    sender.addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
-  }, ControlEvents::kTouchDown);
+  control->addAction(
+      [&](Control& sender) {
+        if (added) return;
+        added = true;
+        sender.addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
+      },
+      ControlEvents::kTouchDown);
 
   control->sendActions(ControlEvents::kTouchDown);
   EXPECT_EQ(target->touches, 0);
@@ -253,7 +259,12 @@ TEST(ControlTest, ActionMayDropTheLastOwnerOfItsControl) {
   auto control = std::make_shared<Control>();
   std::weak_ptr<Control> weak = control;
   int runs = 0;
-  control->addAction([&](Control&) { ++runs; control.reset(); }, ControlEvents::kTouchDown);
+  control->addAction(
+      [&](Control&) {
+        ++runs;
+        control.reset();
+      },
+      ControlEvents::kTouchDown);
   control->addAction([&](Control&) { ++runs; }, ControlEvents::kTouchDown);
 
   weak.lock()->sendActions(ControlEvents::kTouchDown);

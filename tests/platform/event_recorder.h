@@ -25,8 +25,8 @@ class EventRecorder {
         {ControlEvents::kEditingDidEndOnExit, "editing-did-end-on-exit"},
     };
     for (const auto& [events, name] : kNames) {
-      control.addTarget(_token, [this, name = std::string(name)](Control&) { _events.push_back(name); },
-                        events);
+      control.addTarget(
+          _token, [this, name = std::string(name)](Control&) { _events.push_back(name); }, events);
     }
   }
 

@@ -79,12 +79,11 @@ TEST_F(HeadlessUiTest, AlertWithoutARootControllerIsNotShown) {
 TEST_F(HeadlessUiTest, TappingAnAlertButtonDismissesItAndRunsItsHandler) {
   ui.setKeyWindowRootViewController(std::make_shared<ViewController>());
   std::vector<std::string> tapped;
-  ui.presentAlert(Alert{"Delete?", "", {{"Cancel", AlertActionStyle::kCancel, [&] {
-                                            tapped.push_back("Cancel");
-                                          }},
-                                        {"Delete", AlertActionStyle::kDestructive, [&] {
-                                            tapped.push_back("Delete");
-                                          }}}});
+  ui.presentAlert(
+      Alert{"Delete?",
+            "",
+            {{"Cancel", AlertActionStyle::kCancel, [&] { tapped.push_back("Cancel"); }},
+             {"Delete", AlertActionStyle::kDestructive, [&] { tapped.push_back("Delete"); }}}});
 
   EXPECT_FALSE(ui.tapAlertButton("Keep"));
   EXPECT_TRUE(ui.tapAlertButton("Delete"));

@@ -54,9 +54,7 @@ TEST_F(MainLoopTest, TaskPostedByATaskRunsAfterTheTasksAlreadyWaiting) {
   EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c"}));
 }
 
-TEST_F(MainLoopTest, RunUntilIdleOnAnEmptyLoopRunsNothing) {
-  EXPECT_EQ(loop.runUntilIdle(), 0u);
-}
+TEST_F(MainLoopTest, RunUntilIdleOnAnEmptyLoopRunsNothing) { EXPECT_EQ(loop.runUntilIdle(), 0u); }
 
 TEST_F(MainLoopTest, EmptyTaskIsIgnored) {
   loop.post(MainThread::Task());

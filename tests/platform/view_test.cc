@@ -99,7 +99,8 @@ TEST(ViewTest, DescriptionNamesClassFrameIdentifierAndDetails) {
   empty->setHidden(true);
 
   EXPECT_EQ(view->description(), "<View; frame = (1 2.5; 320 44)>");
-  EXPECT_EQ(label->description(), "<Label; frame = (0 0; 0 0); identifier = 'price'; text = 'Sale'>");
+  EXPECT_EQ(label->description(),
+            "<Label; frame = (0 0; 0 0); identifier = 'price'; text = 'Sale'>");
   EXPECT_EQ(empty->description(), "<Label; frame = (0 0; 0 0); hidden = YES; text = nil>");
 }
 
@@ -186,8 +187,8 @@ TEST(ViewTest, TapLetsTheTapRecognisersOfLiveTargetsAct) {
   auto view = std::make_shared<View>();
   auto target = std::make_shared<int>(0);
   int taps = 0;
-  auto recognizer = std::make_shared<TapGestureRecognizer>(
-      target, [&](TapGestureRecognizer& sender) {
+  auto recognizer =
+      std::make_shared<TapGestureRecognizer>(target, [&](TapGestureRecognizer& sender) {
         EXPECT_EQ(sender.view(), view);
         ++taps;
       });

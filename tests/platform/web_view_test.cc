@@ -19,8 +19,9 @@ class RecordingDelegate : public NavigationDelegate {
  public:
   void decidePolicyFor(WebView& /*webView*/, const NavigationAction& action,
                        DecisionHandler decisionHandler) override {
-    asked.push_back(action.request.url +
-                    (action.navigationType == NavigationType::kLinkActivated ? " (link)" : " (other)"));
+    asked.push_back(action.request.url + (action.navigationType == NavigationType::kLinkActivated
+                                              ? " (link)"
+                                              : " (other)"));
     if (deferred) {
       pending = std::move(decisionHandler);
       return;
@@ -72,7 +73,8 @@ TEST_F(WebViewTest, RequestKeepsItsCachePolicyAndTimeout) {
   webView->load(request);
 
   EXPECT_EQ(webView->loads()[0].request, request);
-  EXPECT_EQ(webView->loads()[0].request.cachePolicy, UrlRequestCachePolicy::kUseProtocolCachePolicy);
+  EXPECT_EQ(webView->loads()[0].request.cachePolicy,
+            UrlRequestCachePolicy::kUseProtocolCachePolicy);
 }
 
 TEST_F(WebViewTest, HtmlStringIsRecordedWithItsBaseUrl) {

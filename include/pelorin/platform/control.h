@@ -23,14 +23,14 @@ namespace pelorin::platform {
 // written by rules and plug-ins keep their meaning.
 class ControlEvents {
  public:
-  static const ControlEvents kTouchDown;           // 0x1
-  static const ControlEvents kTouchUpInside;       // 0x40
-  static const ControlEvents kValueChanged;        // 0x1000
-  static const ControlEvents kEditingDidBegin;     // 0x10000
-  static const ControlEvents kEditingChanged;      // 0x20000
-  static const ControlEvents kEditingDidEnd;       // 0x40000
+  static const ControlEvents kTouchDown;            // 0x1
+  static const ControlEvents kTouchUpInside;        // 0x40
+  static const ControlEvents kValueChanged;         // 0x1000
+  static const ControlEvents kEditingDidBegin;      // 0x10000
+  static const ControlEvents kEditingChanged;       // 0x20000
+  static const ControlEvents kEditingDidEnd;        // 0x40000
   static const ControlEvents kEditingDidEndOnExit;  // 0x80000
-  static const ControlEvents kAllEvents;           // 0xFFFFFFFF
+  static const ControlEvents kAllEvents;            // 0xFFFFFFFF
 
   constexpr ControlEvents() = default;
   constexpr explicit ControlEvents(std::uint32_t bits) : _bits(bits) {}
@@ -39,7 +39,9 @@ class ControlEvents {
   constexpr bool empty() const { return _bits == 0; }
   // True when the two sets share at least one event.
   constexpr bool intersects(ControlEvents other) const { return (_bits & other._bits) != 0; }
-  constexpr bool contains(ControlEvents other) const { return (_bits & other._bits) == other._bits; }
+  constexpr bool contains(ControlEvents other) const {
+    return (_bits & other._bits) == other._bits;
+  }
 
   friend constexpr ControlEvents operator|(ControlEvents a, ControlEvents b) {
     return ControlEvents(a._bits | b._bits);
@@ -102,11 +104,12 @@ class Control : public View {
   void addTarget(const std::shared_ptr<T>& target, void (T::*action)(Control&),
                  ControlEvents events) {
     std::weak_ptr<T> weak = target;
-    addTarget(std::weak_ptr<void>(target),
-              [weak, action](Control& sender) {
-                if (auto strong = weak.lock()) ((*strong).*action)(sender);
-              },
-              events);
+    addTarget(
+        std::weak_ptr<void>(target),
+        [weak, action](Control& sender) {
+          if (auto strong = weak.lock()) ((*strong).*action)(sender);
+        },
+        events);
   }
   // An action that the control itself owns, with no target: it runs for as long as the
   // control lives.

@@ -37,7 +37,7 @@ class HeadlessUi final : public Ui {
 
   // Makes `controller` the key window's root (the window keeps it alive). Its root view is
   // loaded and sized to the screen, as a window does.
-  void setKeyWindowRootViewController(std::shared_ptr<ViewController> controller);
+  void setKeyWindowRootViewController(const std::shared_ptr<ViewController>& controller);
   void setScreen(Size size, double scale);
 
   // Every alert presented, in order.

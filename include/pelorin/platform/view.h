@@ -34,7 +34,8 @@ class View;
 // not solve them. The views are held weakly.
 class LayoutConstraint {
  public:
-  LayoutConstraint(std::string visualFormat, const std::map<std::string, std::shared_ptr<View>>& views);
+  LayoutConstraint(std::string visualFormat,
+                   const std::map<std::string, std::shared_ptr<View>>& views);
 
   const std::string& visualFormat() const { return _visualFormat; }
   // The view given for `name`; nothing when no view has that name or it is gone.
@@ -193,7 +194,8 @@ class Label : public View {
 };
 
 // Appends "; text = 'value'" (or "; text = nil") to a description.
-void appendTextDetail(std::string& out, std::string_view name, const std::optional<std::string>& text);
+void appendTextDetail(std::string& out, std::string_view name,
+                      const std::optional<std::string>& text);
 
 }  // namespace pelorin::platform
 

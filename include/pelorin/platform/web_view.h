@@ -124,7 +124,7 @@ class WebView : public View {
   void describeDetails(std::string& out) const override;
 
  private:
-  std::optional<NavigationActionPolicy> navigate(NavigationAction action);
+  std::optional<NavigationActionPolicy> navigate(const NavigationAction& action);
   void decided(std::size_t record, NavigationActionPolicy policy);
   void schedulePendingStart();
 
