@@ -82,8 +82,8 @@ TEST_F(HeadlessUiTest, TappingAnAlertButtonDismissesItAndRunsItsHandler) {
   ui.presentAlert(
       Alert{"Delete?",
             "",
-            {{"Cancel", AlertActionStyle::kCancel, [&] { tapped.push_back("Cancel"); }},
-             {"Delete", AlertActionStyle::kDestructive, [&] { tapped.push_back("Delete"); }}}});
+            {{"Cancel", AlertActionStyle::kCancel, [&] { tapped.emplace_back("Cancel"); }},
+             {"Delete", AlertActionStyle::kDestructive, [&] { tapped.emplace_back("Delete"); }}}});
 
   EXPECT_FALSE(ui.tapAlertButton("Keep"));
   EXPECT_TRUE(ui.tapAlertButton("Delete"));

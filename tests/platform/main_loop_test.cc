@@ -45,10 +45,10 @@ TEST_F(MainLoopTest, PostNeverRunsTheTaskInline) {
 TEST_F(MainLoopTest, TaskPostedByATaskRunsAfterTheTasksAlreadyWaiting) {
   std::vector<std::string> order;
   loop.post([&] {
-    order.push_back("a");
-    loop.post([&] { order.push_back("c"); });
+    order.emplace_back("a");
+    loop.post([&] { order.emplace_back("c"); });
   });
-  loop.post([&] { order.push_back("b"); });
+  loop.post([&] { order.emplace_back("b"); });
 
   EXPECT_EQ(loop.runUntilIdle(), 3u);
   EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c"}));
@@ -85,6 +85,7 @@ TEST_F(MainLoopTest, TasksPostedFromManyThreadsAllRunOnTheMainThreadInPerThreadO
   int ran = 0;
   bool allOnMain = true;
   std::vector<std::thread> posters;
+  posters.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     posters.emplace_back([&, t] {
       for (int i = 0; i < kTasksPerThread; ++i) {
@@ -195,10 +196,10 @@ TEST_F(MainLoopTest, CancellingAFiredOneShotTimerAnswersFalse) {
 
 TEST_F(MainLoopTest, DueTimersFireEarliestDeadlineFirstThenInScheduleOrder) {
   std::vector<std::string> order;
-  loop.scheduleTimer(3s, [&] { order.push_back("3s"); });
-  loop.scheduleTimer(1s, [&] { order.push_back("1s first"); });
-  loop.scheduleTimer(1s, [&] { order.push_back("1s second"); });
-  loop.scheduleTimer(2s, [&] { order.push_back("2s"); });
+  loop.scheduleTimer(3s, [&] { order.emplace_back("3s"); });
+  loop.scheduleTimer(1s, [&] { order.emplace_back("1s first"); });
+  loop.scheduleTimer(1s, [&] { order.emplace_back("1s second"); });
+  loop.scheduleTimer(2s, [&] { order.emplace_back("2s"); });
 
   test.clock().advance(3s);
   EXPECT_EQ(loop.runUntilIdle(), 4u);
@@ -208,8 +209,8 @@ TEST_F(MainLoopTest, DueTimersFireEarliestDeadlineFirstThenInScheduleOrder) {
 
 TEST_F(MainLoopTest, WaitingTasksRunBeforeDueTimersOfTheSameTurn) {
   std::vector<std::string> order;
-  loop.scheduleTimer(0ms, [&] { order.push_back("timer"); });
-  loop.post([&] { order.push_back("task"); });
+  loop.scheduleTimer(0ms, [&] { order.emplace_back("timer"); });
+  loop.post([&] { order.emplace_back("task"); });
 
   loop.runUntilIdle();
 
@@ -350,10 +351,10 @@ TEST(MainLoopSystemClockTest, RunForFiresATimerWhenItsRealDeadlinePasses) {
 TEST_F(MainLoopTest, TaskMayDriveTheLoopAgainFromInside) {
   std::vector<std::string> order;
   loop.post([&] {
-    order.push_back("outer");
-    loop.post([&] { order.push_back("inner"); });
+    order.emplace_back("outer");
+    loop.post([&] { order.emplace_back("inner"); });
     loop.runUntilIdle();
-    order.push_back("outer done");
+    order.emplace_back("outer done");
   });
 
   loop.runUntilIdle();
