@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string>
 
+#include "json/json_writer.h"
 #include "pelorin/json_value.h"
 
 namespace pelorin {
@@ -100,6 +101,12 @@ void write(std::string& out, const boost::json::value& value, bool pretty, int d
 }
 
 }  // namespace
+
+void appendJsonString(std::string& out, std::string_view text) {
+  writeString(out, boost::json::string_view(text.data(), text.size()));
+}
+
+void appendJson(std::string& out, const boost::json::value& value) { write(out, value, false, 0); }
 
 std::string serializeJson(const boost::json::value& value, bool pretty) {
   std::string out;

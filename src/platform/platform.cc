@@ -28,7 +28,8 @@ std::vector<std::unique_ptr<Platform>>& retired() {
 Platform::Platform()
     : _bundle(std::make_unique<platform::HeadlessBundle>()),
       _clock(std::make_unique<platform::SystemClock>()),
-      _console(std::make_unique<platform::StdoutConsole>()) {}
+      _console(std::make_unique<platform::StdoutConsole>()),
+      _fileSystem(std::make_unique<platform::PosixFileSystem>()) {}
 
 Platform::~Platform() = default;
 
@@ -36,6 +37,9 @@ void Platform::setBundle(std::unique_ptr<platform::Bundle> bundle) { _bundle = s
 void Platform::setClock(std::unique_ptr<platform::Clock> clock) { _clock = std::move(clock); }
 void Platform::setConsole(std::unique_ptr<platform::Console> console) {
   _console = std::move(console);
+}
+void Platform::setFileSystem(std::unique_ptr<platform::FileSystem> fileSystem) {
+  _fileSystem = std::move(fileSystem);
 }
 
 Platform& Platform::current() {

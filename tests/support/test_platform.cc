@@ -24,12 +24,14 @@ TestPlatform::TestPlatform() {
   auto clock = std::make_unique<platform::PinnedClock>(
       platform::Clock::TimePoint(kPinnedEpochSeconds), 0, "en_US");
   auto console = std::make_unique<RecordingConsole>();
+  _documents = std::make_unique<TempFolder>();
   _bundle = bundle.get();
   _clock = clock.get();
   _console = console.get();
   platform->setBundle(std::move(bundle));
   platform->setClock(std::move(clock));
   platform->setConsole(std::move(console));
+  platform->setFileSystem(std::make_unique<platform::PosixFileSystem>(_documents->path()));
   _platform = platform.get();
   Platform::install(std::move(platform));
 }

@@ -1,15 +1,18 @@
 // A platform for tests: an in-memory information dictionary with debug logging on, a
-// pinned clock and a console that records every line.
+// pinned clock, a console that records every line and posix files whose documents folder
+// is a fresh temporary folder, removed with the test platform.
 #ifndef PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
 #define PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
 
 #include <chrono>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"
+#include "support/temp_folder.h"
 
 namespace pelorin::testing {
 
@@ -37,6 +40,8 @@ class TestPlatform {
   platform::PinnedClock& clock() { return *_clock; }
   RecordingConsole& console() { return *_console; }
   Platform& platform() { return *_platform; }
+  // The documents folder of the installed file system (the library's folder goes inside).
+  const std::string& documentsFolder() const { return _documents->path(); }
 
   // Lines logged so far with the "[date] " prefix removed, e.g. "INFO [PL_CLIENT]: ...".
   std::vector<std::string> logLines() const;
@@ -46,6 +51,7 @@ class TestPlatform {
   platform::PinnedClock* _clock;
   RecordingConsole* _console;
   Platform* _platform;
+  std::unique_ptr<TempFolder> _documents;
 };
 
 }  // namespace pelorin::testing

@@ -16,6 +16,7 @@
 
 #include <memory>
 
+#include "pelorin/platform/file_system.h"
 #include "pelorin/platform/services.h"
 
 namespace pelorin {
@@ -23,7 +24,8 @@ namespace pelorin {
 class Platform {
  public:
   // A platform with the default services (posix files and clock, console on stdout, an
-  // empty information dictionary).
+  // empty information dictionary). The default files live in the folder that
+  // `platform::PosixFileSystem` picks.
   Platform();
   ~Platform();
   Platform(const Platform&) = delete;
@@ -32,10 +34,12 @@ class Platform {
   platform::Bundle& bundle() const { return *_bundle; }
   platform::Clock& clock() const { return *_clock; }
   platform::Console& console() const { return *_console; }
+  platform::FileSystem& fileSystem() const { return *_fileSystem; }
 
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
   void setClock(std::unique_ptr<platform::Clock> clock);
   void setConsole(std::unique_ptr<platform::Console> console);
+  void setFileSystem(std::unique_ptr<platform::FileSystem> fileSystem);
 
   // The installed platform; the default one is created on first use.
   static Platform& current();
@@ -46,6 +50,7 @@ class Platform {
   std::unique_ptr<platform::Bundle> _bundle;
   std::unique_ptr<platform::Clock> _clock;
   std::unique_ptr<platform::Console> _console;
+  std::unique_ptr<platform::FileSystem> _fileSystem;
 };
 
 }  // namespace pelorin
