@@ -115,9 +115,11 @@ FileStatus PosixFileSystem::createDirectories(const std::string& path) {
     const std::string prefix = path.substr(0, position);
     if (prefix.empty() || prefix.back() == '/') continue;
     if (::mkdir(prefix.c_str(), kFolderMode) == 0) continue;
-    const int error = errno;
-    if (error == EEXIST && isDirectory(prefix)) continue;
-    // An existing non-folder in the way reports as the error it is, not as "missing".
+    int error = errno;
+    if (error == EEXIST) {
+      if (isDirectory(prefix)) continue;
+      error = ENOTDIR;  // a file stands where a folder should be
+    }
     return FileStatus::ioError("mkdir " + prefix + ": " + std::strerror(error));
   }
   return FileStatus::ok();
