@@ -41,15 +41,17 @@ PelorinRequestCommand PelorinConnector::getGetPropertiesCommand(
 }
 
 std::vector<PelorinRequestCommand> PelorinConnector::setUpdateCommand(
-    const RequestParameters& addProperties, const RequestParameters& setProperties,
+    RequestParameters addProperties, RequestParameters setProperties,
     const std::vector<PelorinEventCommitEntry>& events) {
   std::vector<PelorinRequestCommand> commands;
   commands.push_back(getProfileCommand(rawValue(CallId::profile)));
   if (!addProperties.empty()) {
-    commands.emplace_back("addProperties", rawValue(CallId::addProperties), addProperties, true);
+    commands.emplace_back("addProperties", rawValue(CallId::addProperties),
+                          std::move(addProperties), true);
   }
   if (!setProperties.empty()) {
-    commands.emplace_back("setProperties", rawValue(CallId::setProperties), setProperties, true);
+    commands.emplace_back("setProperties", rawValue(CallId::setProperties),
+                          std::move(setProperties), true);
   }
   for (const auto& entry : events) {
     std::int64_t count = entry.count();

@@ -47,7 +47,7 @@ class PelorinConnector {
   // kept. An entry counting more than MAX_EVENT_COMMANDS_PER_ENTRY (only a damaged stored
   // log can) sends that many, with a warning.
   static std::vector<PelorinRequestCommand> setUpdateCommand(
-      const RequestParameters& addProperties, const RequestParameters& setProperties,
+      RequestParameters addProperties, RequestParameters setProperties,
       const std::vector<PelorinEventCommitEntry>& events);
 };
 

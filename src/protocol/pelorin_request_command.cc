@@ -1,5 +1,7 @@
 #include "protocol/pelorin_request_command.h"
 
+#include <unordered_map>
+
 #include "json/json_writer.h"
 #include "json/utf8.h"
 
@@ -45,6 +47,24 @@ bool appendParameter(std::string& out, const RequestParameter& value) {
   return false;
 }
 
+// For each name, in order of first appearance, the position of its last entry: a name
+// keeps its first place and its last values.
+std::vector<std::size_t> winningEntries(const std::vector<PelorinPropertyCommitEntry>& entries) {
+  std::vector<std::size_t> winners;
+  winners.reserve(entries.size());
+  std::unordered_map<std::string_view, std::size_t> slotOf;
+  slotOf.reserve(entries.size());
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    auto [it, inserted] = slotOf.try_emplace(entries[i].identifier(), winners.size());
+    if (inserted) {
+      winners.push_back(i);
+    } else {
+      winners[it->second] = i;
+    }
+  }
+  return winners;
+}
+
 std::optional<std::string> checkedUtf8(std::string text) {
   if (!isValidUtf8(text)) return std::nullopt;
   return text;
@@ -64,12 +84,30 @@ RequestParameters::RequestParameters(std::initializer_list<Entry> entries) {
 RequestParameters RequestParameters::fromEntries(
     const std::vector<PelorinPropertyCommitEntry>& entries) {
   RequestParameters parameters;
-  parameters._entries.reserve(entries.size());
-  for (const auto& entry : entries) parameters.set(entry.identifier(), entry);
+  const auto winners = winningEntries(entries);
+  parameters._entries.reserve(winners.size());
+  for (std::size_t i : winners) parameters._entries.emplace_back(entries[i].identifier(), entries[i]);
   return parameters;
 }
 
+RequestParameters RequestParameters::fromEntries(std::vector<PelorinPropertyCommitEntry>&& entries) {
+  RequestParameters parameters;
+  const auto winners = winningEntries(entries);
+  parameters._entries.reserve(winners.size());
+  for (std::size_t i : winners) {
+    std::string key = entries[i].identifier();
+    parameters._entries.emplace_back(std::move(key), std::move(entries[i]));
+  }
+  return parameters;
+}
+
+void RequestParameters::buildIndex() {
+  _index.reserve(_entries.size() * 2);
+  for (std::size_t i = 0; i < _entries.size(); ++i) _index.emplace(_entries[i].first, i);
+}
+
 void RequestParameters::set(std::string key, RequestParameter value) {
+  if (_index.empty() && _entries.size() >= kIndexThreshold) buildIndex();
   if (_index.empty()) {
     for (auto& [existing, stored] : _entries) {
       if (existing == key) {
@@ -78,10 +116,6 @@ void RequestParameters::set(std::string key, RequestParameter value) {
       }
     }
     _entries.emplace_back(std::move(key), std::move(value));
-    if (_entries.size() > kIndexThreshold) {
-      _index.reserve(_entries.size() * 2);
-      for (std::size_t i = 0; i < _entries.size(); ++i) _index.emplace(_entries[i].first, i);
-    }
     return;
   }
   auto [it, inserted] = _index.try_emplace(key, _entries.size());

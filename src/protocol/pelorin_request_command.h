@@ -49,8 +49,9 @@ class RequestParameters {
   RequestParameters() = default;
   RequestParameters(std::initializer_list<Entry> entries);
   // Property entries keyed by their property name (a later entry of a name replaces an
-  // earlier one, at the earlier one's place).
+  // earlier one, at the earlier one's place). The second form moves the entries.
   static RequestParameters fromEntries(const std::vector<PelorinPropertyCommitEntry>& entries);
+  static RequestParameters fromEntries(std::vector<PelorinPropertyCommitEntry>&& entries);
 
   // Sets `key` to `value`: in place when the key is there, else at the end.
   void set(std::string key, RequestParameter value);
@@ -67,8 +68,11 @@ class RequestParameters {
   }
 
  private:
+  void buildIndex();
+
   std::vector<Entry> _entries;
-  // Built once the parameters grow past a few keys; small ones are searched in order.
+  // Position of each key, built by the first set() on parameters with many keys; until
+  // then keys are searched in order.
   StringMap<std::size_t> _index;
 };
 

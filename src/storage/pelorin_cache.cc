@@ -3,7 +3,11 @@
 #include <algorithm>
 
 #include <boost/json/array.hpp>
+#include <boost/json/monotonic_resource.hpp>
 #include <boost/json/object.hpp>
+#include <boost/json/parse.hpp>
+
+#include "json/json_writer.h"
 
 namespace pelorin {
 namespace {
@@ -55,7 +59,37 @@ JsonValue PelorinCache::toJson() const {
   return JsonValue(std::move(document));
 }
 
-std::string PelorinCache::encode() const { return toJson().toCompactString(); }
+// Written directly, without building the document first: the cache is the largest file
+// the library stores. The text is the compact form of toJson().
+std::string PelorinCache::encode() const {
+  std::string out;
+  std::size_t estimate = 64;
+  for (const auto& [name, values] : properties) {
+    estimate += name.size() + 6;
+    for (const auto& value : values) estimate += value.size() + 3;
+  }
+  out.reserve(estimate);
+  out += "{\"properties\":{";
+  bool first = true;
+  for (const auto& [name, values] : properties) {
+    if (!first) out.push_back(',');
+    first = false;
+    appendJsonString(out, name);
+    out += ":[";
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      if (i != 0) out.push_back(',');
+      appendJsonString(out, values[i]);
+    }
+    out.push_back(']');
+  }
+  out.push_back('}');
+  if (domainGroup) {
+    out += ",\"domainGroup\":";
+    appendJsonString(out, *domainGroup);
+  }
+  out += modified ? ",\"modified\":true}" : ",\"modified\":false}";
+  return out;
+}
 
 Result<PelorinCache> PelorinCache::fromJson(JsonRef document) {
   if (!document.isObject()) return Error{"cache: the document is not an object"};
@@ -81,10 +115,13 @@ Result<PelorinCache> PelorinCache::fromJson(JsonRef document) {
 }
 
 Result<PelorinCache> PelorinCache::decode(std::string_view text) {
-  std::string error;
-  auto document = JsonValue::parse(text, &error);
-  if (!document) return Error{"cache: " + error};
-  return fromJson(document->ref());
+  // The document lives only while it is copied into the cache: one arena, freed at once.
+  boost::json::monotonic_resource arena;
+  boost::json::error_code error;
+  boost::json::value document =
+      boost::json::parse(boost::json::string_view(text.data(), text.size()), error, &arena);
+  if (error) return Error{"cache: " + error.message()};
+  return fromJson(JsonRef(&document));
 }
 
 }  // namespace pelorin

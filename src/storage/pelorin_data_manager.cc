@@ -110,10 +110,14 @@ std::optional<T> PelorinDataManager::loadFromFile(std::string_view fileName) {
   std::string path;
   auto bytes = readBytes(fileName, &path);
   if (!bytes) return std::nullopt;
-  Result<T> decoded = isValidUtf8(*bytes) ? T::decode(*bytes)
-                                          : Result<T>(Error{path + ": the content is not UTF-8"});
+  // The JSON parser accepts only UTF-8, so the content is checked only to explain a failure.
+  Result<T> decoded = T::decode(*bytes);
   if (!decoded.ok()) {
-    logError([&] { return "Unable to decode data! " + decoded.error().message; });
+    logError([&] {
+      return "Unable to decode data! " +
+             (isValidUtf8(*bytes) ? decoded.error().message
+                                  : path + ": the content is not UTF-8");
+    });
     keepCorruptFile(path);
     return std::nullopt;
   }

@@ -102,6 +102,16 @@ TEST(PelorinCacheTest, WithoutDomainGroupTheMemberIsLeftOut) {
   EXPECT_EQ(cache.encode(), R"({"properties":{},"modified":false})");
 }
 
+TEST(PelorinCacheTest, EncodedTextIsTheCompactFormOfTheDocument) {
+  PelorinCache cache;
+  cache.properties = {{"b", {"\x1f", "\\"}}, {"a", {}}, {"", {""}}};
+  for (bool modified : {false, true}) {
+    cache.modified = modified;
+    cache.domainGroup = modified ? std::optional<std::string>("dg") : std::nullopt;
+    EXPECT_EQ(cache.encode(), cache.toJson().toCompactString());
+  }
+}
+
 TEST(PelorinCacheTest, EncodedCacheDecodesToAnEqualCache) {
   PelorinCache cache;
   cache.properties = {{"a", {"x", "", "\n\t\x01"}}, {"日本", {"語"}}};
