@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "ratio_reporter.h"
 #include "pelorin/pelorin_client.h"
+#include "ratio_reporter.h"
 #include "storage/pelorin_commit_log.h"
 
 namespace {

@@ -31,9 +31,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(runs);
     // Benchmarks that wait for the disk use real time; the others CPU time.
     for (const auto& run : runs) {
-      _timePerOp[run.benchmark_name()] =
-          run.run_name.time_type == "real_time" ? run.GetAdjustedRealTime()
-                                                : run.GetAdjustedCPUTime();
+      _timePerOp[run.benchmark_name()] = run.run_name.time_type == "real_time"
+                                             ? run.GetAdjustedRealTime()
+                                             : run.GetAdjustedCPUTime();
     }
   }
 
@@ -49,7 +49,8 @@ class RatioReporter : public benchmark::ConsoleReporter {
       std::printf("ratio %-40s / %-40s = %7.2f", ratio.measured.c_str(), ratio.baseline.c_str(),
                   value);
       if (ratio.target > 0) {
-        std::printf("  (target <= %.2f: %s)", ratio.target, value <= ratio.target ? "met" : "MISSED");
+        std::printf("  (target <= %.2f: %s)", ratio.target,
+                    value <= ratio.target ? "met" : "MISSED");
       }
       std::printf("\n");
     }

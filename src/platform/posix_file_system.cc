@@ -64,7 +64,7 @@ std::string folderNameForBundle() {
   if (!identifier || !identifier->isString()) {
     return std::string(PosixFileSystem::DEFAULT_FOLDER_NAME);
   }
-  const std::string name = identifier->string();
+  std::string name = identifier->string();
   if (name.empty() || name == "." || name == ".." ||
       name.find_first_of(std::string("/\0", 2)) != std::string::npos) {
     return std::string(PosixFileSystem::DEFAULT_FOLDER_NAME);
@@ -94,7 +94,8 @@ FileStatus PosixFileSystem::documentsDirectory(std::string* path) {
     std::lock_guard<std::mutex> lock(_mutex);
     if (!_documentsFolder) {
       auto home = dataHome();
-      if (!home) return FileStatus::ioError("no data folder: neither XDG_DATA_HOME nor HOME is set");
+      if (!home)
+        return FileStatus::ioError("no data folder: neither XDG_DATA_HOME nor HOME is set");
       _documentsFolder = *home + "/" + folderNameForBundle();
     }
     folder = *_documentsFolder;

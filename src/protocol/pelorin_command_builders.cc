@@ -61,17 +61,16 @@ std::vector<PelorinRequestCommand> PelorinConnector::setUpdateCommand(
       PelorinConfiguration::log(
           [&] {
             return "Event count " + std::to_string(count) + " of interaction " +
-                   entry.identifier() + " exceeds " +
-                   std::to_string(MAX_EVENT_COMMANDS_PER_ENTRY) + "; sending " +
-                   std::to_string(MAX_EVENT_COMMANDS_PER_ENTRY);
+                   entry.identifier() + " exceeds " + std::to_string(MAX_EVENT_COMMANDS_PER_ENTRY) +
+                   "; sending " + std::to_string(MAX_EVENT_COMMANDS_PER_ENTRY);
           },
           kLogTag, LogFlag::WARNING);
       count = MAX_EVENT_COMMANDS_PER_ENTRY;
     }
     // Every entry numbers its commands from 5 again; the repeated ids are intended.
     for (std::int64_t i = 0; i < count; ++i) {
-      commands.push_back(getEventCommand(rawValue(CallId::events) + i, entry.type(),
-                                         entry.identifier()));
+      commands.push_back(
+          getEventCommand(rawValue(CallId::events) + i, entry.type(), entry.identifier()));
     }
   }
   return commands;

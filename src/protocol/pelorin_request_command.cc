@@ -86,11 +86,13 @@ RequestParameters RequestParameters::fromEntries(
   RequestParameters parameters;
   const auto winners = winningEntries(entries);
   parameters._entries.reserve(winners.size());
-  for (std::size_t i : winners) parameters._entries.emplace_back(entries[i].identifier(), entries[i]);
+  for (std::size_t i : winners)
+    parameters._entries.emplace_back(entries[i].identifier(), entries[i]);
   return parameters;
 }
 
-RequestParameters RequestParameters::fromEntries(std::vector<PelorinPropertyCommitEntry>&& entries) {
+RequestParameters RequestParameters::fromEntries(
+    std::vector<PelorinPropertyCommitEntry>&& entries) {
   RequestParameters parameters;
   const auto winners = winningEntries(entries);
   parameters._entries.reserve(winners.size());

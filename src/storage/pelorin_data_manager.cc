@@ -20,7 +20,7 @@ void logError(std::string_view message) {
 }
 
 template <typename F>
-  requires std::invocable<F>
+requires std::invocable<F>
 void logError(F&& makeMessage) {
   PelorinConfiguration::log(std::forward<F>(makeMessage), PelorinDataManager::LOG_TAG,
                             LogFlag::ERROR);
@@ -115,8 +115,7 @@ std::optional<T> PelorinDataManager::loadFromFile(std::string_view fileName) {
   if (!decoded.ok()) {
     logError([&] {
       return "Unable to decode data! " +
-             (isValidUtf8(*bytes) ? decoded.error().message
-                                  : path + ": the content is not UTF-8");
+             (isValidUtf8(*bytes) ? decoded.error().message : path + ": the content is not UTF-8");
     });
     keepCorruptFile(path);
     return std::nullopt;

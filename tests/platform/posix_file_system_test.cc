@@ -243,8 +243,7 @@ TEST(PosixFileSystemTest, AtomicWriteIntoAMissingFolderFailsAndCreatesNothing) {
   FileStatus status = files.writeFileAtomically(temp / "no/f.data", "x");
 
   EXPECT_FALSE(status.isOk());
-  EXPECT_EQ(status.message().rfind("open " + (temp / "no/f.data.tmp-"), 0), 0U)
-      << status.message();
+  EXPECT_EQ(status.message().rfind("open " + (temp / "no/f.data.tmp-"), 0), 0U) << status.message();
   EXPECT_FALSE(exists(temp / "no"));
 }
 
@@ -264,9 +263,11 @@ TEST(PosixFileSystemTest, ConcurrentWritesOfOneFileEachLeaveAWholeFile) {
   TempFolder temp;
   PosixFileSystem files(temp.path());
   std::vector<std::string> contents;
+  contents.reserve(4);
   for (int i = 0; i < 4; ++i) contents.emplace_back(50000, static_cast<char>('a' + i));
 
   std::vector<std::thread> writers;
+  writers.reserve(contents.size());
   for (const auto& content : contents) {
     writers.emplace_back([&files, &temp, &content] {
       for (int round = 0; round < 20; ++round) {
@@ -360,7 +361,8 @@ TEST(PlatformFileSystemTest, DefaultPlatformHasPosixFilesAndTheSetterReplacesThe
   EXPECT_NE(dynamic_cast<PosixFileSystem*>(&platform.fileSystem()), nullptr);
 
   TempFolder temp;
-  platform.setFileSystem(std::make_unique<CountingWrites>(std::make_unique<PosixFileSystem>(temp.path())));
+  platform.setFileSystem(
+      std::make_unique<CountingWrites>(std::make_unique<PosixFileSystem>(temp.path())));
 
   EXPECT_NE(dynamic_cast<CountingWrites*>(&platform.fileSystem()), nullptr);
 }

@@ -80,8 +80,9 @@ TEST(PelorinCommandBuildersTest, ExampleUpdateBatchMatchesMemberByMember) {
 
   ASSERT_EQ(commands.size(), 6U);
   for (std::size_t i = 0; i < 5; ++i) expectSameCommand(commands[i], kExampleBatch[i]);
-  expectSameCommand(commands[5],
-                    R"({"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"294;\"]}"})");
+  expectSameCommand(
+      commands[5],
+      R"({"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"294;\"]}"})");
 }
 
 TEST(PelorinCommandBuildersTest, ExampleUpdateBatchHasTheseExactBytes) {
@@ -90,7 +91,8 @@ TEST(PelorinCommandBuildersTest, ExampleUpdateBatchHasTheseExactBytes) {
 
   std::string expected = "[";
   for (auto text : kExampleBatch) expected += std::string(text) + ",";
-  expected += R"({"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"294;\"]}"}])";
+  expected +=
+      R"({"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"294;\"]}"}])";
   EXPECT_EQ(bodyOf(commands), expected);
 }
 
@@ -119,10 +121,12 @@ TEST(PelorinCommandBuildersTest, TwoEventEntriesOfCountOneBothCarryIdFive) {
   Commands commands = PelorinConnector::setUpdateCommand({}, {}, events);
 
   EXPECT_EQ(idsOf(commands), (Texts{"0", "5", "5"}));
-  EXPECT_EQ(commands[1].toJson(),
-            R"({"method":"createEvent","alt":"json","id":"5","params":"{\"type\":[\"CLICK\"],\"interaction\":[\"i1\"]}"})");
-  EXPECT_EQ(commands[2].toJson(),
-            R"({"method":"createEvent","alt":"json","id":"5","params":"{\"type\":[\"VIEW\"],\"interaction\":[\"i2\"]}"})");
+  EXPECT_EQ(
+      commands[1].toJson(),
+      R"({"method":"createEvent","alt":"json","id":"5","params":"{\"type\":[\"CLICK\"],\"interaction\":[\"i1\"]}"})");
+  EXPECT_EQ(
+      commands[2].toJson(),
+      R"({"method":"createEvent","alt":"json","id":"5","params":"{\"type\":[\"VIEW\"],\"interaction\":[\"i2\"]}"})");
 }
 
 TEST(PelorinCommandBuildersTest, EventEntryOfCountZeroYieldsNoCommand) {
@@ -176,24 +180,28 @@ TEST(PelorinCommandBuildersTest, GetPropertiesWithoutHashHasEmptyParams) {
 }
 
 TEST(PelorinCommandBuildersTest, GetPropertiesWithHashSendsIt) {
-  EXPECT_EQ(PelorinConnector::getGetPropertiesCommand(3, "1234;987;").toJson(),
-            R"({"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"1234;987;\"]}"})");
+  EXPECT_EQ(
+      PelorinConnector::getGetPropertiesCommand(3, "1234;987;").toJson(),
+      R"({"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"1234;987;\"]}"})");
 }
 
 TEST(PelorinCommandBuildersTest, ProfileCommandUsesTheGivenId) {
-  EXPECT_EQ(PelorinConnector::getProfileCommand(9).toJson(),
-            R"({"method":"getProfile","alt":"json","id":"9","params":"{\"forceCreate\":[\"true\"]}"})");
+  EXPECT_EQ(
+      PelorinConnector::getProfileCommand(9).toJson(),
+      R"({"method":"getProfile","alt":"json","id":"9","params":"{\"forceCreate\":[\"true\"]}"})");
 }
 
 TEST(PelorinCommandBuildersTest, InteractionCommandWithoutPropertiesHasNoTimelineContext) {
-  EXPECT_EQ(PelorinConnector::getInteractionCommand(4, "PAGEVIEW", std::nullopt).toJson(),
-            R"({"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"PAGEVIEW\"],\"interaction\":[]}"})");
+  EXPECT_EQ(
+      PelorinConnector::getInteractionCommand(4, "PAGEVIEW", std::nullopt).toJson(),
+      R"({"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"PAGEVIEW\"],\"interaction\":[]}"})");
 }
 
 TEST(PelorinCommandBuildersTest, InteractionCommandCarriesPropertiesAsJsonText) {
   JsonValue properties = parsed(R"({"screenName":"/home","tags":["a"]})");
 
-  PelorinRequestCommand command = PelorinConnector::getInteractionCommand(4, "PAGEVIEW", properties);
+  PelorinRequestCommand command =
+      PelorinConnector::getInteractionCommand(4, "PAGEVIEW", properties);
 
   // The context is JSON text inside the parameter text inside the command text.
   EXPECT_EQ(command.toJson(),
@@ -210,16 +218,19 @@ TEST(PelorinCommandBuildersTest, InteractionCommandSkipsPropertiesThatDoNotConve
   notUtf8.mutableRaw().as_object()["k"] = "\xff";
 
   for (const auto& properties : {parsed("[1,2]"), notUtf8}) {
-    EXPECT_EQ(PelorinConnector::getInteractionCommand(4, "SCREEN", properties).toJson(),
-              R"({"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"SCREEN\"],\"interaction\":[]}"})");
+    EXPECT_EQ(
+        PelorinConnector::getInteractionCommand(4, "SCREEN", properties).toJson(),
+        R"({"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"SCREEN\"],\"interaction\":[]}"})");
   }
 }
 
 TEST(PelorinCommandBuildersTest, EventCommandSendsTheTypeRawTextAndInteraction) {
-  EXPECT_EQ(PelorinConnector::getEventCommand(5, EventType::VIEW, "i-7").toJson(),
-            R"({"method":"createEvent","alt":"json","id":"5","params":"{\"type\":[\"VIEW\"],\"interaction\":[\"i-7\"]}"})");
-  EXPECT_EQ(PelorinConnector::getEventCommand(6, EventType::CONVERSION, "x").toJson(),
-            R"({"method":"createEvent","alt":"json","id":"6","params":"{\"type\":[\"CONVERSION\"],\"interaction\":[\"x\"]}"})");
+  EXPECT_EQ(
+      PelorinConnector::getEventCommand(5, EventType::VIEW, "i-7").toJson(),
+      R"({"method":"createEvent","alt":"json","id":"5","params":"{\"type\":[\"VIEW\"],\"interaction\":[\"i-7\"]}"})");
+  EXPECT_EQ(
+      PelorinConnector::getEventCommand(6, EventType::CONVERSION, "x").toJson(),
+      R"({"method":"createEvent","alt":"json","id":"6","params":"{\"type\":[\"CONVERSION\"],\"interaction\":[\"x\"]}"})");
 }
 
 }  // namespace

@@ -41,9 +41,7 @@ TEST(CallIdTest, RawValueOfSixOrMoreGivesNothing) {
   EXPECT_EQ(callIdFromRawValue(INT64_MAX), std::nullopt);
 }
 
-TEST(CallIdTest, NegativeRawValueGivesNothing) {
-  EXPECT_EQ(callIdFromRawValue(-1), std::nullopt);
-}
+TEST(CallIdTest, NegativeRawValueGivesNothing) { EXPECT_EQ(callIdFromRawValue(-1), std::nullopt); }
 
 TEST(PelorinRequestCommandTest, CallIdIsKeptAsDecimalText) {
   EXPECT_EQ(PelorinRequestCommand("m", 0, std::nullopt).callId(), "0");
@@ -54,8 +52,9 @@ TEST(PelorinRequestCommandTest, CallIdIsKeptAsDecimalText) {
 
 TEST(PelorinRequestCommandTest, MembersAreWrittenAsMethodAltIdParams) {
   PelorinRequestCommand command("getProfile", 0, RequestParameters{{"forceCreate", Texts{"true"}}});
-  EXPECT_EQ(command.toJson(),
-            R"({"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"})");
+  EXPECT_EQ(
+      command.toJson(),
+      R"({"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"})");
 }
 
 TEST(PelorinRequestCommandTest, WithoutParametersThereIsNoParamsMember) {
@@ -81,7 +80,8 @@ TEST(PelorinRequestCommandTest, IdIsAJsonStringNotANumber) {
 
 TEST(PelorinRequestCommandTest, ComplexParametersAreFlattenedUnderProperties) {
   RequestParameters entries{
-      {"interests", PelorinPropertyCommitEntry(OperationType::ADD, "interests", {"sports", "music"})},
+      {"interests",
+       PelorinPropertyCommitEntry(OperationType::ADD, "interests", {"sports", "music"})},
       {"city", PelorinPropertyCommitEntry(OperationType::ADD, "city", {"Utrecht"})}};
   PelorinRequestCommand command("addProperties", 1, entries, true);
   EXPECT_EQ(command.toJson(),
@@ -92,8 +92,9 @@ TEST(PelorinRequestCommandTest, ComplexParametersAreFlattenedUnderProperties) {
 TEST(PelorinRequestCommandTest, EntryWithAnEmptyValueListIsSentAsAnEmptyArray) {
   RequestParameters entries{{"a", PelorinPropertyCommitEntry(OperationType::SET, "a", {})}};
   PelorinRequestCommand command("setProperties", 2, entries, true);
-  EXPECT_EQ(command.toJson(),
-            R"({"method":"setProperties","alt":"json","id":"2","params":"{\"properties\":{\"a\":[]}}"})");
+  EXPECT_EQ(
+      command.toJson(),
+      R"({"method":"setProperties","alt":"json","id":"2","params":"{\"properties\":{\"a\":[]}}"})");
 }
 
 TEST(PelorinRequestCommandTest, NonEntryValueInComplexParametersIsLeftOut) {
@@ -133,16 +134,18 @@ TEST(PelorinRequestCommandTest, JsonParameterIsWrittenAsItIs) {
   RequestParameters parameters{
       {"context", parsed(R"({"n":-5,"big":18446744073709551615,"ok":true,"none":null,"p":2.5})")}};
   PelorinRequestCommand command("createEvent", 4, parameters);
-  EXPECT_EQ(command.toJson(),
-            R"({"method":"createEvent","alt":"json","id":"4","params":)"
-            R"("{\"context\":{\"n\":-5,\"big\":18446744073709551615,\"ok\":true,\"none\":null,\"p\":2.5}}"})");
+  EXPECT_EQ(
+      command.toJson(),
+      R"({"method":"createEvent","alt":"json","id":"4","params":)"
+      R"("{\"context\":{\"n\":-5,\"big\":18446744073709551615,\"ok\":true,\"none\":null,\"p\":2.5}}"})");
 }
 
 TEST(PelorinRequestCommandTest, EscapedTextsHaveTheseExactBytes) {
   PelorinRequestCommand command("m", 1, RequestParameters{{"k", Texts{"a\"b\\c\n\x01/é"}}});
   // Inner text: {"k":["a\"b\\c\n\u0001/é"]}; every quote and back-slash of it escaped again.
-  EXPECT_EQ(command.toJson(),
-            R"({"method":"m","alt":"json","id":"1","params":"{\"k\":[\"a\\\"b\\\\c\\n\\u0001/é\"]}"})");
+  EXPECT_EQ(
+      command.toJson(),
+      R"({"method":"m","alt":"json","id":"1","params":"{\"k\":[\"a\\\"b\\\\c\\n\\u0001/é\"]}"})");
 }
 
 // Quotes, back-slashes, every control character and non-ASCII text survive the double
@@ -151,9 +154,9 @@ TEST(PelorinRequestCommandTest, AwkwardTextsSurviveTheDoubleEncoding) {
   std::string controls;
   for (int c = 1; c < 0x20; ++c) controls.push_back(static_cast<char>(c));
   controls += '\x7f';
-  const Texts awkward{"say \"hi\"",    "C:\\path\\",      controls,         std::string("nul\0x", 5),
-                      "é 日本語 😀",   "\u2028\u2029",    "</script>",      "\\\"\\u0041",
-                      "{\"json\":1}", ""};
+  const Texts awkward{
+      "say \"hi\"",   "C:\\path\\", controls,      std::string("nul\0x", 5), "é 日本語 😀",
+      "\u2028\u2029", "</script>",  R"(\"\u0041)", R"({"json":1})",          ""};
   RequestParameters parameters{{"values", awkward}, {"ké\"y\\", Texts{"v"}}};
   RequestParameters entries{
       {"values", PelorinPropertyCommitEntry(OperationType::SET, "values", awkward)}};
@@ -190,8 +193,9 @@ TEST(PelorinRequestCommandTest, ConvertDataToJsonWritesCompactObjects) {
   EXPECT_EQ(PelorinRequestCommand::convertDataToJSON(
                 RequestParameters{{"a", Texts{"x", "y"}}, {"b", Texts{}}}),
             R"({"a":["x","y"],"b":[]})");
-  EXPECT_EQ(PelorinRequestCommand::convertDataToJSON(parsed(R"({ "screen" : "home", "n" : [1, 2] })")),
-            R"({"screen":"home","n":[1,2]})");
+  EXPECT_EQ(
+      PelorinRequestCommand::convertDataToJSON(parsed(R"({ "screen" : "home", "n" : [1, 2] })")),
+      R"({"screen":"home","n":[1,2]})");
 }
 
 TEST(PelorinRequestCommandTest, ConvertDataToJsonRefusesWhatIsNotAnObject) {

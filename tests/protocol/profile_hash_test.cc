@@ -29,9 +29,7 @@ TEST(ProfileHashTest, PiecesFollowTheMapOrderEachEndingWithTheSeparator) {
   EXPECT_EQ(ProfileHash::getHash(properties), "1234;987;");
 }
 
-TEST(ProfileHashTest, EmptyMapGivesEmptyText) {
-  EXPECT_EQ(ProfileHash::getHash(Properties{}), "");
-}
+TEST(ProfileHashTest, EmptyMapGivesEmptyText) { EXPECT_EQ(ProfileHash::getHash(Properties{}), ""); }
 
 TEST(ProfileHashTest, NoMapGivesEmptyText) {
   EXPECT_EQ(ProfileHash::getHash(std::optional<Properties>()), "");
@@ -61,10 +59,14 @@ TEST(ProfileHashTest, CharacterOfSeveralScalarsCountsEveryScalar) {
 TEST(ProfileHashTest, InvalidUtf8CountsAsReplacementCharacters) {
   constexpr std::int64_t kFffd = 0xFFFD;
   EXPECT_EQ(ProfileHash::getHash("\xff"), kFffd);
-  EXPECT_EQ(ProfileHash::getHash("a\x80" "b"), 97 + kFffd + 98);
+  EXPECT_EQ(ProfileHash::getHash("a\x80"
+                                 "b"),
+            97 + kFffd + 98);
   // A cut-off sequence counts once; the byte that broke it starts the next character.
   EXPECT_EQ(ProfileHash::getHash("\xe2\x82"), kFffd);
-  EXPECT_EQ(ProfileHash::getHash("\xe2\x82" "a"), kFffd + 97);
+  EXPECT_EQ(ProfileHash::getHash("\xe2\x82"
+                                 "a"),
+            kFffd + 97);
   // Overlong forms, surrogates and values past U+10FFFF are ill-formed byte by byte.
   EXPECT_EQ(ProfileHash::getHash("\xc0\xaf"), 2 * kFffd);
   EXPECT_EQ(ProfileHash::getHash("\xed\xa0\x80"), 3 * kFffd);

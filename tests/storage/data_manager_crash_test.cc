@@ -2,12 +2,12 @@
 // in a loop; the parent kills it at random moments and then, as the next launch would,
 // cleans up and loads every file: each must decode and hold the content of the last write
 // that started or of the one before it.
-#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <iostream>
 #include <map>
@@ -40,9 +40,12 @@ struct Announcement {
 
 std::string fileNameOf(Target target) {
   switch (target) {
-    case Target::kCache: return Constants::Files::CACHE;
-    case Target::kCommitLog: return Constants::Files::COMMITLOG;
-    case Target::kText: return Constants::Files::ID;
+    case Target::kCache:
+      return Constants::Files::CACHE;
+    case Target::kCommitLog:
+      return Constants::Files::COMMITLOG;
+    case Target::kText:
+      return Constants::Files::ID;
   }
   return "";
 }
@@ -50,14 +53,15 @@ std::string fileNameOf(Target target) {
 // Large enough that a write takes a while, so kills land inside writes.
 std::string padding(std::int32_t generation, std::size_t size) {
   std::string text(size, 'a');
-  for (std::size_t i = 0; i < size; i += 97) text[i] = static_cast<char>('a' + (generation + i) % 26);
+  for (std::size_t i = 0; i < size; i += 97)
+    text[i] = static_cast<char>('a' + (generation + i) % 26);
   return text;
 }
 
 PelorinCache cacheOf(std::int32_t generation) {
   PelorinCache cache;
   cache.properties = {{"generation", {std::to_string(generation)}},
-                      {"padding", {padding(generation, 64 * 1024), "\"\\é"}}};
+                      {"padding", {padding(generation, std::size_t{64} * 1024), "\"\\é"}}};
   cache.domainGroup = "dg-" + std::to_string(generation);
   cache.modified = generation % 2 == 0;
   return cache;
@@ -66,7 +70,7 @@ PelorinCache cacheOf(std::int32_t generation) {
 PelorinCommitLog commitLogOf(std::int32_t generation) {
   PelorinCommitLog log;
   log.setProperties("generation", {std::to_string(generation)});
-  log.addProperties("padding", {padding(generation, 32 * 1024)});
+  log.addProperties("padding", {padding(generation, std::size_t{32} * 1024)});
   log.updateEvent(EventType::CLICK, "i1", generation + 2);
   return log;
 }
@@ -174,8 +178,8 @@ TEST(DataManagerCrashTest, EveryFileHoldsThePreviousOrTheNewContentAfterAKill) {
       if (mine.empty()) {
         allowed[target] = {held[target]};
       } else {
-        allowed[target] = {mine.back(), mine.size() >= 2 ? std::optional(mine[mine.size() - 2])
-                                                         : held[target]};
+        allowed[target] = {mine.back(),
+                           mine.size() >= 2 ? std::optional(mine[mine.size() - 2]) : held[target]};
       }
       if (!mine.empty()) nextGeneration = std::max(nextGeneration, mine.back() + 1);
     }

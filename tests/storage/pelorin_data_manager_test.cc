@@ -167,8 +167,8 @@ TEST_F(PelorinDataManagerTest, TextFileThatIsNotUtf8GivesNothingAndIsLogged) {
   plant("id.data", "id\xff");
 
   EXPECT_FALSE(PelorinDataManager::loadStringFromFile(Constants::Files::ID));
-  EXPECT_EQ(logLines(), Lines{"ERROR [PL_DATA_MANAGER]: Unable to read file! " +
-                              pathOf("id.data") + ": the content is not UTF-8"});
+  EXPECT_EQ(logLines(), Lines{"ERROR [PL_DATA_MANAGER]: Unable to read file! " + pathOf("id.data") +
+                              ": the content is not UTF-8"});
   EXPECT_EQ(contentsOf("id.data"), "id\xff");
 }
 
@@ -290,6 +290,7 @@ struct BrokenFile {
 };
 
 // Keeps the test names short: the parameter prints as its name.
+// NOLINTNEXTLINE(readability-identifier-naming): googletest looks for this name.
 void PrintTo(const BrokenFile& broken, std::ostream* out) { *out << broken.testName; }
 
 class PelorinDataManagerBrokenFileTest : public PelorinDataManagerTest,
@@ -300,9 +301,9 @@ TEST_P(PelorinDataManagerBrokenFileTest, YieldsNothingLogsAndKeepsTheFileAside) 
   const std::string name = broken.isCache ? Constants::Files::CACHE : Constants::Files::COMMITLOG;
   plant(name, broken.contents);
 
-  const bool loaded =
-      broken.isCache ? PelorinDataManager::loadFromFile<PelorinCache>(name).has_value()
-                     : PelorinDataManager::loadFromFile<PelorinCommitLog>(name).has_value();
+  const bool loaded = broken.isCache
+                          ? PelorinDataManager::loadFromFile<PelorinCache>(name).has_value()
+                          : PelorinDataManager::loadFromFile<PelorinCommitLog>(name).has_value();
 
   std::string reason = broken.reason;
   if (auto at = reason.find("{path}"); at != std::string::npos) reason.replace(at, 6, pathOf(name));
