@@ -4,6 +4,8 @@
 //
 //   pelorin::bench::RatioReporter reporter({{"BM_Ours/100", "BM_Baseline/100", 2.0}});
 //   benchmark::RunSpecifiedBenchmarks(&reporter);
+//
+// On a busy machine run with --benchmark_repetitions=5: the fastest repetition counts.
 #ifndef PELORIN_BENCH_RATIO_REPORTER_H_
 #define PELORIN_BENCH_RATIO_REPORTER_H_
 
@@ -29,23 +31,29 @@ class RatioReporter : public benchmark::ConsoleReporter {
 
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
-    // Benchmarks that wait for the disk use real time; the others CPU time.
+    // Benchmarks that wait for the disk use real time, the others CPU time. With
+    // --benchmark_repetitions the fastest repetition counts: other load on the machine only
+    // ever slows a run down.
     for (const auto& run : runs) {
-      _timePerOp[run.benchmark_name()] = run.run_name.time_type == "real_time"
-                                             ? run.GetAdjustedRealTime()
-                                             : run.GetAdjustedCPUTime();
+      const double time = run.run_name.time_type == "real_time" ? run.GetAdjustedRealTime()
+                                                                : run.GetAdjustedCPUTime();
+      if (run.run_type == Run::RT_Iteration) {
+        auto [it, inserted] = _timePerOp.try_emplace(run.benchmark_name(), time);
+        if (!inserted && time < it->second) it->second = time;
+      } else if (run.aggregate_name == "median") {
+        // Only aggregates are reported (--benchmark_report_aggregates_only).
+        _medianPerOp[run.run_name.str()] = time;
+      }
     }
   }
 
   void Finalize() override {
     ConsoleReporter::Finalize();
     for (const auto& ratio : _ratios) {
-      auto measured = _timePerOp.find(ratio.measured);
-      auto baseline = _timePerOp.find(ratio.baseline);
-      if (measured == _timePerOp.end() || baseline == _timePerOp.end() || baseline->second == 0) {
-        continue;
-      }
-      const double value = measured->second / baseline->second;
+      const double measured = timeOf(ratio.measured);
+      const double baseline = timeOf(ratio.baseline);
+      if (measured <= 0 || baseline <= 0) continue;
+      const double value = measured / baseline;
       std::printf("ratio %-40s / %-40s = %7.2f", ratio.measured.c_str(), ratio.baseline.c_str(),
                   value);
       if (ratio.target > 0) {
@@ -57,8 +65,16 @@ class RatioReporter : public benchmark::ConsoleReporter {
   }
 
  private:
+  // Time per operation of a benchmark; 0 when it did not run.
+  double timeOf(const std::string& name) const {
+    if (auto it = _timePerOp.find(name); it != _timePerOp.end()) return it->second;
+    if (auto it = _medianPerOp.find(name); it != _medianPerOp.end()) return it->second;
+    return 0;
+  }
+
   std::vector<Ratio> _ratios;
-  std::map<std::string, double> _timePerOp;
+  std::map<std::string, double> _timePerOp;    // fastest repetition
+  std::map<std::string, double> _medianPerOp;  // when only aggregates are reported
 };
 
 }  // namespace pelorin::bench

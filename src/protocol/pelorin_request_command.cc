@@ -182,7 +182,16 @@ std::string PelorinRequestCommand::toJson() const {
   std::optional<std::string> params;
   if (_parameters && _complexParameters) {
     // {"properties": getValuesOfEntries(parameters)}, written without the intermediate copy.
-    std::string out = "{\"properties\":{";
+    std::size_t estimate = 32;
+    for (const auto& [key, value] : *_parameters) {
+      estimate += key.size() + 6;
+      if (const auto* values = flattenedValues(value)) {
+        for (const auto& text : *values) estimate += text.size() + 3;
+      }
+    }
+    std::string out;
+    out.reserve(estimate + estimate / 8);
+    out += "{\"properties\":{";
     bool first = true;
     for (const auto& [key, value] : *_parameters) {
       const auto* values = flattenedValues(value);
