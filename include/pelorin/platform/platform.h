@@ -25,8 +25,8 @@
 #include <chrono>
 #include <memory>
 
-#include "pelorin/platform/main_thread.h"
 #include "pelorin/platform/file_system.h"
+#include "pelorin/platform/main_thread.h"
 #include "pelorin/platform/services.h"
 #include "pelorin/platform/ui.h"
 
