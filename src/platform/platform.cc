@@ -4,6 +4,7 @@
 #include <mutex>
 #include <vector>
 
+#include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
 
 namespace pelorin {
@@ -28,7 +29,9 @@ std::vector<std::unique_ptr<Platform>>& retired() {
 Platform::Platform()
     : _bundle(std::make_unique<platform::HeadlessBundle>()),
       _clock(std::make_unique<platform::SystemClock>()),
-      _console(std::make_unique<platform::StdoutConsole>()) {}
+      _console(std::make_unique<platform::StdoutConsole>()),
+      _httpClient(std::make_unique<platform::CurlHttpClient>()),
+      _reachability(std::make_unique<platform::PosixReachability>()) {}
 
 Platform::~Platform() = default;
 
@@ -36,6 +39,12 @@ void Platform::setBundle(std::unique_ptr<platform::Bundle> bundle) { _bundle = s
 void Platform::setClock(std::unique_ptr<platform::Clock> clock) { _clock = std::move(clock); }
 void Platform::setConsole(std::unique_ptr<platform::Console> console) {
   _console = std::move(console);
+}
+void Platform::setHttpClient(std::unique_ptr<platform::HttpClient> httpClient) {
+  _httpClient = std::move(httpClient);
+}
+void Platform::setReachability(std::unique_ptr<platform::Reachability> reachability) {
+  _reachability = std::move(reachability);
 }
 
 Platform& Platform::current() {

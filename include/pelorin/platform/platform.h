@@ -16,6 +16,8 @@
 
 #include <memory>
 
+#include "pelorin/platform/http.h"
+#include "pelorin/platform/reachability.h"
 #include "pelorin/platform/services.h"
 
 namespace pelorin {
@@ -23,7 +25,7 @@ namespace pelorin {
 class Platform {
  public:
   // A platform with the default services (posix files and clock, console on stdout, an
-  // empty information dictionary).
+  // empty information dictionary, libcurl HTTP, reachability from the routing table).
   Platform();
   ~Platform();
   Platform(const Platform&) = delete;
@@ -32,10 +34,14 @@ class Platform {
   platform::Bundle& bundle() const { return *_bundle; }
   platform::Clock& clock() const { return *_clock; }
   platform::Console& console() const { return *_console; }
+  platform::HttpClient& httpClient() const { return *_httpClient; }
+  platform::Reachability& reachability() const { return *_reachability; }
 
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
   void setClock(std::unique_ptr<platform::Clock> clock);
   void setConsole(std::unique_ptr<platform::Console> console);
+  void setHttpClient(std::unique_ptr<platform::HttpClient> httpClient);
+  void setReachability(std::unique_ptr<platform::Reachability> reachability);
 
   // The installed platform; the default one is created on first use.
   static Platform& current();
@@ -46,6 +52,8 @@ class Platform {
   std::unique_ptr<platform::Bundle> _bundle;
   std::unique_ptr<platform::Clock> _clock;
   std::unique_ptr<platform::Console> _console;
+  std::unique_ptr<platform::HttpClient> _httpClient;
+  std::unique_ptr<platform::Reachability> _reachability;
 };
 
 }  // namespace pelorin
