@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <cctype>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -63,6 +64,15 @@ size_t writeHeader(char* data, size_t size, size_t count, void* user) {
                                            std::string(trim(line.substr(colon + 1))));
   }
   return size * count;
+}
+
+// True when `url` begins with "http:" or "https:" (in any case).
+bool hasHttpScheme(std::string_view url) {
+  const auto colon = url.find(':');
+  if (colon == std::string_view::npos) return false;
+  std::string scheme(url.substr(0, colon));
+  for (char& c : scheme) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return scheme == "http" || scheme == "https";
 }
 
 }  // namespace
@@ -191,8 +201,8 @@ class CurlHttpClient::Impl {
         policy = _policy;
       }
       for (auto& transfer : fresh) {
-        if (!prepare(*transfer, policy)) {
-          complete(std::move(transfer), CURLE_FAILED_INIT);
+        if (CURLcode refused = prepare(*transfer, policy); refused != CURLE_OK) {
+          complete(std::move(transfer), refused);
           continue;
         }
         curl_multi_add_handle(_multi, transfer->easy);
@@ -237,9 +247,12 @@ class CurlHttpClient::Impl {
     curl_easy_cleanup(loader);
   }
 
-  bool prepare(Transfer& transfer, CookieAcceptPolicy policy) {
+  CURLcode prepare(Transfer& transfer, CookieAcceptPolicy policy) {
+    // Like the URL-loading system, and unlike curl, a URL must name its scheme: curl would
+    // take "localhost:1/x" for http and refuse a relative URL as malformed.
+    if (!hasHttpScheme(transfer.request.url)) return CURLE_UNSUPPORTED_PROTOCOL;
     transfer.easy = curl_easy_init();
-    if (transfer.easy == nullptr) return false;
+    if (transfer.easy == nullptr) return CURLE_FAILED_INIT;
     CURL* easy = transfer.easy;
     const HttpRequest& request = transfer.request;
     curl_easy_setopt(easy, CURLOPT_PRIVATE, &transfer);
@@ -303,7 +316,7 @@ class CurlHttpClient::Impl {
         transfer.writesCookieFile = true;
       }
     }
-    return true;
+    return CURLE_OK;
   }
 
   void complete(std::unique_ptr<Transfer> transfer, CURLcode code) {

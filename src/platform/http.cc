@@ -21,7 +21,7 @@ std::string_view UrlError::description(int code) {
     case kCancelled:
       return "cancelled";
     case kBadUrl:
-      return "unsupported URL";
+      return "bad URL";
     case kTimedOut:
       return "The request timed out.";
     case kUnsupportedUrl:

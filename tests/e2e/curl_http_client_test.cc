@@ -231,6 +231,27 @@ TEST_F(CurlHttpClientTest, SchemeOtherThanHttpIsUnsupportedUrl) {
   EXPECT_EQ(result->error->code, UrlError::kUnsupportedUrl);
 }
 
+TEST_F(CurlHttpClientTest, UrlWithoutSchemeIsUnsupportedUrl) {
+  CurlHttpClient client;
+
+  auto relative = sendAndWait(client, post("/DG/DEFAULT/rest/rpc/json/?overruleReferrer=a"));
+  auto hostAsScheme = sendAndWait(client, post("127.0.0.1:" + std::to_string(_server.port())));
+
+  ASSERT_TRUE(relative && relative->error && hostAsScheme && hostAsScheme->error);
+  EXPECT_EQ(relative->error->code, UrlError::kUnsupportedUrl);
+  EXPECT_EQ(hostAsScheme->error->code, UrlError::kUnsupportedUrl);
+  EXPECT_EQ(_server.requestCount(), 0U);
+}
+
+TEST_F(CurlHttpClientTest, SchemeIsMatchedWithoutCase) {
+  CurlHttpClient client;
+
+  auto result = sendAndWait(client, post("HTTP" + _server.rpcUrl().substr(4)));
+
+  ASSERT_TRUE(result && result->response);
+  EXPECT_EQ(result->response->statusCode, 200);
+}
+
 TEST(CurlHttpClientTlsTest, SelfSignedCertificateIsRejected) {
   const std::string data = PELORIN_TEST_DATA_DIR;
   httplib::SSLServer tls((data + "/self_signed_cert.pem").c_str(),
