@@ -42,6 +42,8 @@ class JsonReadable {
   bool isString() const { return ptr() != nullptr && ptr()->is_string(); }
   bool isArray() const { return ptr() != nullptr && ptr()->is_array(); }
   bool isObject() const { return ptr() != nullptr && ptr()->is_object(); }
+  // An array whose elements are all objects (an empty array counts).
+  bool isArrayOfObjects() const;
 
   // Lenient accessors: the default of the type when absent or mistyped.
   std::string string() const { return std::string(stringView()); }
@@ -110,7 +112,8 @@ class JsonRef : public JsonReadable<JsonRef> {
 class JsonValue : public JsonReadable<JsonValue> {
  public:
   JsonValue() = default;  // null
-  JsonValue(boost::json::value value) : _value(std::move(value)) {}  // NOLINT(google-explicit-constructor)
+  JsonValue(boost::json::value value)
+      : _value(std::move(value)) {}  // NOLINT(google-explicit-constructor)
   explicit JsonValue(JsonRef ref) : _value(ref.exists() ? *ref.raw() : boost::json::value()) {}
 
   // Parses JSON text. Nothing (and `error`, when given, set to the reason) for text that

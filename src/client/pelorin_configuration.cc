@@ -80,7 +80,8 @@ Parameters PelorinConfiguration::parametersToDictionary(JsonRef list) {
   for (JsonRef element : list.elements()) {
     if (!element.isObject()) continue;
     std::string id = element["id"].string();
-    parameters[std::move(id)] = element["value"].asStringList().value_or(std::vector<std::string>{});
+    parameters[std::move(id)] =
+        element["value"].asStringList().value_or(std::vector<std::string>{});
   }
   return parameters;
 }

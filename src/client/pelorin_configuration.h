@@ -51,7 +51,7 @@ class PelorinConfiguration {
 
   // As above, building the message only when debug mode is on.
   template <typename F>
-    requires std::invocable<F>
+  requires std::invocable<F>
   static void log(F&& makeMessage, std::string_view tag, std::string_view flag) {
     if (!getDebugMode()) return;
     writeLogLine(std::forward<F>(makeMessage)(), tag, flag);

@@ -111,6 +111,17 @@ std::vector<std::pair<std::string_view, JsonRef>> JsonReadable<Derived>::members
 }
 
 template <typename Derived>
+bool JsonReadable<Derived>::isArrayOfObjects() const {
+  const boost::json::value* v = ptr();
+  const auto* a = v != nullptr ? v->if_array() : nullptr;
+  if (a == nullptr) return false;
+  for (const auto& element : *a) {
+    if (!element.is_object()) return false;
+  }
+  return true;
+}
+
+template <typename Derived>
 std::optional<std::vector<std::string>> JsonReadable<Derived>::asStringList() const {
   const boost::json::value* v = ptr();
   const auto* a = v != nullptr ? v->if_array() : nullptr;
@@ -142,7 +153,8 @@ template class JsonReadable<JsonValue>;
 
 std::optional<JsonValue> JsonValue::parse(std::string_view text, std::string* error) {
   boost::json::error_code ec;
-  boost::json::value value = boost::json::parse(boost::json::string_view(text.data(), text.size()), ec);
+  boost::json::value value =
+      boost::json::parse(boost::json::string_view(text.data(), text.size()), ec);
   if (ec) {
     if (error != nullptr) *error = ec.message();
     return std::nullopt;
@@ -153,7 +165,8 @@ std::optional<JsonValue> JsonValue::parse(std::string_view text, std::string* er
 JsonValue JsonValue::fromStrings(const std::vector<std::string>& values) {
   boost::json::array array;
   array.reserve(values.size());
-  for (const auto& value : values) array.emplace_back(boost::json::string_view(value.data(), value.size()));
+  for (const auto& value : values)
+    array.emplace_back(boost::json::string_view(value.data(), value.size()));
   return JsonValue(std::move(array));
 }
 

@@ -6,6 +6,8 @@
 
 #include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
+#include "pelorin/platform/headless_ui.h"
+#include "pelorin/platform/main_loop.h"
 
 namespace pelorin {
 namespace {
@@ -30,6 +32,9 @@ Platform::Platform()
     : _bundle(std::make_unique<platform::HeadlessBundle>()),
       _clock(std::make_unique<platform::SystemClock>()),
       _console(std::make_unique<platform::StdoutConsole>()),
+      _mainThread(std::make_unique<platform::MainLoop>()),
+      _ui(std::make_unique<platform::HeadlessUi>()),
+      _fileSystem(std::make_unique<platform::PosixFileSystem>()),
       _httpClient(std::make_unique<platform::CurlHttpClient>()),
       _reachability(std::make_unique<platform::PosixReachability>()) {}
 
@@ -39,6 +44,13 @@ void Platform::setBundle(std::unique_ptr<platform::Bundle> bundle) { _bundle = s
 void Platform::setClock(std::unique_ptr<platform::Clock> clock) { _clock = std::move(clock); }
 void Platform::setConsole(std::unique_ptr<platform::Console> console) {
   _console = std::move(console);
+}
+void Platform::setMainThread(std::unique_ptr<platform::MainThread> mainThread) {
+  _mainThread = std::move(mainThread);
+}
+void Platform::setUi(std::unique_ptr<platform::Ui> ui) { _ui = std::move(ui); }
+void Platform::setFileSystem(std::unique_ptr<platform::FileSystem> fileSystem) {
+  _fileSystem = std::move(fileSystem);
 }
 void Platform::setHttpClient(std::unique_ptr<platform::HttpClient> httpClient) {
   _httpClient = std::move(httpClient);

@@ -21,15 +21,16 @@ Error missing(std::string_view where, std::string_view member) {
 
 }  // namespace
 
-std::string_view toString(OperationType type) {
-  return type == OperationType::ADD ? "ADD" : "SET";
-}
+std::string_view toString(OperationType type) { return type == OperationType::ADD ? "ADD" : "SET"; }
 
 std::string_view toString(EventType type) {
   switch (type) {
-    case EventType::CLICK: return "CLICK";
-    case EventType::VIEW: return "VIEW";
-    case EventType::CONVERSION: return "CONVERSION";
+    case EventType::CLICK:
+      return "CLICK";
+    case EventType::VIEW:
+      return "VIEW";
+    case EventType::CONVERSION:
+      return "CONVERSION";
   }
   return "CLICK";
 }
@@ -67,7 +68,8 @@ void PelorinCommitLog::appendEvent(EventType type, std::string_view interactionI
   _events.emplace_back(type, std::string(interactionId), count);
 }
 
-void PelorinCommitLog::setProperties(std::string_view name, const std::vector<std::string>& values) {
+void PelorinCommitLog::setProperties(std::string_view name,
+                                     const std::vector<std::string>& values) {
   if (name.empty() || values.empty()) return;
   if (auto it = _propertyIndex.find(name); it != _propertyIndex.end()) {
     // The entry keeps its type: a set after an add stays an ADD entry with the new values.
@@ -78,7 +80,8 @@ void PelorinCommitLog::setProperties(std::string_view name, const std::vector<st
   _modified = true;
 }
 
-void PelorinCommitLog::addProperties(std::string_view name, const std::vector<std::string>& values) {
+void PelorinCommitLog::addProperties(std::string_view name,
+                                     const std::vector<std::string>& values) {
   if (name.empty() || values.empty()) return;
   if (auto it = _propertyIndex.find(name); it != _propertyIndex.end()) {
     auto& stored = _properties[it->second]._values;
@@ -98,8 +101,9 @@ void PelorinCommitLog::updateEvent(EventType type, std::string_view interactionI
     std::int64_t sum = 0;
     if (__builtin_add_overflow(count, amount, &sum)) {
       // Counts can come from a stored file; an overflow keeps the largest representable count.
-      PelorinConfiguration::log("Event count overflow for interaction " + std::string(interactionId),
-                                kLogTag, LogFlag::WARNING);
+      PelorinConfiguration::log(
+          "Event count overflow for interaction " + std::string(interactionId), kLogTag,
+          LogFlag::WARNING);
       sum = amount > 0 ? std::numeric_limits<std::int64_t>::max()
                        : std::numeric_limits<std::int64_t>::min();
     }
@@ -183,8 +187,9 @@ JsonValue PelorinCommitLog::toJson() const {
                                             {"_type", bj(toString(entry.type()))},
                                             {"_count", entry.count()}});
   }
-  return JsonValue(boost::json::object{
-      {"_properties", std::move(properties)}, {"_events", std::move(events)}, {"_modified", _modified}});
+  return JsonValue(boost::json::object{{"_properties", std::move(properties)},
+                                       {"_events", std::move(events)},
+                                       {"_modified", _modified}});
 }
 
 std::string PelorinCommitLog::encode() const { return toJson().toCompactString(); }

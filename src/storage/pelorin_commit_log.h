@@ -45,7 +45,8 @@ class PelorinPropertyCommitEntry : public PelorinCommitEntry {
   OperationType type() const { return _type; }
   const std::vector<std::string>& values() const { return _values; }
 
-  friend bool operator==(const PelorinPropertyCommitEntry&, const PelorinPropertyCommitEntry&) = default;
+  friend bool operator==(const PelorinPropertyCommitEntry&,
+                         const PelorinPropertyCommitEntry&) = default;
 
  private:
   friend class PelorinCommitLog;

@@ -12,37 +12,37 @@ using pelorin::testing::TestPlatform;
 
 class PelorinConfigurationTest : public ::testing::Test {
  protected:
-  TestPlatform test;
+  TestPlatform _test;
 };
 
 TEST_F(PelorinConfigurationTest, HostNameWithoutTrailingSlash) {
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example")));
+  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example")));
   EXPECT_EQ(PelorinConfiguration().getHostName(), "https://a.example");
 }
 
 TEST_F(PelorinConfigurationTest, HostNameLosesOneTrailingSlash) {
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example/")));
+  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example/")));
   EXPECT_EQ(PelorinConfiguration().getHostName(), "https://a.example");
 }
 
 TEST_F(PelorinConfigurationTest, HostNameEndingInTwoSlashesKeepsOne) {
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example//")));
+  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example//")));
   EXPECT_EQ(PelorinConfiguration().getHostName(), "https://a.example/");
 }
 
 TEST_F(PelorinConfigurationTest, NumericHostNameYieldsEmpty) {
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value(42)));
+  _test.bundle().set("pl_server_url", JsonValue(boost::json::value(42)));
   EXPECT_EQ(PelorinConfiguration().getHostName(), "");
 }
 
 TEST_F(PelorinConfigurationTest, MissingHostNameOrDictionaryYieldsEmpty) {
   EXPECT_EQ(PelorinConfiguration().getHostName(), "");
-  test.bundle().setDictionary(std::nullopt);
+  _test.bundle().setDictionary(std::nullopt);
   EXPECT_EQ(PelorinConfiguration().getHostName(), "");
 }
 
 TEST_F(PelorinConfigurationTest, OverruleHostNameWinsUnchanged) {
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example")));
+  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example")));
   PelorinConfiguration configuration;
   configuration.setHostName("https://simulator.example/");
   EXPECT_EQ(configuration.getHostName(), "https://simulator.example/");
@@ -50,59 +50,69 @@ TEST_F(PelorinConfigurationTest, OverruleHostNameWinsUnchanged) {
 
 TEST_F(PelorinConfigurationTest, HostNameIsReadOnEveryCall) {
   PelorinConfiguration configuration;
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value("h1")));
+  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("h1")));
   EXPECT_EQ(configuration.getHostName(), "h1");
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value("h2")));
+  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("h2")));
   EXPECT_EQ(configuration.getHostName(), "h2");
 }
 
 TEST_F(PelorinConfigurationTest, LogLineFormat) {
   PelorinConfiguration::log("Hostname: h", "PL_CLIENT", "INFO");
-  EXPECT_EQ(test.console().lines(),
+  EXPECT_EQ(_test.console().lines(),
             std::vector<std::string>{"[2024-05-01 13:02:11] INFO [PL_CLIENT]: Hostname: h"});
 }
 
 TEST_F(PelorinConfigurationTest, LogLineUsesLocalTime) {
-  test.clock().setUtcOffset(2 * 3600);
-  test.clock().advance(std::chrono::hours(10));  // 23:02:11 UTC, 01:02:11 the next day locally
+  _test.clock().setUtcOffset(2 * 3600);
+  _test.clock().advance(std::chrono::hours(10));  // 23:02:11 UTC, 01:02:11 the next day locally
   PelorinConfiguration::log("m", "PL_CONNECTOR", "WARNING");
-  EXPECT_EQ(test.console().lines(),
+  EXPECT_EQ(_test.console().lines(),
             std::vector<std::string>{"[2024-05-02 01:02:11] WARNING [PL_CONNECTOR]: m"});
 }
 
 TEST_F(PelorinConfigurationTest, NoLogWithoutDebugKey) {
-  test.bundle().erase("pl_debug");
+  _test.bundle().erase("pl_debug");
   PelorinConfiguration::log("m", "PL_CLIENT", "INFO");
-  EXPECT_TRUE(test.console().lines().empty());
+  EXPECT_TRUE(_test.console().lines().empty());
   EXPECT_FALSE(PelorinConfiguration::getDebugMode());
 }
 
 TEST_F(PelorinConfigurationTest, NoLogWhenDebugIsAString) {
-  test.bundle().set("pl_debug", JsonValue(boost::json::value("true")));
+  _test.bundle().set("pl_debug", JsonValue(boost::json::value("true")));
   PelorinConfiguration::log("m", "PL_CLIENT", "INFO");
-  EXPECT_TRUE(test.console().lines().empty());
+  EXPECT_TRUE(_test.console().lines().empty());
 }
 
 TEST_F(PelorinConfigurationTest, LazyLogBuildsNoMessageWhenOff) {
-  test.bundle().set("pl_debug", JsonValue(false));
+  _test.bundle().set("pl_debug", JsonValue(false));
   bool built = false;
-  PelorinConfiguration::log([&] { built = true; return std::string("m"); }, "PL_CLIENT", "INFO");
+  PelorinConfiguration::log(
+      [&] {
+        built = true;
+        return std::string("m");
+      },
+      "PL_CLIENT", "INFO");
   EXPECT_FALSE(built);
-  test.bundle().set("pl_debug", JsonValue(true));
-  PelorinConfiguration::log([&] { built = true; return std::string("m"); }, "PL_CLIENT", "INFO");
+  _test.bundle().set("pl_debug", JsonValue(true));
+  PelorinConfiguration::log(
+      [&] {
+        built = true;
+        return std::string("m");
+      },
+      "PL_CLIENT", "INFO");
   EXPECT_TRUE(built);
-  EXPECT_EQ(test.logLines(), std::vector<std::string>{"INFO [PL_CLIENT]: m"});
+  EXPECT_EQ(_test.logLines(), std::vector<std::string>{"INFO [PL_CLIENT]: m"});
 }
 
 TEST_F(PelorinConfigurationTest, PackageNameIsPercentEncodedForAFragment) {
-  test.bundle().set("CFBundleIdentifier",
-                    JsonValue(boost::json::value("com.shop app/é?a=b&c#d%")));
+  _test.bundle().set("CFBundleIdentifier",
+                     JsonValue(boost::json::value("com.shop app/é?a=b&c#d%")));
   EXPECT_EQ(PelorinConfiguration::getPackageName(), "com.shop%20app/%C3%A9?a=b&c%23d%25");
 }
 
 TEST_F(PelorinConfigurationTest, PackageNameEmptyWhenAbsentOrMistyped) {
   EXPECT_EQ(PelorinConfiguration::getPackageName(), "");
-  test.bundle().set("CFBundleIdentifier", JsonValue(true));
+  _test.bundle().set("CFBundleIdentifier", JsonValue(true));
   EXPECT_EQ(PelorinConfiguration::getPackageName(), "");
 }
 
@@ -153,8 +163,9 @@ TEST(ConstantsTest, NamesAndFiles) {
   EXPECT_EQ(Constants::Files::ENABLED, "enabled.data");
   EXPECT_EQ(Constants::Files::SIMULATOR_USERNAME, "plsimulatorusername.data");
   EXPECT_EQ(Constants::Files::SIMULATOR_MOBILESESSION, "plsimulatormobilesession.data");
-  EXPECT_EQ(Constants::Files::PL_FILES,
-            (std::array<std::string, 3>{"plcommitlog.data", "plrequestcommitlog.data", "cache.data"}));
+  EXPECT_EQ(
+      Constants::Files::PL_FILES,
+      (std::array<std::string, 3>{"plcommitlog.data", "plrequestcommitlog.data", "cache.data"}));
 }
 
 }  // namespace

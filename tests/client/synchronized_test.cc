@@ -33,6 +33,7 @@ TEST(SynchronizedTest, CallbacksOfSeveralThreadsNeverOverlap) {
   std::atomic<bool> overlapped{false};
   long counter = 0;  // guarded only by synchronized: TSan reports any unguarded access
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < kIterations; ++i) {

@@ -11,14 +11,14 @@
 
 #include "devserver/dev_server.h"
 #include "e2e/send_and_wait.h"
-#include "e2e/temp_dir.h"
+#include "support/temp_folder.h"
 
 namespace pelorin {
 namespace {
 
 using devserver::DevServer;
 using pelorin::testing::sendAndWait;
-using pelorin::testing::TempDir;
+using pelorin::testing::TempFolder;
 using platform::CookieAcceptPolicy;
 using platform::CurlHttpClient;
 using platform::HttpRequest;
@@ -330,8 +330,8 @@ TEST_F(CurlHttpClientTest, CookiesAreSharedByAllRequestsOfAClient) {
 }
 
 TEST_F(CurlHttpClientTest, CookiesSurviveARestartThroughTheCookieFile) {
-  TempDir folder;
-  const auto cookieFile = folder.path() / "cookies.txt";
+  TempFolder folder;
+  const auto cookieFile = std::filesystem::path(folder.path()) / "cookies.txt";
   {
     CurlHttpClient first(cookieFile);
     ASSERT_TRUE(sendAndWait(first, post(_server.rpcUrl())));
@@ -350,8 +350,8 @@ TEST_F(CurlHttpClientTest, CookiesSurviveARestartThroughTheCookieFile) {
 }
 
 TEST_F(CurlHttpClientTest, CookieFileIsWrittenBeforeTheCompletionRuns) {
-  TempDir folder;
-  const auto cookieFile = folder.path() / "cookies.txt";
+  TempFolder folder;
+  const auto cookieFile = std::filesystem::path(folder.path()) / "cookies.txt";
   CurlHttpClient client(cookieFile);
 
   ASSERT_TRUE(sendAndWait(client, post(_server.rpcUrl())));
@@ -361,21 +361,23 @@ TEST_F(CurlHttpClientTest, CookieFileIsWrittenBeforeTheCompletionRuns) {
 }
 
 TEST_F(CurlHttpClientTest, CookieFileLocationIsAskedOnFirstRequest) {
-  TempDir folder;
+  TempFolder folder;
   int asked = 0;
   CurlHttpClient client(
       CurlHttpClient::CookieFileLocator([&]() -> std::optional<std::filesystem::path> {
         ++asked;
-        return folder.path() / "late" / "cookies.txt";
+        return std::filesystem::path(folder.path()) / "late" / "cookies.txt";
       }));
-  std::filesystem::create_directories(folder.path() / "late");
+  std::filesystem::create_directories(std::filesystem::path(folder.path()) / "late");
   EXPECT_EQ(asked, 0);
 
   ASSERT_TRUE(sendAndWait(client, post(_server.rpcUrl())));
   ASSERT_TRUE(sendAndWait(client, post(_server.rpcUrl())));
 
   EXPECT_EQ(asked, 1);
-  EXPECT_NE(readFile(folder.path() / "late" / "cookies.txt").find("pl_profile"), std::string::npos);
+  EXPECT_NE(
+      readFile(std::filesystem::path(folder.path()) / "late" / "cookies.txt").find("pl_profile"),
+      std::string::npos);
 }
 
 TEST_F(CurlHttpClientTest, DefaultCookiePolicyIsOnlyFromMainDocumentDomain) {

@@ -3,14 +3,14 @@
 
 #include <fstream>
 
-#include "e2e/temp_dir.h"
 #include "pelorin/platform/reachability.h"
+#include "support/temp_folder.h"
 #include "support/test_platform.h"
 
 namespace pelorin::platform {
 namespace {
 
-using pelorin::testing::TempDir;
+using pelorin::testing::TempFolder;
 
 constexpr const char* kRouteHeader =
     "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n";
@@ -40,8 +40,8 @@ class PosixReachabilityTest : public ::testing::Test {
                          const std::vector<NetworkInterface>& interfaces,
                          const std::string& serverUrl = "https://api.example.com") {
     PosixReachability::Sources sources;
-    sources.routeTable = _folder.path() / "route";
-    sources.ipv6RouteTable = _folder.path() / "ipv6_route";
+    sources.routeTable = std::filesystem::path(_folder.path()) / "route";
+    sources.ipv6RouteTable = std::filesystem::path(_folder.path()) / "ipv6_route";
     if (routes) std::ofstream(sources.routeTable) << *routes;
     if (ipv6Routes) std::ofstream(sources.ipv6RouteTable) << *ipv6Routes;
     sources.interfaces = [interfaces] { return std::optional(interfaces); };
@@ -54,7 +54,7 @@ class PosixReachabilityTest : public ::testing::Test {
     return {.reachable = false, .connectionRequired = false};
   }
 
-  TempDir _folder;
+  TempFolder _folder;
 };
 
 TEST_F(PosixReachabilityTest, DefaultRouteThroughRunningInterfaceIsReachable) {
@@ -137,8 +137,8 @@ TEST_F(PosixReachabilityTest, ServerUrlComesFromTheInformationDictionary) {
   pelorin::testing::TestPlatform test;
   test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://localhost:4000/")));
   PosixReachability::Sources sources;
-  sources.routeTable = _folder.path() / "missing";
-  sources.ipv6RouteTable = _folder.path() / "missing6";
+  sources.routeTable = std::filesystem::path(_folder.path()) / "missing";
+  sources.ipv6RouteTable = std::filesystem::path(_folder.path()) / "missing6";
   sources.interfaces = [] { return std::optional(std::vector<NetworkInterface>{kLoopback}); };
   PosixReachability check(std::move(sources));
 

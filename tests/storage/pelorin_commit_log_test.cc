@@ -120,9 +120,11 @@ TEST(PelorinCommitLogTest, CountOverflowIsLoggedAndSaturates) {
   PelorinCommitLog log;
   log.updateEvent(EventType::CLICK, "i1", std::numeric_limits<std::int64_t>::max());
   log.updateEvent(EventType::CLICK, "i1", 1);
-  EXPECT_EQ(log.getEvent(EventType::CLICK, "i1")->count(), std::numeric_limits<std::int64_t>::max());
-  EXPECT_EQ(test.logLines(), std::vector<std::string>{
-                                 "WARNING [PL_DATA_MANAGER]: Event count overflow for interaction i1"});
+  EXPECT_EQ(log.getEvent(EventType::CLICK, "i1")->count(),
+            std::numeric_limits<std::int64_t>::max());
+  EXPECT_EQ(test.logLines(),
+            std::vector<std::string>{
+                "WARNING [PL_DATA_MANAGER]: Event count overflow for interaction i1"});
 }
 
 TEST(PelorinCommitLogTest, MergingAnEmptyLogChangesNothing) {
@@ -145,7 +147,8 @@ TEST(PelorinCommitLogTest, MergeIntoEmptyLogReproducesEntriesAndEmptiesSource) {
   EXPECT_TRUE(source.isModified());  // the source keeps its flag
   ASSERT_EQ(target.properties().size(), 2U);
   EXPECT_EQ(target.properties()[0], PelorinPropertyCommitEntry(OperationType::SET, "s", {"1"}));
-  EXPECT_EQ(target.properties()[1], PelorinPropertyCommitEntry(OperationType::ADD, "a", {"x", "x"}));
+  EXPECT_EQ(target.properties()[1],
+            PelorinPropertyCommitEntry(OperationType::ADD, "a", {"x", "x"}));
   ASSERT_EQ(target.events().size(), 1U);
   EXPECT_EQ(target.events()[0], PelorinEventCommitEntry(EventType::CLICK, "i1", 2));
   EXPECT_TRUE(target.isModified());
@@ -183,9 +186,10 @@ TEST(PelorinCommitLogTest, EncodedDocumentHasTheStoredMembers) {
   PelorinCommitLog log;
   log.setProperties("city", {"Utrecht"});
   log.updateEvent(EventType::CONVERSION, "i1", 2);
-  EXPECT_EQ(log.encode(),
-            R"({"_properties":[{"_identifier":"city","_type":"SET","_values":["Utrecht"]}],)"
-            R"("_events":[{"_identifier":"i1","_type":"CONVERSION","_count":2}],"_modified":true})");
+  EXPECT_EQ(
+      log.encode(),
+      R"({"_properties":[{"_identifier":"city","_type":"SET","_values":["Utrecht"]}],)"
+      R"("_events":[{"_identifier":"i1","_type":"CONVERSION","_count":2}],"_modified":true})");
 }
 
 TEST(PelorinCommitLogTest, EncodedLogDecodesToAnEqualLog) {
@@ -216,6 +220,8 @@ struct BadDocument {
   const char* text;
 };
 
+void PrintTo(const BadDocument& document, std::ostream* out) { *out << document.name; }
+
 class PelorinCommitLogDecodeFailureTest : public ::testing::TestWithParam<BadDocument> {};
 
 TEST_P(PelorinCommitLogDecodeFailureTest, FailsAsAWhole) {
@@ -229,27 +235,33 @@ TEST_P(PelorinCommitLogDecodeFailureTest, FailsAsAWhole) {
 INSTANTIATE_TEST_SUITE_P(
     Documents, PelorinCommitLogDecodeFailureTest,
     ::testing::Values(
-        BadDocument{"Empty", ""},
-        BadDocument{"Truncated", R"({"_properties":[],"_events":[)"},
+        BadDocument{"Empty", ""}, BadDocument{"Truncated", R"({"_properties":[],"_events":[)"},
         BadDocument{"NotAnObject", "[]"},
         BadDocument{"MissingEvents", R"({"_properties":[],"_modified":true})"},
         BadDocument{"MissingModified", R"({"_properties":[],"_events":[]})"},
         BadDocument{"ModifiedNotBool", R"({"_properties":[],"_events":[],"_modified":1})"},
         BadDocument{"PropertiesNotArray", R"({"_properties":{},"_events":[],"_modified":true})"},
-        BadDocument{"UnknownOperation",
-                    R"({"_properties":[{"_identifier":"a","_type":"PUT","_values":[]}],"_events":[],"_modified":true})"},
-        BadDocument{"ValueNotString",
-                    R"({"_properties":[{"_identifier":"a","_type":"ADD","_values":[1]}],"_events":[],"_modified":true})"},
-        BadDocument{"MissingIdentifier",
-                    R"({"_properties":[{"_type":"ADD","_values":[]}],"_events":[],"_modified":true})"},
-        BadDocument{"CountNotInteger",
-                    R"({"_properties":[],"_events":[{"_identifier":"a","_type":"VIEW","_count":1.5}],"_modified":true})"},
-        BadDocument{"CountIsString",
-                    R"({"_properties":[],"_events":[{"_identifier":"a","_type":"VIEW","_count":"1"}],"_modified":true})"},
-        BadDocument{"UnknownEventType",
-                    R"({"_properties":[],"_events":[{"_identifier":"a","_type":"TAP","_count":1}],"_modified":true})"},
+        BadDocument{
+            "UnknownOperation",
+            R"({"_properties":[{"_identifier":"a","_type":"PUT","_values":[]}],"_events":[],"_modified":true})"},
+        BadDocument{
+            "ValueNotString",
+            R"({"_properties":[{"_identifier":"a","_type":"ADD","_values":[1]}],"_events":[],"_modified":true})"},
+        BadDocument{
+            "MissingIdentifier",
+            R"({"_properties":[{"_type":"ADD","_values":[]}],"_events":[],"_modified":true})"},
+        BadDocument{
+            "CountNotInteger",
+            R"({"_properties":[],"_events":[{"_identifier":"a","_type":"VIEW","_count":1.5}],"_modified":true})"},
+        BadDocument{
+            "CountIsString",
+            R"({"_properties":[],"_events":[{"_identifier":"a","_type":"VIEW","_count":"1"}],"_modified":true})"},
+        BadDocument{
+            "UnknownEventType",
+            R"({"_properties":[],"_events":[{"_identifier":"a","_type":"TAP","_count":1}],"_modified":true})"},
         BadDocument{"NonUtf8Bytes",
-                    "{\"_properties\":[{\"_identifier\":\"\xff\",\"_type\":\"ADD\",\"_values\":[]}],\"_events\":[],\"_modified\":true}"}),
+                    "{\"_properties\":[{\"_identifier\":\"\xff\",\"_type\":\"ADD\",\"_values\":[]}]"
+                    ",\"_events\":[],\"_modified\":true}"}),
     [](const ::testing::TestParamInfo<BadDocument>& info) { return std::string(info.param.name); });
 
 TEST(PelorinCommitLogTest, DecodedDuplicateNamesLaterEntryWins) {

@@ -1,0 +1,17 @@
+#include "client/plugin_registry.h"
+
+namespace pelorin {
+
+std::vector<PluginClass> builtInPluginClasses() {
+  // Registered in this order: BehaviorListener, EngagementRankingListener,
+  // EngagementScoreListener, FormListener, FullscreenLightbox, PreferredHourListener,
+  // GlobalListener. Each joins the list as its class is added to the library.
+  static const std::vector<PluginClass> classes = [] {
+    std::vector<PluginClass> list;
+    for (const auto& pluginClass : list) RuntimeClasses::add(pluginClass);
+    return list;
+  }();
+  return classes;
+}
+
+}  // namespace pelorin
