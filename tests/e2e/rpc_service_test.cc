@@ -143,6 +143,49 @@ TEST_F(RpcServiceTest, GetPropertiesWithoutHashAnswersAllProperties) {
             R"([{"id":"3","result":{"properties":{"city":["Utrecht"],"tags":["a","b"]}}}])");
 }
 
+TEST_F(RpcServiceTest, GetPropertiesWithTheServersHashAnswersNoProperties) {
+  const std::string id = newVisitor();
+  ASSERT_TRUE(_service.setProperty(id, "a", {"b", "c"}));
+
+  RpcReply reply = _service.handle(batch(
+      R"([{"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"294;\"]}"}])",
+      id));
+
+  EXPECT_EQ(reply.body, R"([{"id":"3","result":{"properties":{}}}])");
+}
+
+TEST_F(RpcServiceTest, HashPiecesMayComeInAnotherOrder) {
+  const std::string id = newVisitor();
+  ASSERT_TRUE(_service.setProperty(id, "a", {"b", "c"}));
+  ASSERT_TRUE(_service.setProperty(id, "x", {}));
+
+  RpcReply reply = _service.handle(batch(
+      R"([{"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"120;294;\"]}"}])",
+      id));
+
+  EXPECT_EQ(reply.body, R"([{"id":"3","result":{"properties":{}}}])");
+}
+
+TEST_F(RpcServiceTest, GetPropertiesWithAnotherHashAnswersAllProperties) {
+  const std::string id = newVisitor();
+  ASSERT_TRUE(_service.setProperty(id, "a", {"b", "c"}));
+
+  RpcReply reply = _service.handle(batch(
+      R"([{"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"295;\"]}"}])",
+      id));
+
+  EXPECT_EQ(reply.body, R"([{"id":"3","result":{"properties":{"a":["b","c"]}}}])");
+}
+
+TEST_F(RpcServiceTest, EmptyHashMatchesAnEmptyProfile) {
+  const std::string id = newVisitor();
+
+  RpcReply reply = _service.handle(batch(
+      R"([{"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"\"]}"}])", id));
+
+  EXPECT_EQ(reply.body, R"([{"id":"3","result":{"properties":{}}}])");
+}
+
 TEST_F(RpcServiceTest, PropertyCommandsWithoutProfileAnswerAnError) {
   RpcReply reply =
       _service.handle(batch(R"([{"method":"getProperties","alt":"json","id":"3","params":"{}"}])"));

@@ -195,6 +195,11 @@ class DevServer::Impl {
     _handled = 0;
   }
 
+  void setRequestObserver(std::function<void(const RecordedRequest&)> observer) {
+    std::lock_guard<std::mutex> lock(_mutex);
+    _observer = std::move(observer);
+  }
+
   void injectFault(const Fault& fault, int times) {
     std::lock_guard<std::mutex> lock(_mutex);
     for (int i = 0; i < times; ++i) _faults.push_back(fault);
@@ -222,6 +227,12 @@ class DevServer::Impl {
       if (!isBookkeeping(name)) recorded.headers.emplace_back(name, value);
     }
     recorded.body = request.body;
+    std::function<void(const RecordedRequest&)> observer;
+    {
+      std::lock_guard<std::mutex> lock(_mutex);
+      observer = _observer;
+    }
+    if (observer) observer(recorded);
     {
       std::lock_guard<std::mutex> lock(_mutex);
       _requests.push_back(std::move(recorded));
@@ -339,10 +350,11 @@ class DevServer::Impl {
 
   mutable std::mutex _mutex;
   mutable std::condition_variable _changed;
-  std::vector<RecordedRequest> _requests;  // guarded by _mutex
-  size_t _handled = 0;                     // guarded by _mutex
-  std::deque<Fault> _faults;               // guarded by _mutex
-  bool _stopping = false;                  // guarded by _mutex
+  std::vector<RecordedRequest> _requests;                 // guarded by _mutex
+  size_t _handled = 0;                                    // guarded by _mutex
+  std::deque<Fault> _faults;                              // guarded by _mutex
+  bool _stopping = false;                                 // guarded by _mutex
+  std::function<void(const RecordedRequest&)> _observer;  // guarded by _mutex
 };
 
 DevServer::DevServer(DevServerOptions options)
@@ -376,6 +388,10 @@ bool DevServer::waitForHandled(std::size_t count, std::chrono::milliseconds time
 }
 
 void DevServer::clearRequests() { _impl->clearRequests(); }
+
+void DevServer::setRequestObserver(std::function<void(const RecordedRequest&)> observer) {
+  _impl->setRequestObserver(std::move(observer));
+}
 void DevServer::injectFault(const Fault& fault, int times) { _impl->injectFault(fault, times); }
 
 void DevServer::dropNextConnections(int times) {

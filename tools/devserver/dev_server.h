@@ -117,9 +117,12 @@ class DevServer {
   // dropped or cut); false on time-out.
   bool waitForHandled(std::size_t count, std::chrono::milliseconds timeout) const;
   void clearRequests();
+  // Calls `observer` with each request as it is received, on the thread serving it, before
+  // it is answered (or dropped). Set before requests arrive.
+  void setRequestObserver(std::function<void(const RecordedRequest&)> observer);
 
   // --- Fault injection --------------------------------------------------------------------
-  // Faults queue up; each request to the protocol's address takes the first one.
+  // Faults queue up; each POST to the protocol's address takes the first one.
   void injectFault(const Fault& fault, int times = 1);
   void dropNextConnections(int times);
   void delayNextAnswers(std::chrono::milliseconds delay, int times = 1);

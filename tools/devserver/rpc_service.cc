@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <boost/json.hpp>
 
+#include "protocol/profile_hash.h"
+
 namespace pelorin::devserver {
 namespace {
 
@@ -32,6 +34,24 @@ JsonValue idAnd(const std::string& id, const JsonValue& members) {
 // The members of an answer that reports a failed command.
 JsonValue failure(std::string_view message) {
   return JsonValue(json::object{{"error", json::object{{"message", message}}}});
+}
+
+// The pieces of a profile hash ("294;17;" has "17" and "294"), sorted: the device writes
+// them in its own property order, which need not be the server's.
+std::vector<std::string_view> hashPieces(std::string_view hash) {
+  std::vector<std::string_view> pieces;
+  while (!hash.empty()) {
+    const auto end = hash.find(';');
+    pieces.push_back(hash.substr(0, end));
+    if (end == std::string_view::npos) break;
+    hash.remove_prefix(end + 1);
+  }
+  std::ranges::sort(pieces);
+  return pieces;
+}
+
+bool sameHash(std::string_view device, std::string_view server) {
+  return hashPieces(device) == hashPieces(server);
 }
 
 constexpr std::string_view kNoProfile = R"(no profile: send "getProfile" with "forceCreate" first)";
@@ -138,13 +158,16 @@ JsonValue RpcService::getProfile(const JsonRef& params, BatchState& batch) {
   return JsonValue(std::move(answer));
 }
 
-JsonValue RpcService::getProperties(const JsonRef& /*params*/, BatchState& batch) {
+JsonValue RpcService::getProperties(const JsonRef& params, BatchState& batch) {
   auto profile = _profiles.find(batch.profileId);
   if (profile == _profiles.end()) {
     return failure(kNoProfile);
   }
   json::object properties;
-  for (const auto& [name, values] : profile->second.properties) {
+  // A device whose copy is current gets no properties.
+  const auto hash = params["hash"].at(0).asString();
+  const bool current = hash && sameHash(*hash, ProfileHash::getHash(profile->second.properties));
+  for (const auto& [name, values] : current ? Parameters() : profile->second.properties) {
     json::array list;
     for (const auto& value : values) list.emplace_back(value);
     properties[name] = std::move(list);

@@ -56,6 +56,10 @@ class Platform {
   // How often the client writes changed state and sends pending changes (5 seconds).
   std::chrono::milliseconds syncInterval() const { return _syncInterval; }
   void setSyncInterval(std::chrono::milliseconds interval) { _syncInterval = interval; }
+  // How long the client waits for the server's answer to one request (10 seconds); a
+  // request still running after that is left to finish unheeded.
+  std::chrono::milliseconds responseWait() const { return _responseWait; }
+  void setResponseWait(std::chrono::milliseconds wait) { _responseWait = wait; }
   platform::FileSystem& fileSystem() const { return *_fileSystem; }
 
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
@@ -79,6 +83,7 @@ class Platform {
   std::unique_ptr<platform::MainThread> _mainThread;
   std::unique_ptr<platform::Ui> _ui;
   std::chrono::milliseconds _syncInterval{5000};
+  std::chrono::milliseconds _responseWait{10000};
   std::unique_ptr<platform::FileSystem> _fileSystem;
   std::unique_ptr<platform::HttpClient> _httpClient;
   std::unique_ptr<platform::Reachability> _reachability;
