@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "pelorin/platform/headless.h"
+#include "pelorin/platform/headless_ui.h"
+#include "pelorin/platform/main_loop.h"
 
 namespace pelorin {
 namespace {
@@ -28,7 +30,9 @@ std::vector<std::unique_ptr<Platform>>& retired() {
 Platform::Platform()
     : _bundle(std::make_unique<platform::HeadlessBundle>()),
       _clock(std::make_unique<platform::SystemClock>()),
-      _console(std::make_unique<platform::StdoutConsole>()) {}
+      _console(std::make_unique<platform::StdoutConsole>()),
+      _mainThread(std::make_unique<platform::MainLoop>()),
+      _ui(std::make_unique<platform::HeadlessUi>()) {}
 
 Platform::~Platform() = default;
 
@@ -37,6 +41,10 @@ void Platform::setClock(std::unique_ptr<platform::Clock> clock) { _clock = std::
 void Platform::setConsole(std::unique_ptr<platform::Console> console) {
   _console = std::move(console);
 }
+void Platform::setMainThread(std::unique_ptr<platform::MainThread> mainThread) {
+  _mainThread = std::move(mainThread);
+}
+void Platform::setUi(std::unique_ptr<platform::Ui> ui) { _ui = std::move(ui); }
 
 Platform& Platform::current() {
   Platform* platform = gCurrent.load(std::memory_order_acquire);

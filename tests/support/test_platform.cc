@@ -24,14 +24,25 @@ TestPlatform::TestPlatform() {
   auto clock = std::make_unique<platform::PinnedClock>(
       platform::Clock::TimePoint(kPinnedEpochSeconds), 0, "en_US");
   auto console = std::make_unique<RecordingConsole>();
+  auto mainLoop = std::make_unique<platform::MainLoop>(clock.get());
+  auto ui = std::make_unique<platform::HeadlessUi>();
   _bundle = bundle.get();
   _clock = clock.get();
   _console = console.get();
+  _mainLoop = mainLoop.get();
+  _ui = ui.get();
   platform->setBundle(std::move(bundle));
   platform->setClock(std::move(clock));
   platform->setConsole(std::move(console));
+  platform->setMainThread(std::move(mainLoop));
+  platform->setUi(std::move(ui));
   _platform = platform.get();
   Platform::install(std::move(platform));
+}
+
+void TestPlatform::advanceClock(std::chrono::milliseconds by) {
+  _clock->advance(by);
+  _mainLoop->wake();
 }
 
 std::vector<std::string> TestPlatform::logLines() const {

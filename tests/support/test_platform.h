@@ -1,5 +1,6 @@
 // A platform for tests: an in-memory information dictionary with debug logging on, a
-// pinned clock and a console that records every line.
+// pinned clock, a console that records every line, a main loop that the test drives (the
+// test's thread is its main thread) and a headless user interface.
 #ifndef PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
 #define PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
 
@@ -9,6 +10,8 @@
 #include <vector>
 
 #include "pelorin/platform/headless.h"
+#include "pelorin/platform/headless_ui.h"
+#include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
 
 namespace pelorin::testing {
@@ -36,7 +39,14 @@ class TestPlatform {
   platform::HeadlessBundle& bundle() { return *_bundle; }
   platform::PinnedClock& clock() { return *_clock; }
   RecordingConsole& console() { return *_console; }
+  platform::MainLoop& mainLoop() { return *_mainLoop; }
+  platform::HeadlessUi& ui() { return *_ui; }
   Platform& platform() { return *_platform; }
+
+  // Moves the pinned clock on and wakes the main loop, so a loop blocked in run() on
+  // another thread sees the timers that are now due. Then call mainLoop().runUntilIdle()
+  // to fire them on the test's thread.
+  void advanceClock(std::chrono::milliseconds by);
 
   // Lines logged so far with the "[date] " prefix removed, e.g. "INFO [PL_CLIENT]: ...".
   std::vector<std::string> logLines() const;
@@ -45,6 +55,8 @@ class TestPlatform {
   platform::HeadlessBundle* _bundle;
   platform::PinnedClock* _clock;
   RecordingConsole* _console;
+  platform::MainLoop* _mainLoop;
+  platform::HeadlessUi* _ui;
   Platform* _platform;
 };
 

@@ -8,6 +8,14 @@
 //   platform->setBundle(std::make_unique<pelorin::platform::HeadlessBundle>(info));
 //   pelorin::Platform::install(std::move(platform));
 //
+// A host drives the main loop from its main thread; keep a reference to the one installed:
+//
+//   auto loop = std::make_unique<pelorin::platform::MainLoop>();
+//   pelorin::platform::MainLoop& mainLoop = *loop;
+//   platform->setMainThread(std::move(loop));
+//   ...
+//   mainLoop.run();
+//
 // Thread safety: `current()` may be called from any thread. `install()` and the setters are
 // meant for start-up: a platform replaced by `install()` is kept alive for the rest of the
 // process, so a thread still holding it never sees it destroyed.
@@ -17,14 +25,17 @@
 #include <chrono>
 #include <memory>
 
+#include "pelorin/platform/main_thread.h"
 #include "pelorin/platform/services.h"
+#include "pelorin/platform/ui.h"
 
 namespace pelorin {
 
 class Platform {
  public:
   // A platform with the default services (posix files and clock, console on stdout, an
-  // empty information dictionary).
+  // empty information dictionary, a headless `MainLoop` created on this thread and a
+  // `HeadlessUi`).
   Platform();
   ~Platform();
   Platform(const Platform&) = delete;
@@ -33,6 +44,8 @@ class Platform {
   platform::Bundle& bundle() const { return *_bundle; }
   platform::Clock& clock() const { return *_clock; }
   platform::Console& console() const { return *_console; }
+  platform::MainThread& mainThread() const { return *_mainThread; }
+  platform::Ui& ui() const { return *_ui; }
 
   // How often the client writes changed state and sends pending changes (5 seconds).
   std::chrono::milliseconds syncInterval() const { return _syncInterval; }
@@ -41,6 +54,8 @@ class Platform {
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
   void setClock(std::unique_ptr<platform::Clock> clock);
   void setConsole(std::unique_ptr<platform::Console> console);
+  void setMainThread(std::unique_ptr<platform::MainThread> mainThread);
+  void setUi(std::unique_ptr<platform::Ui> ui);
 
   // The installed platform; the default one is created on first use.
   static Platform& current();
@@ -51,6 +66,8 @@ class Platform {
   std::unique_ptr<platform::Bundle> _bundle;
   std::unique_ptr<platform::Clock> _clock;
   std::unique_ptr<platform::Console> _console;
+  std::unique_ptr<platform::MainThread> _mainThread;
+  std::unique_ptr<platform::Ui> _ui;
   std::chrono::milliseconds _syncInterval{5000};
 };
 

@@ -1,0 +1,1 @@
+pelorin_add_benchmark(bench_events SOURCES events_bench.cc)
