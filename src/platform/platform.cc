@@ -32,7 +32,8 @@ Platform::Platform()
       _clock(std::make_unique<platform::SystemClock>()),
       _console(std::make_unique<platform::StdoutConsole>()),
       _mainThread(std::make_unique<platform::MainLoop>()),
-      _ui(std::make_unique<platform::HeadlessUi>()) {}
+      _ui(std::make_unique<platform::HeadlessUi>()),
+      _fileSystem(std::make_unique<platform::PosixFileSystem>()) {}
 
 Platform::~Platform() = default;
 
@@ -45,6 +46,9 @@ void Platform::setMainThread(std::unique_ptr<platform::MainThread> mainThread) {
   _mainThread = std::move(mainThread);
 }
 void Platform::setUi(std::unique_ptr<platform::Ui> ui) { _ui = std::move(ui); }
+void Platform::setFileSystem(std::unique_ptr<platform::FileSystem> fileSystem) {
+  _fileSystem = std::move(fileSystem);
+}
 
 Platform& Platform::current() {
   Platform* platform = gCurrent.load(std::memory_order_acquire);
