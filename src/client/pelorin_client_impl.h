@@ -93,6 +93,7 @@ class PelorinClientImpl {
   const std::optional<std::string>& zoneId() const { return _zoneId; }
   const PelorinCache& cache() const { return *_cache; }
   bool isEnabled() const { return _isEnabled; }
+  bool updateRequired() const { return _updateRequired; }
   const std::string& screenName() const { return _screenName; }
   void setLocale(std::optional<std::string> locale) { _locale = std::move(locale); }
   const std::vector<PelorinSegment>& segments() const { return _segments; }
