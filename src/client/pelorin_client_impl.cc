@@ -19,6 +19,16 @@
 #include "storage/pelorin_data_manager.h"
 
 namespace pelorin {
+namespace {
+
+// The answer to the command of one call id, or a missing value.
+JsonRef answerOf(const PelorinConnector::ExchangeResult& result, std::string_view id) {
+  if (!result.response) return JsonRef();
+  auto it = result.response->find(id);
+  return it == result.response->end() ? JsonRef() : it->second.ref();
+}
+
+}  // namespace
 
 // How the event bus sees the engine: it exists, and its screen name.
 class EngineEventBusLink : public EventBusClientLink {
@@ -199,7 +209,7 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
     auto result = connector.execute(exchange->url, exchange->commands, std::nullopt);
     const bool reload = PelorinClient::synchronized([&] {
       if (result.error) {
-        log("Unable to get the interactions from Pelorin, reason: " + result.error->description(),
+        log("Unable to get the interactions from Pelorin, reason: " + PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
         log("Sync failed", LogFlag::WARNING);
         return false;
@@ -209,8 +219,8 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
         log("Sync failed", LogFlag::WARNING);
         return false;
       }
-      const bool changed = processProfileResult(result.answer("0"));
-      processPropertiesResult(result.answer("3"), false);
+      const bool changed = processProfileResult(answerOf(result, "0"));
+      processPropertiesResult(answerOf(result, "3"), false);
       emptyRequestCommitLog();
       return changed;
     });
@@ -247,13 +257,13 @@ void PelorinClientImpl::runReloadProfile() {
   auto result = connector.execute(exchange->url, exchange->commands, screenName);
   PelorinClient::synchronized([&] {
     if (result.error) {
-      log("Unable to reload the profile from Pelorin, reason: " + result.error->description(),
+      log("Unable to reload the profile from Pelorin, reason: " + PelorinConnector::describe(*result.error),
           LogFlag::ERROR);
     } else if (!result.response) {
       log("Unable to reload the profile from Pelorin", LogFlag::WARNING);
     } else {
-      processProfileResult(result.answer("0"));
-      processPropertiesResult(result.answer("3"), false);
+      processProfileResult(answerOf(result, "0"));
+      processPropertiesResult(answerOf(result, "3"), false);
       log("Done reloading");
     }
   });
@@ -350,7 +360,7 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
     auto result = connector.execute(exchange->url, exchange->commands, screenName);
     const bool reload = PelorinClient::synchronized([&] {
       if (result.error) {
-        log("Unable to get the interactions from Pelorin, reason: " + result.error->description(),
+        log("Unable to get the interactions from Pelorin, reason: " + PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
         return false;
       }
@@ -360,12 +370,12 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
       }
       bool changed = false;
       if (isPageview) {
-        changed = processProfileResult(result.answer("0"));
-        processPropertiesResult(result.answer("3"), true);
-        processConnectionsResult(result.answer("4"));
-        processSegmentsResult(result.answer("4"));
+        changed = processProfileResult(answerOf(result, "0"));
+        processPropertiesResult(answerOf(result, "3"), true);
+        processConnectionsResult(answerOf(result, "4"));
+        processSegmentsResult(answerOf(result, "4"));
       }
-      processInteractionsResult(context, result.answer("4"), isPageview);
+      processInteractionsResult(context, answerOf(result, "4"), isPageview);
       if (isPageview) emptyRequestCommitLog();
       return changed;
     });

@@ -391,8 +391,8 @@ TEST_F(PelorinClientTest, SimulatorLinkConnectsStoresAndAlerts) {
                           "Mobile session: s1 Host: https://simulator.example");
   _test.mainLoop().runUntilIdle();
   ASSERT_EQ(_test.ui().alerts().size(), 1U);
-  EXPECT_EQ(_test.ui().alerts()[0].title, "Connected to Pelorin Simulator");
-  EXPECT_EQ(_test.ui().alerts()[0].message,
+  EXPECT_EQ(_test.ui().alerts()[0].alert.title, "Connected to Pelorin Simulator");
+  EXPECT_EQ(_test.ui().alerts()[0].alert.message,
             "Username: ann \nMobile session: s1 \nHost: https://simulator.example");
   engine().waitForOperations();
 }

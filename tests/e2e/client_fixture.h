@@ -12,7 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "client/pelorin_client_impl.h"
-#include "dev_server.h"
+#include "devserver/dev_server.h"
 #include "pelorin/pelorin_client.h"
 #include "support/test_platform.h"
 

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "dev_server.h"
+#include "devserver/dev_server.h"
 #include "support/child_process.h"
 #include "support/temp_folder.h"
 
