@@ -109,6 +109,12 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
           return executeRedirect(location->second.string(), calls, screenName);
         }
       }
+      // The answers are kept by call id and hold objects, so the map above never holds a
+      // text under "location"; a server that moves the visitor answers 300 with the body
+      // {"location": "<address>"}, and that address is followed.
+      if (auto body = JsonValue::parse(*_data); body && body->get("location").isString()) {
+        return executeRedirect(body->get("location").string(), calls, screenName);
+      }
     }
     // The HTTP client followed a redirect itself: post the batch again to where it led.
     if (_response->url != requestUrl) return executeRedirect(_response->url, calls, screenName);

@@ -263,17 +263,22 @@ TEST_F(PelorinConnectorE2eTest, MultipleChoicesWithoutLocationFallsThroughToTheS
   EXPECT_TRUE(logLinesContaining("Redirect to URL").empty());
 }
 
-// The answers are kept by call id and only objects are kept, so a body can never put a text
-// under "location": a 300 is not followed, whatever its body says.
-TEST_F(PelorinConnectorE2eTest, MultipleChoicesWithLocationBodyIsNotFollowed) {
+TEST_F(PelorinConnectorE2eTest, MultipleChoicesWithLocationIsFollowed) {
   _server.answerNextWithMultipleChoices(_server.baseUrl() + "/DG/moved/rest/rpc/json/");
+  const auto commands = pageView();
 
-  auto result = execute(_connector, pageView());
+  auto result = execute(_connector, commands);
 
-  EXPECT_FALSE(result.response.has_value());
-  EXPECT_FALSE(result.error.has_value());
-  EXPECT_EQ(_server.requestCount(), 1U);
-  EXPECT_TRUE(logLinesContaining("Redirect to URL").empty());
+  ASSERT_TRUE(result.response.has_value());
+  EXPECT_EQ(_connector.retryCount(), 1);
+  const auto received = _server.requests();
+  EXPECT_THAT(targets(received),
+              ElementsAre(std::string("POST /DG/DEFAULT/rest/rpc/json/?") + kQuery,
+                          "POST /DG/moved/rest/rpc/json/"));
+  EXPECT_EQ(received[1].body, PelorinConnector::getPostData(commands));
+  EXPECT_THAT(logLinesContaining("Redirect to URL"),
+              ElementsAre("INFO [PL_CONNECTOR]: Redirect to URL: " + _server.baseUrl() +
+                          "/DG/moved/rest/rpc/json/"));
 }
 
 TEST_F(PelorinConnectorE2eTest, FollowedRedirectIsPostedAgainToTheFinalUrl) {
