@@ -33,8 +33,8 @@ namespace pelorin {
 
 class Platform {
  public:
-  // A platform with the default services (posix files and clock, console on stdout, an
-  // empty information dictionary, a headless `MainLoop` created on this thread and a
+  // A platform with the default services (posix files, clock and device, console on
+  // stdout, an empty information dictionary, a headless `MainLoop` created on this thread and a
   // `HeadlessUi`).
   Platform();
   ~Platform();
@@ -44,6 +44,7 @@ class Platform {
   platform::Bundle& bundle() const { return *_bundle; }
   platform::Clock& clock() const { return *_clock; }
   platform::Console& console() const { return *_console; }
+  platform::Device& device() const { return *_device; }
   platform::MainThread& mainThread() const { return *_mainThread; }
   platform::Ui& ui() const { return *_ui; }
 
@@ -54,6 +55,7 @@ class Platform {
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
   void setClock(std::unique_ptr<platform::Clock> clock);
   void setConsole(std::unique_ptr<platform::Console> console);
+  void setDevice(std::unique_ptr<platform::Device> device);
   void setMainThread(std::unique_ptr<platform::MainThread> mainThread);
   void setUi(std::unique_ptr<platform::Ui> ui);
 
@@ -66,6 +68,7 @@ class Platform {
   std::unique_ptr<platform::Bundle> _bundle;
   std::unique_ptr<platform::Clock> _clock;
   std::unique_ptr<platform::Console> _console;
+  std::unique_ptr<platform::Device> _device;
   std::unique_ptr<platform::MainThread> _mainThread;
   std::unique_ptr<platform::Ui> _ui;
   std::chrono::milliseconds _syncInterval{5000};
