@@ -49,9 +49,9 @@ std::optional<platform::Image> closeImage(const std::optional<std::string>& icon
   constexpr std::string_view kFileScheme = "file://";
   if (!iconUrl->starts_with(kFileScheme)) return platform::Image{*iconUrl, {}};
   std::ifstream in(iconUrl->substr(kFileScheme.size()), std::ios::binary);
-  std::vector<std::uint8_t> data{std::istreambuf_iterator<char>(in),
-                                 std::istreambuf_iterator<char>()};
-  if (!in.eof() || data.empty()) {
+  std::vector<std::uint8_t> data;
+  if (in) data.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  if (data.empty()) {
     PelorinConfiguration::log(
         [&] { return "The close icon '" + *iconUrl + "' cannot be read; using the default"; },
         PLLightbox::LOG_TAG, LogFlag::WARNING);
