@@ -127,8 +127,7 @@ class PLLightbox : public platform::NavigationDelegate,
                                                   const std::optional<std::string>& inlineCss);
   // The inside of the body element of a complete document; other content unchanged.
   static std::string extractContentFromHtml(std::string_view content);
-  // True for content made of exactly one image: one "<img" tag and no text outside tags
-  // (a linked image counts).
+  // True for content that is one image element and nothing else (white space aside).
   static bool isImageOnly(std::string_view content);
   // The style block: for image-only content, rules that make the image fill the lightbox
   // keeping its proportions; then a 5-point padding around the content; then `inlineCss`

@@ -58,21 +58,13 @@ std::string PLLightbox::extractContentFromHtml(std::string_view content) {
 }
 
 bool PLLightbox::isImageOnly(std::string_view content) {
-  const std::size_t image = findTag(content, "<img");
-  if (image == std::string_view::npos) return false;
-  if (findTag(content, "<img", image + 1) != std::string_view::npos) return false;
-  // No text outside the tags: only the image (perhaps inside a link or a division).
-  bool inTag = false;
-  for (char c : content) {
-    if (c == '<') {
-      inTag = true;
-    } else if (c == '>') {
-      inTag = false;
-    } else if (!inTag && !isSpace(c)) {
-      return false;
-    }
-  }
-  return true;
+  // The image rules size the image against its parent, the lightbox: only an image that is
+  // the content itself (not one inside a link or a division) can fill it.
+  const std::size_t first = content.find_first_not_of(" \t\r\n\f\v");
+  if (first == std::string_view::npos || findTag(content, "<img", first) != first) return false;
+  const std::size_t end = content.find('>', first);
+  if (end == std::string_view::npos) return false;
+  return content.find_first_not_of(" \t\r\n\f\v", end + 1) == std::string_view::npos;
 }
 
 std::string PLLightbox::setHtmlStyle(bool imageOnly, const std::optional<std::string>& inlineCss) {

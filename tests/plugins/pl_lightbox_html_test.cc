@@ -94,7 +94,12 @@ TEST(PLLightboxHtmlTest, ExtractOfABodyWithoutEndTakesTheRest) {
 TEST(PLLightboxHtmlTest, ImageOnlyContentIsOneImageAndNoText) {
   EXPECT_TRUE(PLLightbox::isImageOnly("<img src=\"a.png\">"));
   EXPECT_TRUE(PLLightbox::isImageOnly("\n  <IMG SRC=\"a.png\"/>  \n"));
-  EXPECT_TRUE(PLLightbox::isImageOnly("<a href=\"https://x\"><img src=\"a.png\"></a>"));
+}
+
+TEST(PLLightboxHtmlTest, ImageInsideAnotherElementIsNotImageOnly) {
+  // The image rules size an image against the lightbox, not against a link around it.
+  EXPECT_FALSE(PLLightbox::isImageOnly("<a href=\"https://x\"><img src=\"a.png\"></a>"));
+  EXPECT_FALSE(PLLightbox::isImageOnly("<div><img src=\"a.png\"></div>"));
 }
 
 TEST(PLLightboxHtmlTest, TextOrSeveralImagesAreNotImageOnly) {
@@ -102,6 +107,7 @@ TEST(PLLightboxHtmlTest, TextOrSeveralImagesAreNotImageOnly) {
   EXPECT_FALSE(PLLightbox::isImageOnly("<img src=\"a.png\"><p>Sale</p>"));
   EXPECT_FALSE(PLLightbox::isImageOnly("<img src=\"a.png\"><img src=\"b.png\">"));
   EXPECT_FALSE(PLLightbox::isImageOnly("<imgur>a</imgur>"));
+  EXPECT_FALSE(PLLightbox::isImageOnly("<img src=\"a.png\">Sale"));
   EXPECT_FALSE(PLLightbox::isImageOnly(""));
 }
 
