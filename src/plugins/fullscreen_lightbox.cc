@@ -72,8 +72,7 @@ std::optional<float> FullscreenLightbox::parseMargin(std::string_view text) {
   const char* end = number.data() + number.size();
   auto [next, error] = std::from_chars(number.data(), end, margin);
   // Half the width or more would leave the lightbox no room.
-  if (error != std::errc() || next != end || !std::isfinite(margin) || margin < 0 ||
-      margin >= 50) {
+  if (error != std::errc() || next != end || !std::isfinite(margin) || margin < 0 || margin >= 50) {
     logIgnored("margins", text);
     return std::nullopt;
   }

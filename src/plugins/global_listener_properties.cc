@@ -50,8 +50,8 @@ std::optional<std::int64_t> firstValueAsInteger(const Values& values) {
 PropertyMap deviceProperties(const DeviceDescription& device) {
   const std::string osVersion = device.systemName + " " + device.systemVersion;
   PropertyMap properties{
-      {"currentosname", {device.systemName}}, {"osname", {device.systemName}},
-      {"currentosversion", {osVersion}},      {"osversion", {osVersion}},
+      {"currentosname", {device.systemName}},  {"osname", {device.systemName}},
+      {"currentosversion", {osVersion}},       {"osversion", {osVersion}},
       {"language", {device.localeIdentifier}},
   };
   const auto width = truncated(device.screenSize.width);
@@ -62,8 +62,7 @@ PropertyMap deviceProperties(const DeviceDescription& device) {
     PelorinConfiguration::log(
         [&] {
           return fmt::format("The screen size {} x {} at scale {} cannot be stored",
-                             device.screenSize.width, device.screenSize.height,
-                             device.screenScale);
+                             device.screenSize.width, device.screenSize.height, device.screenScale);
         },
         kLogTag, LogFlag::WARNING);
     return properties;
@@ -136,11 +135,10 @@ std::optional<PropertyMap> originFor(const OriginInputs& inputs) {
   if (types > 1 || sources > 1 || details > 1) {
     // Rewrite in the single-valued form; a list that still holds several values is left
     // out, as it always was.
-    return originProperties(types == 1 ? inputs.originType.front() : "",
-                            sources == 1 ? std::optional<Values>(inputs.originSource)
-                                         : std::nullopt,
-                            details == 1 ? std::optional<Values>(inputs.originDetail)
-                                         : std::nullopt);
+    return originProperties(
+        types == 1 ? inputs.originType.front() : "",
+        sources == 1 ? std::optional<Values>(inputs.originSource) : std::nullopt,
+        details == 1 ? std::optional<Values>(inputs.originDetail) : std::nullopt);
   }
   if (types + sources + details > 0) return std::nullopt;  // already recorded
 
@@ -152,8 +150,7 @@ std::optional<PropertyMap> originFor(const OriginInputs& inputs) {
     return originProperties("mobile_app", inputs.appId, inputs.appNameVersion);
   }
   if (!visitedSites && !returning) {
-    return originProperties("connection", inputs.receivedFromSystem,
-                            inputs.receivedFromConnection);
+    return originProperties("connection", inputs.receivedFromSystem, inputs.receivedFromConnection);
   }
   if (!fromSystem && !returning) {
     return originProperties(inputs.deviceType == "PC" ? "web" : "mobile_web", inputs.visitedSites,

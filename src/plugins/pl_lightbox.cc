@@ -123,12 +123,12 @@ void PLLightbox::show() {
   _keepAlive = shared_from_this();
   if (hideTimer && (*hideTimer < 0 || *hideTimer > kMaxHideTimerSeconds)) {
     PelorinConfiguration::log(
-        [&] { return fmt::format("The hide timer of {} seconds is ignored", *hideTimer); },
-        LOG_TAG, LogFlag::WARNING);
+        [&] { return fmt::format("The hide timer of {} seconds is ignored", *hideTimer); }, LOG_TAG,
+        LogFlag::WARNING);
   } else if (hideTimer) {
     std::weak_ptr<PLLightbox> weak = weak_from_this();
-    _hideTimerId = Platform::current().mainThread().scheduleTimer(
-        std::chrono::seconds(*hideTimer), [weak] {
+    _hideTimerId =
+        Platform::current().mainThread().scheduleTimer(std::chrono::seconds(*hideTimer), [weak] {
           if (auto self = weak.lock()) self->hide();
         });
   }

@@ -95,7 +95,7 @@ std::optional<std::string> PLLightbox::constructHtml(const std::optional<std::st
   std::string page = "<!DOCTYPE html><html><head>";
   page += setHtmlStyle(isImageOnly(body), inlineCss);
   if (cssUrl && !cssUrl->empty()) {
-    page += "<link rel=\"stylesheet\" type=\"text/css\" href=\"" + *cssUrl + "\" />";
+    page += R"(<link rel="stylesheet" type="text/css" href=")" + *cssUrl + R"(" />)";
   }
   page +=
       "</head><body>\n<div class=\"plFullScreenLightboxWrapper\">\n\t"

@@ -34,10 +34,10 @@ TEST_F(FullscreenLightboxTest, MarginsTenOnA400By800HostGive40And80PointMargins)
 
   ASSERT_TRUE(lightbox);
   EXPECT_TRUE(lightbox->isShown());
-  EXPECT_EQ(host->view()->constraintFormats(),
-            (std::vector<std::string>{"H:|-0-[background]-0-|", "V:|-0-[background]-0-|",
-                                      "H:|-40-[lightbox]-40-|",
-                                      "V:|[topGuide]-80-[lightbox]-80-|"}));
+  EXPECT_EQ(
+      host->view()->constraintFormats(),
+      (std::vector<std::string>{"H:|-0-[background]-0-|", "V:|-0-[background]-0-|",
+                                "H:|-40-[lightbox]-40-|", "V:|[topGuide]-80-[lightbox]-80-|"}));
 }
 
 TEST_F(FullscreenLightboxTest, HideTimerXyzIsIgnored) {
@@ -95,8 +95,8 @@ TEST_F(FullscreenLightboxTest, UrlWinsOverHtml) {
 }
 
 TEST_F(FullscreenLightboxTest, HtmlWinsOverContentAndIsLoadedAsItStands) {
-  auto lightbox = present({{"html", {"<html><body>Hi</body></html>"}},
-                           {"content", {"<p>Other</p>"}}});
+  auto lightbox =
+      present({{"html", {"<html><body>Hi</body></html>"}}, {"content", {"<p>Other</p>"}}});
 
   ASSERT_TRUE(lightbox);
   const auto& load = lightbox->lightboxView()->loads().at(0);

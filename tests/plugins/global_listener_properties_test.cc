@@ -25,12 +25,15 @@ TEST(DevicePropertiesTest, DescribesSystemScreenAndLanguage) {
 
   const PropertyMap properties = deviceProperties(device);
 
-  const PropertyMap expected = {
-      {"currentosname", {"iOS"}},          {"osname", {"iOS"}},
-      {"currentosversion", {"iOS 11.2"}},  {"osversion", {"iOS 11.2"}},
-      {"currentscreenwidth", {"375"}},     {"currentscreenheight", {"812"}},
-      {"currentresolution", {"1125x2436"}}, {"resolution", {"1125x2436"}},
-      {"language", {"en_US"}}};
+  const PropertyMap expected = {{"currentosname", {"iOS"}},
+                                {"osname", {"iOS"}},
+                                {"currentosversion", {"iOS 11.2"}},
+                                {"osversion", {"iOS 11.2"}},
+                                {"currentscreenwidth", {"375"}},
+                                {"currentscreenheight", {"812"}},
+                                {"currentresolution", {"1125x2436"}},
+                                {"resolution", {"1125x2436"}},
+                                {"language", {"en_US"}}};
   EXPECT_EQ(properties, expected);
   EXPECT_TRUE(test.logLines().empty());
 }
@@ -92,9 +95,9 @@ TEST(DevicePropertiesTest, InfiniteScaleIsLoggedAndLeavesOutTheScreen) {
 
 TEST(AppPropertiesTest, DescribesTheAppFromItsInformationDictionary) {
   testing::TestPlatform test;
-  const JsonValue info = json(
-      R"({"CFBundleIdentifier":"com.example.shop","CFBundleDisplayName":"Shop",)"
-      R"("CFBundleName":"ShopApp","CFBundleShortVersionString":"2.1"})");
+  const JsonValue info =
+      json(R"({"CFBundleIdentifier":"com.example.shop","CFBundleDisplayName":"Shop",)"
+           R"("CFBundleName":"ShopApp","CFBundleShortVersionString":"2.1"})");
 
   const PropertyMap properties =
       appProperties(info.ref(), "6D92078A-8246-4BA4-AE5B-76104861E7DC", "iPhone X");
@@ -405,9 +408,9 @@ TEST(OriginTest, SeveralSourcesKeepTheSingleType) {
 TEST(OriginTest, OriginPropertiesTakeOnlySingleValuedLists) {
   EXPECT_EQ(originProperties("web", std::nullopt, std::vector<std::string>{}),
             (PropertyMap{{"origin_type", {"web"}}}));
-  EXPECT_EQ(originProperties("web", std::vector<std::string>{"s"},
-                             std::vector<std::string>{"d1", "d2"}),
-            (PropertyMap{{"origin_type", {"web"}}, {"origin_source", {"s"}}}));
+  EXPECT_EQ(
+      originProperties("web", std::vector<std::string>{"s"}, std::vector<std::string>{"d1", "d2"}),
+      (PropertyMap{{"origin_type", {"web"}}, {"origin_source", {"s"}}}));
 }
 
 }  // namespace

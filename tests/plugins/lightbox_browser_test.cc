@@ -61,7 +61,8 @@ std::optional<fs::path> findChromium() {
     folders.emplace_back(rest.substr(0, colon));
     rest = colon == std::string_view::npos ? std::string_view() : rest.substr(colon + 1);
   }
-  for (const char* name : {"chromium", "chromium-browser", "google-chrome", "google-chrome-stable"}) {
+  for (const char* name :
+       {"chromium", "chromium-browser", "google-chrome", "google-chrome-stable"}) {
     for (const auto& folder : folders) {
       const fs::path candidate = folder / name;
       if (::access(candidate.c_str(), X_OK) == 0) return candidate;
@@ -139,6 +140,7 @@ std::optional<Bitmap> screenshot(const fs::path& chromium, const fs::path& folde
       "--screenshot=" + shot.string(),
       "file://" + page.string()};
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (auto& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
 
@@ -148,8 +150,7 @@ std::optional<Bitmap> screenshot(const fs::path& chromium, const fs::path& folde
                                    O_WRONLY | O_CREAT | O_TRUNC, 0644);
   posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
   pid_t child = 0;
-  const int spawned =
-      posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
+  const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (spawned != 0) {
     ADD_FAILURE() << "cannot start " << chromium;

@@ -223,8 +223,9 @@ TEST_F(PLLightboxTest, NegativeHideTimerIsLoggedAndIgnored) {
 
   EXPECT_TRUE(lightbox->isShown());
   EXPECT_EQ(test.mainLoop().scheduledTimerCount(), 0U);
-  EXPECT_EQ(test.logLines(), std::vector<std::string>{
-                                 "WARNING [PL_INTERACTION]: The hide timer of -1 seconds is ignored"});
+  EXPECT_EQ(test.logLines(),
+            std::vector<std::string>{
+                "WARNING [PL_INTERACTION]: The hide timer of -1 seconds is ignored"});
 }
 
 TEST_F(PLLightboxTest, ShownLightboxOutlivesItsOwnerUntilClosed) {
@@ -271,11 +272,10 @@ TEST_F(PLLightboxTest, OtherNavigationsAreAllowed) {
   submit.request.url = "https://shop.example.com/subscribe";
   submit.navigationType = platform::NavigationType::kFormSubmitted;
 
-  lightbox->decidePolicyFor(*lightbox->lightboxView(), submit,
-                            [&](NavigationActionPolicy policy) {
-                              decided = true;
-                              EXPECT_EQ(policy, NavigationActionPolicy::kAllow);
-                            });
+  lightbox->decidePolicyFor(*lightbox->lightboxView(), submit, [&](NavigationActionPolicy policy) {
+    decided = true;
+    EXPECT_EQ(policy, NavigationActionPolicy::kAllow);
+  });
 
   EXPECT_TRUE(decided);
   EXPECT_TRUE(test.ui().openedUrls().empty());
@@ -308,8 +308,8 @@ TEST_F(PLLightboxTest, CloseButtonShowsTheLibrarysClosePng) {
 }
 
 TEST_F(PLLightboxTest, CloseButtonShowsTheImageAtIconUrl) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt,
-                                          "https://cdn.example.com/close.png");
+  auto lightbox =
+      PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, "https://cdn.example.com/close.png");
 
   EXPECT_EQ(lightbox->closeButton()->image(),
             (platform::Image{"https://cdn.example.com/close.png", {}}));
@@ -355,8 +355,8 @@ TEST_F(PLLightboxTest, AddressWithoutSchemeKeepsOnlyItsPath) {
 }
 
 TEST_F(PLLightboxTest, AddressWithSchemeOrHostIsLoadedAsItStands) {
-  for (const std::string url : {"https://shop.example.com/offer?id=1", "//cdn.example.com/a",
-                                "mailto:info@example.com"}) {
+  for (const std::string url :
+       {"https://shop.example.com/offer?id=1", "//cdn.example.com/a", "mailto:info@example.com"}) {
     auto lightbox = PLLightbox::makeURLString(host, url, std::nullopt);
     ASSERT_TRUE(lightbox);
     EXPECT_EQ(lightbox->lightboxView()->loads()[0].request.url, url);
@@ -396,8 +396,8 @@ TEST_F(PLLightboxTest, HtmlIsLoadedAsItStands) {
 }
 
 TEST_F(PLLightboxTest, ContentIsLoadedInThePageTemplate) {
-  auto lightbox = PLLightbox::makeContentFromHtml(host, "<p>Hi</p>", std::nullopt, std::nullopt,
-                                                  std::nullopt);
+  auto lightbox =
+      PLLightbox::makeContentFromHtml(host, "<p>Hi</p>", std::nullopt, std::nullopt, std::nullopt);
 
   ASSERT_TRUE(lightbox);
   const auto& load = lightbox->lightboxView()->loads().at(0);
@@ -406,9 +406,9 @@ TEST_F(PLLightboxTest, ContentIsLoadedInThePageTemplate) {
 }
 
 TEST_F(PLLightboxTest, NoContentMakesNoLightbox) {
-  EXPECT_EQ(PLLightbox::makeContentFromHtml(host, std::nullopt, std::nullopt, std::nullopt,
-                                            std::nullopt),
-            nullptr);
+  EXPECT_EQ(
+      PLLightbox::makeContentFromHtml(host, std::nullopt, std::nullopt, std::nullopt, std::nullopt),
+      nullptr);
   EXPECT_EQ(PLLightbox::makeContentFromHtml(host, "", std::nullopt, std::nullopt, std::nullopt),
             nullptr);
 }

@@ -10,20 +10,18 @@ namespace {
 
 TEST(PlatformNameTest, TableHoldsTheSixtyEightKeysInLookupOrder) {
   const std::vector<std::string> expected = {
-      "iPod5,1",    "iPod7,1",    "iPhone3,1",  "iPhone3,2",  "iPhone3,3",
-      "iPhone4,1",  "iPhone5,1",  "iPhone5,2",  "iPhone5,3",  "iPhone5,4",
-      "iPhone6,1",  "iPhone6,2",  "iPhone7,2",  "iPhone7,1",  "iPhone8,1",
-      "iPhone8,2",  "iPhone9,1",  "iPhone9,3",  "iPhone9,2",  "iPhone9,4",
-      "iPhone8,4",  "iPhone10,1", "iPhone10,4", "iPhone10,2", "iPhone10,5",
-      "iPhone10,3", "iPhone10,6", "iPad2,1",    "iPad2,2",    "iPad2,3",
-      "iPad2,4",    "iPad3,1",    "iPad3,2",    "iPad3,3",    "iPad3,4",
-      "iPad3,5",    "iPad3,6",    "iPad4,1",    "iPad4,2",    "iPad4,3",
-      "iPad5,3",    "iPad5,4",    "iPad6,11",   "iPad6,12",   "iPad2,5",
-      "iPad2,6",    "iPad2,7",    "iPad4,4",    "iPad4,5",    "iPad4,6",
-      "iPad4,7",    "iPad4,8",    "iPad4,9",    "iPad5,1",    "iPad5,2",
-      "iPad6,3",    "iPad6,4",    "iPad6,7",    "iPad6,8",    "iPad7,1",
-      "iPad7,2",    "iPad7,3",    "iPad7,4",    "AppleTV5,3", "AppleTV6,2",
-      "AudioAccessory1,1", "i386", "x86_64"};
+      "iPod5,1",    "iPod7,1",    "iPhone3,1",  "iPhone3,2",  "iPhone3,3",  "iPhone4,1",
+      "iPhone5,1",  "iPhone5,2",  "iPhone5,3",  "iPhone5,4",  "iPhone6,1",  "iPhone6,2",
+      "iPhone7,2",  "iPhone7,1",  "iPhone8,1",  "iPhone8,2",  "iPhone9,1",  "iPhone9,3",
+      "iPhone9,2",  "iPhone9,4",  "iPhone8,4",  "iPhone10,1", "iPhone10,4", "iPhone10,2",
+      "iPhone10,5", "iPhone10,3", "iPhone10,6", "iPad2,1",    "iPad2,2",    "iPad2,3",
+      "iPad2,4",    "iPad3,1",    "iPad3,2",    "iPad3,3",    "iPad3,4",    "iPad3,5",
+      "iPad3,6",    "iPad4,1",    "iPad4,2",    "iPad4,3",    "iPad5,3",    "iPad5,4",
+      "iPad6,11",   "iPad6,12",   "iPad2,5",    "iPad2,6",    "iPad2,7",    "iPad4,4",
+      "iPad4,5",    "iPad4,6",    "iPad4,7",    "iPad4,8",    "iPad4,9",    "iPad5,1",
+      "iPad5,2",    "iPad6,3",    "iPad6,4",    "iPad6,7",    "iPad6,8",    "iPad7,1",
+      "iPad7,2",    "iPad7,3",    "iPad7,4",    "AppleTV5,3", "AppleTV6,2", "AudioAccessory1,1",
+      "i386",       "x86_64"};
 
   std::vector<std::string> keys;
   for (const auto& [key, name] : platformNames()) keys.emplace_back(key);

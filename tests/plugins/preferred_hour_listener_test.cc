@@ -74,8 +74,7 @@ TEST(PreferredHourListenerTest, ElevenFiftyNineAtNightInEnUsIsElevenPmToTwelvePm
   testing::TestPlatform test;
   test.clock().setUtcOffset(0);
 
-  const std::string value =
-      loadAt(test, at(kMay1st2024, hours(23), minutes(59)), "en-us");
+  const std::string value = loadAt(test, at(kMay1st2024, hours(23), minutes(59)), "en-us");
 
   EXPECT_EQ(value, R"({"11 PM - 12 PM":{"p4504":1},"TIME":"1714607940000"})");
 }
@@ -110,8 +109,7 @@ TEST(PreferredHourListenerTest, DayNumberCountsWholeUtcDaysRoundingDown) {
   constexpr std::chrono::sys_days kDayZero{std::chrono::year{2012} / 1 / 1};
 
   EXPECT_EQ(PreferredHourListener::daysSince2012(TimePoint(kDayZero)), 0);
-  EXPECT_EQ(PreferredHourListener::daysSince2012(TimePoint(kDayZero) + hours(24) - seconds(1)),
-            0);
+  EXPECT_EQ(PreferredHourListener::daysSince2012(TimePoint(kDayZero) + hours(24) - seconds(1)), 0);
   EXPECT_EQ(PreferredHourListener::daysSince2012(TimePoint(kDayZero) + hours(24)), 1);
   EXPECT_EQ(PreferredHourListener::daysSince2012(TimePoint(kDayZero) - seconds(1)), -1);
   EXPECT_EQ(PreferredHourListener::daysSince2012(at(kMay1st2024, hours(13))), 4504);
