@@ -67,7 +67,8 @@ PLLightbox::PLLightbox(const std::shared_ptr<platform::ViewController>& viewCont
     : _viewController(viewController), _iconUrl(std::move(iconUrl)) {}
 
 PLLightbox::~PLLightbox() {
-  if (_hideTimerId.valid()) Platform::current().mainThread().cancelTimer(_hideTimerId);
+  // Its views do nothing without it (their actions hold it weakly): take them off screen.
+  if (_isShown) hide();
 }
 
 void PLLightbox::create() {
@@ -120,7 +121,6 @@ void PLLightbox::show() {
   _lightboxView->addConstraints("V:|-10-[closeButton]", {{"closeButton", _closeButton}});
 
   _isShown = true;
-  _keepAlive = shared_from_this();
   if (hideTimer && (*hideTimer < 0 || *hideTimer > kMaxHideTimerSeconds)) {
     PelorinConfiguration::log(
         [&] { return fmt::format("The hide timer of {} seconds is ignored", *hideTimer); }, LOG_TAG,
@@ -140,8 +140,6 @@ void PLLightbox::showIfReady() {
 }
 
 void PLLightbox::hide() {
-  // Dropping the self-reference may end this object; keep it until the method returns.
-  std::shared_ptr<PLLightbox> self = std::move(_keepAlive);
   if (_hideTimerId.valid()) {
     Platform::current().mainThread().cancelTimer(_hideTimerId);
     _hideTimerId = {};

@@ -12,8 +12,8 @@
 //   }
 //
 // Thread safety: main thread only, like the toolkit objects it owns. Always owned through
-// `std::shared_ptr` (the static helpers create it so); while shown it keeps itself alive,
-// so its close button works even after its owner let go of it.
+// `std::shared_ptr` (the static helpers create it so); its owner keeps it for as long as it
+// should be on screen: a lightbox that is destroyed takes its views off screen.
 #ifndef PELORIN_SRC_PLUGINS_PL_LIGHTBOX_H_
 #define PELORIN_SRC_PLUGINS_PL_LIGHTBOX_H_
 
@@ -144,8 +144,6 @@ class PLLightbox : public platform::NavigationDelegate,
   bool _isReadyForShowing = false;
   bool _isShown = false;
   platform::TimerId _hideTimerId;
-  // Set while shown: the views' actions hold the lightbox weakly.
-  std::shared_ptr<PLLightbox> _keepAlive;
 };
 
 }  // namespace pelorin

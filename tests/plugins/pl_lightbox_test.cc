@@ -228,17 +228,18 @@ TEST_F(PLLightboxTest, NegativeHideTimerIsLoggedAndIgnored) {
                 "WARNING [PL_INTERACTION]: The hide timer of -1 seconds is ignored"});
 }
 
-TEST_F(PLLightboxTest, ShownLightboxOutlivesItsOwnerUntilClosed) {
-  auto lightbox = shownLightbox();
-  std::weak_ptr<PLLightbox> weak = lightbox;
-  auto closeButton = lightbox->closeButton();
+TEST_F(PLLightboxTest, DestroyedLightboxTakesItsViewsOffScreen) {
+  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  lightbox->hideTimer = 5;
+  lightbox->showIfReady();
+  test.mainLoop().runUntilIdle();
+  ASSERT_EQ(hostSubviews().size(), 2U);
 
   lightbox.reset();
-  ASSERT_FALSE(weak.expired());
-  closeButton->tap();
 
-  EXPECT_TRUE(weak.expired());
   EXPECT_TRUE(hostSubviews().empty());
+  EXPECT_TRUE(host->view()->constraints().empty());
+  EXPECT_EQ(test.mainLoop().scheduledTimerCount(), 0U);
 }
 
 // --- Navigation
