@@ -33,7 +33,8 @@ Platform::Platform()
       _console(std::make_unique<platform::StdoutConsole>()),
       _device(std::make_unique<platform::PosixDevice>()),
       _mainThread(std::make_unique<platform::MainLoop>()),
-      _ui(std::make_unique<platform::HeadlessUi>()) {}
+      _ui(std::make_unique<platform::HeadlessUi>()),
+      _fileSystem(std::make_unique<platform::PosixFileSystem>()) {}
 
 Platform::~Platform() = default;
 
@@ -47,6 +48,9 @@ void Platform::setMainThread(std::unique_ptr<platform::MainThread> mainThread) {
   _mainThread = std::move(mainThread);
 }
 void Platform::setUi(std::unique_ptr<platform::Ui> ui) { _ui = std::move(ui); }
+void Platform::setFileSystem(std::unique_ptr<platform::FileSystem> fileSystem) {
+  _fileSystem = std::move(fileSystem);
+}
 
 Platform& Platform::current() {
   Platform* platform = gCurrent.load(std::memory_order_acquire);

@@ -27,6 +27,7 @@ TestPlatform::TestPlatform() {
   auto device = std::make_unique<platform::HeadlessDevice>("iOS", "17.4", "iPhone10,3");
   auto mainLoop = std::make_unique<platform::MainLoop>(clock.get());
   auto ui = std::make_unique<platform::HeadlessUi>();
+  _documents = std::make_unique<TempFolder>();
   _bundle = bundle.get();
   _clock = clock.get();
   _console = console.get();
@@ -39,6 +40,7 @@ TestPlatform::TestPlatform() {
   platform->setDevice(std::move(device));
   platform->setMainThread(std::move(mainLoop));
   platform->setUi(std::move(ui));
+  platform->setFileSystem(std::make_unique<platform::PosixFileSystem>(_documents->path()));
   _platform = platform.get();
   Platform::install(std::move(platform));
 }

@@ -25,6 +25,7 @@
 #include <chrono>
 #include <memory>
 
+#include "pelorin/platform/file_system.h"
 #include "pelorin/platform/main_thread.h"
 #include "pelorin/platform/services.h"
 #include "pelorin/platform/ui.h"
@@ -34,8 +35,8 @@ namespace pelorin {
 class Platform {
  public:
   // A platform with the default services (posix files, clock and device, console on
-  // stdout, an empty information dictionary, a headless `MainLoop` created on this thread and a
-  // `HeadlessUi`).
+  // stdout, an empty information dictionary, a headless `MainLoop` created on this thread, a
+  // `HeadlessUi`, and files in the folder that `platform::PosixFileSystem` picks).
   Platform();
   ~Platform();
   Platform(const Platform&) = delete;
@@ -51,6 +52,7 @@ class Platform {
   // How often the client writes changed state and sends pending changes (5 seconds).
   std::chrono::milliseconds syncInterval() const { return _syncInterval; }
   void setSyncInterval(std::chrono::milliseconds interval) { _syncInterval = interval; }
+  platform::FileSystem& fileSystem() const { return *_fileSystem; }
 
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
   void setClock(std::unique_ptr<platform::Clock> clock);
@@ -58,6 +60,7 @@ class Platform {
   void setDevice(std::unique_ptr<platform::Device> device);
   void setMainThread(std::unique_ptr<platform::MainThread> mainThread);
   void setUi(std::unique_ptr<platform::Ui> ui);
+  void setFileSystem(std::unique_ptr<platform::FileSystem> fileSystem);
 
   // The installed platform; the default one is created on first use.
   static Platform& current();
@@ -72,6 +75,7 @@ class Platform {
   std::unique_ptr<platform::MainThread> _mainThread;
   std::unique_ptr<platform::Ui> _ui;
   std::chrono::milliseconds _syncInterval{5000};
+  std::unique_ptr<platform::FileSystem> _fileSystem;
 };
 
 }  // namespace pelorin
