@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "client/pelorin_configuration.h"
+#include "pelorin/pelorin_client.h"
 #include "plugins/listener_helpers.h"
 
 namespace pelorin {
@@ -28,6 +29,23 @@ void logIgnored(std::string_view parameter, std::string_view text) {
 }
 
 }  // namespace
+
+FullscreenLightbox::FullscreenLightbox(PelorinClient& client, InteractionContext context)
+    : _client(client), _context(std::move(context)) {}
+
+void FullscreenLightbox::onLoad() {
+  auto host = selectTopViewController();
+  if (!host) return;
+  _lightbox = presentLightbox(host, _context.getParameters());
+}
+
+std::optional<std::string> FullscreenLightbox::getValueFromParameters(std::string_view key) const {
+  return firstValue(_context.getParameters(), key);
+}
+
+std::shared_ptr<platform::ViewController> FullscreenLightbox::selectTopViewController() const {
+  return outermostParent(PelorinClient::synchronized([&] { return _client.getViewController(); }));
+}
 
 std::shared_ptr<PLLightbox> FullscreenLightbox::presentLightbox(
     const std::shared_ptr<platform::ViewController>& host, const Parameters& parameters) {

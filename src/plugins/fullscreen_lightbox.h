@@ -3,7 +3,8 @@
 // page template ("content" with "cssUrl" and "inlineCss"), with optional "margins" (percent),
 // "hideTimer" (seconds) and "iconUrl" (the close button's image).
 //
-// Thread safety: main thread only; the static operations too, as they build views.
+// Thread safety: main thread only; the static operations too, as they build views. Its
+// client call takes the client's global lock.
 #ifndef PELORIN_SRC_PLUGINS_FULLSCREEN_LIGHTBOX_H_
 #define PELORIN_SRC_PLUGINS_FULLSCREEN_LIGHTBOX_H_
 
@@ -13,15 +14,32 @@
 #include <string>
 #include <string_view>
 
+#include "pelorin/interaction_context.h"
+#include "pelorin/pelorin_plugin.h"
 #include "pelorin/pelorin_types.h"
 #include "pelorin/platform/view_controller.h"
 #include "plugins/pl_lightbox.h"
 
 namespace pelorin {
 
-class FullscreenLightbox {
+class PelorinClient;
+
+class FullscreenLightbox : public PelorinPlugin {
  public:
   static constexpr std::string_view LOG_TAG = "PL_INTERACTION";
+
+  FullscreenLightbox(PelorinClient& client, InteractionContext context);
+
+  // Shows the lightbox over the outermost parent of the client's current view controller;
+  // nothing without a current view controller.
+  void onLoad() override;
+
+  // The first value of an interaction parameter; nothing when it is missing or "".
+  std::optional<std::string> getValueFromParameters(std::string_view key) const;
+  // The outermost parent of the client's current view controller, or nothing.
+  std::shared_ptr<platform::ViewController> selectTopViewController() const;
+  // The lightbox it shows, once loaded (null when nothing is shown).
+  const std::shared_ptr<PLLightbox>& lightbox() const { return _lightbox; }
 
   // Builds the lightbox that `parameters` describe on `host` and shows it once its content
   // has started loading. The first of "url", "html" and "content" present chooses the
@@ -40,6 +58,11 @@ class FullscreenLightbox {
   // Seconds: a decimal integer from 0 to PLLightbox::kMaxHideTimerSeconds. Anything else is
   // logged and gives nothing.
   static std::optional<std::int64_t> parseHideTimer(std::string_view text);
+
+ private:
+  PelorinClient& _client;
+  InteractionContext _context;
+  std::shared_ptr<PLLightbox> _lightbox;
 };
 
 }  // namespace pelorin

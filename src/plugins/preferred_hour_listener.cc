@@ -5,6 +5,9 @@
 #include <boost/json/object.hpp>
 
 #include "pelorin/json_value.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/platform/platform.h"
+#include "plugins/listener_helpers.h"
 
 namespace pelorin {
 namespace {
@@ -13,6 +16,23 @@ namespace {
 constexpr std::chrono::sys_days kDayZero{std::chrono::year{2012} / 1 / 1};
 
 }  // namespace
+
+PreferredHourListener::PreferredHourListener(PelorinClient& client, InteractionContext context)
+    : _client(client), _context(std::move(context)) {}
+
+void PreferredHourListener::onLoad() {
+  const auto property = plugins::getProfilePropertyFromParameters(_context.getParameters());
+  if (!property) return;
+  const auto& parameters = _context.getParameters();
+  auto locale = parameters.find(std::string(PARAMETER_LOCALE));
+  const std::string localeName =
+      locale == parameters.end() || locale->second.empty() ? "" : locale->second.front();
+  const platform::Clock& clock = Platform::current().clock();
+  const auto now = clock.now();
+  const std::string text = pointText(clock.toLocal(now).hour, localeName, now);
+  // Added, not set: the server counts every load.
+  PelorinClient::synchronized([&] { _client.addProfileValue("_" + *property, text); });
+}
 
 std::string PreferredHourListener::get(int hour, std::string_view locale) {
   if (locale == "en-us") {
