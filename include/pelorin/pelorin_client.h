@@ -1,9 +1,10 @@
 // The Pelorin client: the one object an application talks to.
 //
 //   auto& client = pelorin::PelorinClient::getInstance();
-//   client.setProfileValue("city", "Utrecht");                 // recorded now, sent at the next tick
-//   client.createEvent("PAGEVIEW", {{"screenName", "home"}});  // asks for the screen's plug-ins
-//   std::string city = client.getProfileValue("city");         // read from the local cache
+//   client.setProfileValue("city", "Utrecht");                 // recorded now, sent at the next
+//   tick client.createEvent("PAGEVIEW", {{"screenName", "home"}});  // asks for the screen's
+//   plug-ins std::string city = client.getProfileValue("city");         // read from the local
+//   cache
 //
 // Thread safety: every operation may be called from any thread. Each runs under the
 // library's global lock (`synchronized`) and returns without waiting for the network;

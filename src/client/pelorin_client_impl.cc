@@ -50,18 +50,18 @@ PelorinClientImpl::PelorinClientImpl(PelorinClient& facade)
       PelorinDataManager::loadStringFromFile(Constants::Files::SIMULATOR_USERNAME),
       PelorinDataManager::loadStringFromFile(Constants::Files::SIMULATOR_MOBILESESSION));
   PelorinDataManager::cleanUpFiles();
-  _isEnabled = PelorinDataManager::loadStringFromFile(Constants::Files::ENABLED).value_or("true") !=
-               "false";
+  _isEnabled =
+      PelorinDataManager::loadStringFromFile(Constants::Files::ENABLED).value_or("true") != "false";
   log("Hostname: " + _configuration->getHostName());
   log("App ID: " + PelorinConfiguration::getPackageName());
 
   auto commitLog = PelorinDataManager::loadFromFile<PelorinCommitLog>(Constants::Files::COMMITLOG);
-  _commitLog = std::make_unique<PelorinCommitLog>(commitLog ? std::move(*commitLog)
-                                                            : PelorinCommitLog());
+  _commitLog =
+      std::make_unique<PelorinCommitLog>(commitLog ? std::move(*commitLog) : PelorinCommitLog());
   auto requestLog =
       PelorinDataManager::loadFromFile<PelorinCommitLog>(Constants::Files::REQUEST_COMMITLOG);
-  _requestCommitLog = std::make_unique<PelorinCommitLog>(requestLog ? std::move(*requestLog)
-                                                                    : PelorinCommitLog());
+  _requestCommitLog =
+      std::make_unique<PelorinCommitLog>(requestLog ? std::move(*requestLog) : PelorinCommitLog());
   // A cache that cannot be read starts empty: profile reads must always find one.
   auto cache = PelorinDataManager::loadFromFile<PelorinCache>(Constants::Files::CACHE);
   _cache = std::make_unique<PelorinCache>(cache ? std::move(*cache) : PelorinCache());
@@ -185,22 +185,23 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
     return;
   }
   _operationQueue->addOperation([this, isPageview, completion = std::move(completion)] {
-    std::optional<Exchange> exchange = PelorinClient::synchronized([&]() -> std::optional<Exchange> {
-      UpdateEntries entries = takeUpdateEntries();
-      if (entries.empty() && !isPageview) {
-        log("Sync successful.");
-        return std::nullopt;
-      }
-      auto commands =
-          PelorinConnector::setUpdateCommand(entries.addProperties, entries.setProperties, entries.events);
-      if (isPageview) {
-        commands.push_back(PelorinConnector::getGetPropertiesCommand(
-            rawValue(CallId::getProperties), ProfileHash::getHash(_cache->properties)));
-      }
-      Exchange prepared = makeExchange(std::move(commands));
-      log("Domain group url: " + prepared.url);
-      return prepared;
-    });
+    std::optional<Exchange> exchange =
+        PelorinClient::synchronized([&]() -> std::optional<Exchange> {
+          UpdateEntries entries = takeUpdateEntries();
+          if (entries.empty() && !isPageview) {
+            log("Sync successful.");
+            return std::nullopt;
+          }
+          auto commands = PelorinConnector::setUpdateCommand(entries.addProperties,
+                                                             entries.setProperties, entries.events);
+          if (isPageview) {
+            commands.push_back(PelorinConnector::getGetPropertiesCommand(
+                rawValue(CallId::getProperties), ProfileHash::getHash(_cache->properties)));
+          }
+          Exchange prepared = makeExchange(std::move(commands));
+          log("Domain group url: " + prepared.url);
+          return prepared;
+        });
     if (!exchange) {
       callCompletion(completion);
       return;
@@ -209,7 +210,8 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
     auto result = connector.execute(exchange->url, exchange->commands, std::nullopt);
     const bool reload = PelorinClient::synchronized([&] {
       if (result.error) {
-        log("Unable to get the interactions from Pelorin, reason: " + PelorinConnector::describe(*result.error),
+        log("Unable to get the interactions from Pelorin, reason: " +
+                PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
         log("Sync failed", LogFlag::WARNING);
         return false;
@@ -257,7 +259,8 @@ void PelorinClientImpl::runReloadProfile() {
   auto result = connector.execute(exchange->url, exchange->commands, screenName);
   PelorinClient::synchronized([&] {
     if (result.error) {
-      log("Unable to reload the profile from Pelorin, reason: " + PelorinConnector::describe(*result.error),
+      log("Unable to reload the profile from Pelorin, reason: " +
+              PelorinConnector::describe(*result.error),
           LogFlag::ERROR);
     } else if (!result.response) {
       log("Unable to reload the profile from Pelorin", LogFlag::WARNING);
@@ -328,30 +331,32 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
   const bool isPageview = eventName == "PAGEVIEW";
   _operationQueue->addOperation([this, eventName, context, screenName, properties, isPageview,
                                  completion = std::move(completion)] {
-    std::optional<Exchange> exchange = PelorinClient::synchronized([&]() -> std::optional<Exchange> {
-      if (!canReachServer()) return std::nullopt;
-      std::vector<PelorinRequestCommand> commands;
-      if (isPageview) {
-        UpdateEntries entries = takeUpdateEntries();
-        const std::string hash = ProfileHash::getHash(_cache->properties);
-        PelorinEventFactory::getInstance().clearEvents();
-        commands = PelorinConnector::setUpdateCommand(entries.addProperties, entries.setProperties,
-                                                      entries.events);
-        commands.push_back(
-            PelorinConnector::getGetPropertiesCommand(rawValue(CallId::getProperties), hash));
-      } else if (properties && properties->contains("context")) {
-        JsonRef value = properties->get("context");
-        std::optional<std::vector<std::string>> eventContext = value.asStringList();
-        if (!eventContext && value.isString()) eventContext = std::vector<std::string>{value.string()};
-        PelorinEventFactory::getInstance().publish(
-            std::make_shared<AdvancedEvent>(eventName, std::move(eventContext)));
-      }
-      commands.push_back(PelorinConnector::getInteractionCommand(rawValue(CallId::interactions),
-                                                                 eventName, properties));
-      Exchange prepared = makeExchange(std::move(commands));
-      log("Domaingroup URL: " + prepared.url);
-      return prepared;
-    });
+    std::optional<Exchange> exchange =
+        PelorinClient::synchronized([&]() -> std::optional<Exchange> {
+          if (!canReachServer()) return std::nullopt;
+          std::vector<PelorinRequestCommand> commands;
+          if (isPageview) {
+            UpdateEntries entries = takeUpdateEntries();
+            const std::string hash = ProfileHash::getHash(_cache->properties);
+            PelorinEventFactory::getInstance().clearEvents();
+            commands = PelorinConnector::setUpdateCommand(entries.addProperties,
+                                                          entries.setProperties, entries.events);
+            commands.push_back(
+                PelorinConnector::getGetPropertiesCommand(rawValue(CallId::getProperties), hash));
+          } else if (properties && properties->contains("context")) {
+            JsonRef value = properties->get("context");
+            std::optional<std::vector<std::string>> eventContext = value.asStringList();
+            if (!eventContext && value.isString())
+              eventContext = std::vector<std::string>{value.string()};
+            PelorinEventFactory::getInstance().publish(
+                std::make_shared<AdvancedEvent>(eventName, std::move(eventContext)));
+          }
+          commands.push_back(PelorinConnector::getInteractionCommand(rawValue(CallId::interactions),
+                                                                     eventName, properties));
+          Exchange prepared = makeExchange(std::move(commands));
+          log("Domaingroup URL: " + prepared.url);
+          return prepared;
+        });
     if (!exchange) {
       callCompletion(completion);
       return;
@@ -360,7 +365,8 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
     auto result = connector.execute(exchange->url, exchange->commands, screenName);
     const bool reload = PelorinClient::synchronized([&] {
       if (result.error) {
-        log("Unable to get the interactions from Pelorin, reason: " + PelorinConnector::describe(*result.error),
+        log("Unable to get the interactions from Pelorin, reason: " +
+                PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
         return false;
       }

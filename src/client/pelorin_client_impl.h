@@ -66,7 +66,8 @@ class PelorinClientImpl {
                        const std::weak_ptr<platform::ViewController>& context,
                        const std::string& screenName, const std::optional<JsonValue>& properties,
                        Completion completion);
-  std::optional<std::string> getScreenNameFromProperties(const std::optional<JsonValue>& properties);
+  std::optional<std::string> getScreenNameFromProperties(
+      const std::optional<JsonValue>& properties);
 
   // Result processing, in the order the engine applies it.
   bool processProfileResult(JsonRef result);
@@ -75,8 +76,10 @@ class PelorinClientImpl {
   void processSegmentsResult(JsonRef result);
   void processInteractionsResult(const std::weak_ptr<platform::ViewController>& context,
                                  JsonRef result, bool isPageview);
-  bool _updateProfileId(const std::optional<std::string>& profileId);  // NOLINT(readability-identifier-naming)
-  void _updateZoneId(const std::optional<std::string>& zoneId);        // NOLINT(readability-identifier-naming)
+  bool _updateProfileId(
+      const std::optional<std::string>& profileId);  // NOLINT(readability-identifier-naming)
+  void _updateZoneId(
+      const std::optional<std::string>& zoneId);  // NOLINT(readability-identifier-naming)
 
   // Plug-ins.
   void registerPluginClasses();

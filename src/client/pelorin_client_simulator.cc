@@ -38,7 +38,8 @@ std::optional<DeepLink> parseDeepLink(std::string_view url) {
   const auto authorityEnd = rest.find_first_of("/?#");
   std::string_view authority = rest.substr(0, authorityEnd);
   if (auto at = authority.rfind('@'); at != std::string_view::npos) authority.remove_prefix(at + 1);
-  if (auto port = authority.rfind(':'); port != std::string_view::npos && authority.front() != '[') {
+  if (auto port = authority.rfind(':');
+      port != std::string_view::npos && authority.front() != '[') {
     authority = authority.substr(0, port);
   }
   link.host = std::string(authority);
@@ -88,16 +89,16 @@ bool PelorinClientImpl::setURL(std::string_view url) {
   if (PelorinConfiguration::getDebugMode()) {
     platform::Alert alert;
     alert.title = "Connected to Pelorin Simulator";
-    alert.message = "Username: " + userName + " \nMobile session: " + session +
-                    " \nHost: " + hostAddress;
+    alert.message =
+        "Username: " + userName + " \nMobile session: " + session + " \nHost: " + hostAddress;
     alert.actions.push_back(platform::AlertAction{"OK"});
     Platform::current().mainThread().post(
         [alert = std::move(alert)] { Platform::current().ui().presentAlert(alert); });
   }
   // The reload runs on the operation queue, so the caller does not wait for the network.
   if (_configuration->isConnectedToSimulator()) reloadProfile();
-  log("Connected to the Pelorin Simulator. Username: " + userName + " Mobile session: " +
-      session + " Host: " + hostAddress);
+  log("Connected to the Pelorin Simulator. Username: " + userName + " Mobile session: " + session +
+      " Host: " + hostAddress);
   return true;
 }
 

@@ -58,7 +58,9 @@ TEST_F(PelorinClientTest, ConstructionLogsItsStepsInOrder) {
   EXPECT_EQ(lines[0], "INFO [PL_CLIENT]: Hostname: http://127.0.0.1:9");
   EXPECT_EQ(lines[1], "INFO [PL_CLIENT]: App ID: com.example.shop");
   EXPECT_EQ(lines[2].rfind("INFO [PL_CLIENT]: Following plugins are available: ", 0), 0U);
-  EXPECT_TRUE(std::regex_match(lines[3], std::regex(R"(INFO \[PL_CLIENT\]: Create new Pelorin client in \([0-9]+\.[0-9]{2} ms\))")))
+  EXPECT_TRUE(std::regex_match(
+      lines[3],
+      std::regex(R"(INFO \[PL_CLIENT\]: Create new Pelorin client in \([0-9]+\.[0-9]{2} ms\))")))
       << lines[3];
   EXPECT_EQ(lines[4], "INFO [PL_CLIENT]: Pelorin client is enabled");
 }
@@ -72,9 +74,11 @@ TEST_F(PelorinClientTest, FirstStartWithoutFilesHasAnEmptyProfileId) {
 TEST_F(PelorinClientTest, StateFilesAreLoadedAtConstruction) {
   writeStoredFile("id.data", "p-42");
   writeStoredFile("enabled.data", "false");
-  writeStoredFile("cache5.2.data", R"({"properties":{"city":["Utrecht"]},"domainGroup":"g1","modified":false})");
-  writeStoredFile("plcommitlog5.2.data",
-                  R"({"_properties":[{"_identifier":"a","_type":"ADD","_values":["x"]}],"_events":[],"_modified":true})");
+  writeStoredFile("cache5.2.data",
+                  R"({"properties":{"city":["Utrecht"]},"domainGroup":"g1","modified":false})");
+  writeStoredFile(
+      "plcommitlog5.2.data",
+      R"({"_properties":[{"_identifier":"a","_type":"ADD","_values":["x"]}],"_events":[],"_modified":true})");
   EXPECT_EQ(client().getProfileId(), "p-42");
   EXPECT_FALSE(client().isEnabled());
   EXPECT_EQ(client().getProfileValue("city"), "Utrecht");
@@ -115,7 +119,8 @@ TEST_F(PelorinClientTest, SetStoresValuesWithoutEmptyTextsInTheCache) {
   client().setProfileValues("tags", {"", "a"});
   EXPECT_EQ(client().getProfileValues("tags"), std::vector<std::string>{"a"});
   PelorinClient::synchronized([&] {
-    EXPECT_EQ(engine().commitLog().getProperty("tags")->values(), (std::vector<std::string>{"", "a"}));
+    EXPECT_EQ(engine().commitLog().getProperty("tags")->values(),
+              (std::vector<std::string>{"", "a"}));
   });
 }
 
@@ -178,8 +183,10 @@ TEST_F(PelorinClientTest, ClickWithInteractionIdIsCounted) {
 TEST_F(PelorinClientTest, DisabledClientIgnoresEventsAndNeverCallsBack) {
   client().setEnabled(false);
   bool called = false;
-  client().createEvent("CLICK", JsonValue::parse(R"({"interactionId":"i1"})"), [&] { called = true; });
-  client().createEvent("PAGEVIEW", JsonValue::parse(R"({"screenName":"home"})"), [&] { called = true; });
+  client().createEvent("CLICK", JsonValue::parse(R"({"interactionId":"i1"})"),
+                       [&] { called = true; });
+  client().createEvent("PAGEVIEW", JsonValue::parse(R"({"screenName":"home"})"),
+                       [&] { called = true; });
   _test.mainLoop().runUntilIdle();
   EXPECT_FALSE(called);
   EXPECT_EQ(client().getScreenName(), "");
@@ -190,7 +197,8 @@ TEST_F(PelorinClientTest, DisabledClientStillRecordsWrites) {
   client().setEnabled(false);
   client().setProfileValue("city", "Utrecht");
   EXPECT_EQ(client().getProfileValue("city"), "Utrecht");
-  PelorinClient::synchronized([&] { EXPECT_NE(engine().commitLog().getProperty("city"), nullptr); });
+  PelorinClient::synchronized(
+      [&] { EXPECT_NE(engine().commitLog().getProperty("city"), nullptr); });
 }
 
 TEST_F(PelorinClientTest, SetEnabledLogsAndPersists) {
@@ -237,10 +245,13 @@ TEST_F(PelorinClientTest, TickWithNothingChangedWritesNoFile) {
 
 TEST_F(PelorinClientTest, ScreenNameFromScreenNameOrLocation) {
   PelorinClient::synchronized([&] {
-    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"screenName":"/home"})")), "home");
-    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"screenName":"","location":"/shop"})")),
+    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"screenName":"/home"})")),
+              "home");
+    EXPECT_EQ(engine().getScreenNameFromProperties(
+                  JsonValue::parse(R"({"screenName":"","location":"/shop"})")),
               "shop");
-    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"location":7})")), std::nullopt);
+    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"location":7})")),
+              std::nullopt);
     EXPECT_EQ(engine().getScreenNameFromProperties(std::nullopt), std::nullopt);
   });
 }
@@ -282,7 +293,8 @@ TEST_F(PelorinClientTest, ProfileIdChangeEmptiesTheCache) {
   client().setProfileValue("city", "Utrecht");
   _test.console().clear();
   const bool changed = PelorinClient::synchronized([&] {
-    auto result = JsonValue::parse(R"({"id":"0","profileId":"p1","zoneId":"z1","result":{"domainGroupId":"g1"}})");
+    auto result = JsonValue::parse(
+        R"({"id":"0","profileId":"p1","zoneId":"z1","result":{"domainGroupId":"g1"}})");
     return engine().processProfileResult(result->ref());
   });
   EXPECT_TRUE(changed);
@@ -328,7 +340,8 @@ TEST_F(PelorinClientTest, PropertiesAnswerReplacesOrUpdatesTheProfile) {
 TEST_F(PelorinClientTest, MalformedPropertiesAnswerIsSkipped) {
   client().setProfileValue("local", "x");
   PelorinClient::synchronized([&] {
-    engine().processPropertiesResult(JsonValue::parse(R"({"result":{"properties":{"a":[1]}}})")->ref(), false);
+    engine().processPropertiesResult(
+        JsonValue::parse(R"({"result":{"properties":{"a":[1]}}})")->ref(), false);
     engine().processPropertiesResult(JsonValue::parse(R"({"result":[]})")->ref(), false);
   });
   EXPECT_EQ(client().getProfileValue("local"), "x");
@@ -347,9 +360,8 @@ TEST_F(PelorinClientTest, SegmentsAndConnectionsFromAnAnswer) {
   ASSERT_EQ(client().getConnections().size(), 1U);
   EXPECT_EQ(client().getConnections()[0].getParameters(), (Parameters{{"k", {"v"}}}));
   // An answer without the lists leaves them; an empty list clears them.
-  PelorinClient::synchronized([&] {
-    engine().processSegmentsResult(JsonValue::parse(R"({"result":{}})")->ref());
-  });
+  PelorinClient::synchronized(
+      [&] { engine().processSegmentsResult(JsonValue::parse(R"({"result":{}})")->ref()); });
   EXPECT_TRUE(client().hasSegment("s1"));
   PelorinClient::synchronized([&] {
     engine().processSegmentsResult(JsonValue::parse(R"({"result":{"segments":[]}})")->ref());
@@ -360,17 +372,21 @@ TEST_F(PelorinClientTest, SegmentsAndConnectionsFromAnAnswer) {
 TEST_F(PelorinClientTest, SimulatorLinkWithTwoPartsIsRefused) {
   client();
   EXPECT_FALSE(client().setURL("com.example.shop://simulator.example/ann"));
-  PelorinClient::synchronized([&] { EXPECT_FALSE(engine().configuration().isConnectedToSimulator()); });
-  EXPECT_FALSE(std::filesystem::exists(_test.documentsFolder() + "/pelorin/plsimulatorusername.data"));
+  PelorinClient::synchronized(
+      [&] { EXPECT_FALSE(engine().configuration().isConnectedToSimulator()); });
+  EXPECT_FALSE(
+      std::filesystem::exists(_test.documentsFolder() + "/pelorin/plsimulatorusername.data"));
 }
 
 TEST_F(PelorinClientTest, SimulatorLinkWithAnotherSchemeIsRefused) {
   client();
   _test.console().clear();
   EXPECT_FALSE(client().setURL("other.app://simulator.example/ann/s1"));
-  EXPECT_EQ(_test.logLines(), Lines{"INFO [PL_CLIENT]: Scheme data is other.app, with package name: "
-                                    "com.example.shop via host https://simulator.example"});
-  PelorinClient::synchronized([&] { EXPECT_EQ(engine().configuration().getHostName(), "http://127.0.0.1:9"); });
+  EXPECT_EQ(_test.logLines(),
+            Lines{"INFO [PL_CLIENT]: Scheme data is other.app, with package name: "
+                  "com.example.shop via host https://simulator.example"});
+  PelorinClient::synchronized(
+      [&] { EXPECT_EQ(engine().configuration().getHostName(), "http://127.0.0.1:9"); });
 }
 
 TEST_F(PelorinClientTest, SimulatorLinkWithoutHostIsRefused) {
@@ -394,10 +410,12 @@ TEST_F(PelorinClientTest, SimulatorLinkConnectsStoresAndAlerts) {
   EXPECT_EQ(storedFile("plsimulatorusername.data"), "ann");
   EXPECT_EQ(storedFile("plsimulatormobilesession.data"), "s1");
   const Lines lines = _test.logLines();
-  EXPECT_EQ(lines.front(), "INFO [PL_CLIENT]: Scheme data is com.example.shop, with package name: "
-                           "com.example.shop via host https://simulator.example");
-  EXPECT_EQ(lines.back(), "INFO [PL_CLIENT]: Connected to the Pelorin Simulator. Username: ann "
-                          "Mobile session: s1 Host: https://simulator.example");
+  EXPECT_EQ(lines.front(),
+            "INFO [PL_CLIENT]: Scheme data is com.example.shop, with package name: "
+            "com.example.shop via host https://simulator.example");
+  EXPECT_EQ(lines.back(),
+            "INFO [PL_CLIENT]: Connected to the Pelorin Simulator. Username: ann "
+            "Mobile session: s1 Host: https://simulator.example");
   _test.mainLoop().runUntilIdle();
   ASSERT_EQ(_test.ui().alerts().size(), 1U);
   EXPECT_EQ(_test.ui().alerts()[0].alert.title, "Connected to Pelorin Simulator");

@@ -19,15 +19,17 @@ TEST_F(ClientE2ETest, FirstPageViewPostsTheFullBatchAndReloadsTheNewProfile) {
   ASSERT_EQ(requests.size(), 2U);
   EXPECT_EQ(requests[0].query, "overruleReferrer=com.example.shop&time=13:2");
   EXPECT_EQ(requests[0].header("referer"), "app://com.example.shop/home");
-  EXPECT_EQ(requests[0].body,
-            R"([{"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"},)"
-            R"({"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"\"]}"},)"
-            R"({"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"PAGEVIEW\"],)"
-            R"(\"interaction\":[],\"timelineContext\":[\"{\\\"screenName\\\":\\\"home\\\"}\"]}"}])");
+  EXPECT_EQ(
+      requests[0].body,
+      R"([{"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"},)"
+      R"({"method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\"\"]}"},)"
+      R"({"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"PAGEVIEW\"],)"
+      R"(\"interaction\":[],\"timelineContext\":[\"{\\\"screenName\\\":\\\"home\\\"}\"]}"}])");
   // The new profile identifier empties the cache and reloads the whole profile.
-  EXPECT_EQ(requests[1].body,
-            R"([{"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"},)"
-            R"({"method":"getProperties","alt":"json","id":"3","params":"{}"}])");
+  EXPECT_EQ(
+      requests[1].body,
+      R"([{"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"},)"
+      R"({"method":"getProperties","alt":"json","id":"3","params":"{}"}])");
   const auto id = client().getProfileId();
   ASSERT_TRUE(id.has_value());
   EXPECT_FALSE(id->empty());
@@ -49,11 +51,12 @@ TEST_F(ClientE2ETest, WritesReachTheServerAtTheNextTick) {
   EXPECT_EQ(_server.requestCount(), 0U);  // nothing is sent at once
   tick();
   ASSERT_EQ(_server.requestCount(), 1U);
-  EXPECT_EQ(bodies()[0],
-            R"([{"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"},)"
-            R"({"method":"addProperties","alt":"json","id":"1","params":"{\"properties\":{\"interests\":[\"sports\",\"news\"]}}"},)"
-            R"({"method":"setProperties","alt":"json","id":"2","params":"{\"properties\":{\"city\":[\"Utrecht\"]}}"},)"
-            R"({"method":"createEvent","alt":"json","id":"5","params":"{\"type\":[\"CLICK\"],\"interaction\":[\"i1\"]}"}])");
+  EXPECT_EQ(
+      bodies()[0],
+      R"([{"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"},)"
+      R"({"method":"addProperties","alt":"json","id":"1","params":"{\"properties\":{\"interests\":[\"sports\",\"news\"]}}"},)"
+      R"({"method":"setProperties","alt":"json","id":"2","params":"{\"properties\":{\"city\":[\"Utrecht\"]}}"},)"
+      R"({"method":"createEvent","alt":"json","id":"5","params":"{\"type\":[\"CLICK\"],\"interaction\":[\"i1\"]}"}])");
   EXPECT_EQ(serverProfile(),
             (Parameters{{"city", {"Utrecht"}}, {"interests", {"sports", "news"}}}));
   PelorinClient::synchronized([&] { EXPECT_TRUE(engine().requestCommitLog().isEmpty()); });
@@ -75,7 +78,8 @@ TEST_F(ClientE2ETest, PageViewWithEmptyLogStillAsksForPropertiesAndInteractions)
   ASSERT_EQ(_server.requestCount(), 1U);
   const std::string body = bodies()[0];
   EXPECT_EQ(body.rfind(R"([{"method":"getProfile")", 0), 0U);
-  EXPECT_TRUE(contains(body, R"("method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\")"));
+  EXPECT_TRUE(
+      contains(body, R"("method":"getProperties","alt":"json","id":"3","params":"{\"hash\":[\")"));
   EXPECT_TRUE(contains(body, R"({"method":"createEvent","alt":"json","id":"4")"));
 }
 
@@ -86,9 +90,8 @@ TEST_F(ClientE2ETest, FailedRequestKeepsItsEntriesAndTheNextCarriesOldAndNew) {
   tick();
   EXPECT_EQ(_server.requestCount(), 7U);  // 2 for the page view, 5 tries
   EXPECT_TRUE(contains(_test.logLines().back(), "Sync failed"));
-  PelorinClient::synchronized([&] {
-    ASSERT_NE(engine().requestCommitLog().getProperty("city"), nullptr);
-  });
+  PelorinClient::synchronized(
+      [&] { ASSERT_NE(engine().requestCommitLog().getProperty("city"), nullptr); });
   client().addProfileValue("interests", "news");
   tick();
   const std::string last = bodies().back();
@@ -172,9 +175,11 @@ TEST_F(ClientE2ETest, OtherEventWithContextPublishesAnAdvancedEvent) {
   ASSERT_EQ(_server.requestCount(), 1U);
   EXPECT_TRUE(contains(bodies()[0], R"(\"type\":[\"newsletter\"])"));
   const Lines lines = _test.logLines();
-  EXPECT_NE(std::find(lines.begin(), lines.end(),
-                      "INFO [PL_EVENT_MANAGER]: Publish 'newsletter' - PelorinClient.AdvancedEvent at 'home'."),
-            lines.end());
+  EXPECT_NE(
+      std::find(
+          lines.begin(), lines.end(),
+          "INFO [PL_EVENT_MANAGER]: Publish 'newsletter' - PelorinClient.AdvancedEvent at 'home'."),
+      lines.end());
 }
 
 }  // namespace

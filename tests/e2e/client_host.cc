@@ -29,7 +29,8 @@ using namespace std::chrono_literals;
 
 constexpr auto kSyncInterval = 50ms;
 
-pelorin::platform::MainLoop& installPlatform(const std::string& storage, const std::string& server) {
+pelorin::platform::MainLoop& installPlatform(const std::string& storage,
+                                             const std::string& server) {
   auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
   bundle->set("pl_server_url", pelorin::JsonValue(boost::json::value(server)));
   bundle->set("CFBundleIdentifier", pelorin::JsonValue(boost::json::value("com.example.host")));
@@ -72,7 +73,7 @@ int flush(pelorin::platform::MainLoop& loop) {
   // A page-view style sync sends what the commit logs hold even when nothing new was
   // written since the last start; ticks then write the emptied logs.
   client.updateProfile();
-  for (int i = 0; i < 40; ++i) loop.runFor(kSyncInterval);
+  for (int i = 0; i < 8; ++i) loop.runFor(kSyncInterval);
   std::printf("profile %s\n", client.getProfileId().value_or("").c_str());
   std::fflush(stdout);
   return 0;

@@ -63,7 +63,7 @@ TEST_F(ProcessTest, ChangesSurviveKillsAtRandomMoments) {
     {
       ChildProcess writer(host("write"));
       ASSERT_TRUE(writer.started());
-      ASSERT_TRUE(writer.waitForOutput("wrote 0\n", 20s));
+      ASSERT_TRUE(writer.waitForOutput("wrote ", 20s));
       writer.readAll(std::chrono::milliseconds(delay(random)));
       writer.kill();
       writer.wait();
