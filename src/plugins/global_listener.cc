@@ -38,8 +38,8 @@ std::string GlobalListener::getPlatformName(std::string_view identifier) {
 }
 
 void GlobalListener::handleProperties(const Parameters& propertyValuesToSet) {
-  for (const auto& [property, values] : propertyValuesToSet) {
-    PelorinClient::synchronized([&] { _client.setProfileValues(property, values); });
+  for (const auto& entry : propertyValuesToSet) {
+    PelorinClient::synchronized([&] { _client.setProfileValues(entry.first, entry.second); });
   }
 }
 

@@ -17,16 +17,16 @@ using platform::WebView;
 
 class FullscreenLightboxTest : public ::testing::Test {
  protected:
-  FullscreenLightboxTest() { host->view()->setFrame(platform::Rect{{0, 0}, {400, 800}}); }
+  FullscreenLightboxTest() { _host->view()->setFrame(platform::Rect{{0, 0}, {400, 800}}); }
 
   std::shared_ptr<PLLightbox> present(const Parameters& parameters) {
-    auto lightbox = FullscreenLightbox::presentLightbox(host, parameters);
-    test.mainLoop().runUntilIdle();
+    auto lightbox = FullscreenLightbox::presentLightbox(_host, parameters);
+    _test.mainLoop().runUntilIdle();
     return lightbox;
   }
 
-  testing::TestPlatform test;
-  std::shared_ptr<ViewController> host = std::make_shared<ViewController>("Host");
+  testing::TestPlatform _test;
+  std::shared_ptr<ViewController> _host = std::make_shared<ViewController>("Host");
 };
 
 TEST_F(FullscreenLightboxTest, MarginsTenOnA400By800HostGive40And80PointMargins) {
@@ -35,7 +35,7 @@ TEST_F(FullscreenLightboxTest, MarginsTenOnA400By800HostGive40And80PointMargins)
   ASSERT_TRUE(lightbox);
   EXPECT_TRUE(lightbox->isShown());
   EXPECT_EQ(
-      host->view()->constraintFormats(),
+      _host->view()->constraintFormats(),
       (std::vector<std::string>{"H:|-0-[background]-0-|", "V:|-0-[background]-0-|",
                                 "H:|-40-[lightbox]-40-|", "V:|[topGuide]-80-[lightbox]-80-|"}));
 }
@@ -43,14 +43,15 @@ TEST_F(FullscreenLightboxTest, MarginsTenOnA400By800HostGive40And80PointMargins)
 TEST_F(FullscreenLightboxTest, HideTimerXyzIsIgnored) {
   auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"hideTimer", {"xyz"}}});
 
-  test.advanceClock(std::chrono::hours(1));
-  test.mainLoop().runUntilIdle();
+  _test.advanceClock(std::chrono::hours(1));
+  _test.mainLoop().runUntilIdle();
 
   ASSERT_TRUE(lightbox);
   EXPECT_EQ(lightbox->hideTimer, std::nullopt);
   EXPECT_TRUE(lightbox->isShown());
-  EXPECT_EQ(test.logLines(), std::vector<std::string>{
-                                 "WARNING [PL_INTERACTION]: The hideTimer value 'xyz' is ignored"});
+  EXPECT_EQ(
+      _test.logLines(),
+      std::vector<std::string>{"WARNING [PL_INTERACTION]: The hideTimer value 'xyz' is ignored"});
 }
 
 TEST_F(FullscreenLightboxTest, HideTimerFiveHidesTheLightboxFiveSecondsAfterItIsShown) {
@@ -58,23 +59,23 @@ TEST_F(FullscreenLightboxTest, HideTimerFiveHidesTheLightboxFiveSecondsAfterItIs
   ASSERT_TRUE(lightbox);
   ASSERT_TRUE(lightbox->isShown());
 
-  test.advanceClock(std::chrono::milliseconds(4999));
-  test.mainLoop().runUntilIdle();
+  _test.advanceClock(std::chrono::milliseconds(4999));
+  _test.mainLoop().runUntilIdle();
   EXPECT_TRUE(lightbox->isShown());
 
-  test.advanceClock(std::chrono::milliseconds(1));
-  test.mainLoop().runUntilIdle();
+  _test.advanceClock(std::chrono::milliseconds(1));
+  _test.mainLoop().runUntilIdle();
   EXPECT_FALSE(lightbox->isShown());
-  EXPECT_TRUE(host->view()->subviews().empty());
+  EXPECT_TRUE(_host->view()->subviews().empty());
 }
 
 TEST_F(FullscreenLightboxTest, HideTimerThatIsNotAWholeNumberOfSecondsIsIgnored) {
   for (const std::string text : {"5.5", " 5", "-1", "31536001", "99999999999999999999"}) {
-    test.console().clear();
+    _test.console().clear();
     auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"hideTimer", {text}}});
     ASSERT_TRUE(lightbox);
     EXPECT_EQ(lightbox->hideTimer, std::nullopt) << text;
-    EXPECT_EQ(test.logLines(),
+    EXPECT_EQ(_test.logLines(),
               std::vector<std::string>{"WARNING [PL_INTERACTION]: The hideTimer value '" + text +
                                        "' is ignored"});
     lightbox->hide();
@@ -125,12 +126,12 @@ TEST_F(FullscreenLightboxTest, EmptyUrlFallsBackToTheNextContent) {
 
 TEST_F(FullscreenLightboxTest, NoContentShowsNothing) {
   EXPECT_EQ(present({{"margins", {"10"}}, {"content", {""}}}), nullptr);
-  EXPECT_TRUE(host->view()->subviews().empty());
+  EXPECT_TRUE(_host->view()->subviews().empty());
 }
 
 TEST_F(FullscreenLightboxTest, UnusableUrlShowsNothing) {
   EXPECT_EQ(present({{"url", {"not an address"}}, {"html", {"<p>Hi</p>"}}}), nullptr);
-  EXPECT_TRUE(host->view()->subviews().empty());
+  EXPECT_TRUE(_host->view()->subviews().empty());
 }
 
 TEST_F(FullscreenLightboxTest, NoHostShowsNothing) {
@@ -155,11 +156,11 @@ TEST_F(FullscreenLightboxTest, MarginsAcceptDecimalsAndAPlusSign) {
 
 TEST_F(FullscreenLightboxTest, BadMarginsAreLoggedAndIgnored) {
   for (const std::string text : {"abc", "10%", " 10", "nan", "inf", "-5", "50", "1e400", "+-1"}) {
-    test.console().clear();
+    _test.console().clear();
     auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"margins", {text}}});
     ASSERT_TRUE(lightbox);
     EXPECT_EQ(lightbox->margin, 0.0F) << text;
-    EXPECT_EQ(test.logLines(),
+    EXPECT_EQ(_test.logLines(),
               std::vector<std::string>{"WARNING [PL_INTERACTION]: The margins value '" + text +
                                        "' is ignored"});
     lightbox->hide();

@@ -193,30 +193,30 @@ bool isBlue(const png_byte* p) { return p[0] < 60 && p[1] < 60 && p[2] > 200; }
 class LightboxBrowserTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    chromium = findChromium();
-    if (!chromium) {
+    _chromium = findChromium();
+    if (!_chromium) {
       GTEST_SKIP() << "Chromium was not found (looked for chromium, chromium-browser and "
                       "google-chrome on PATH, and PELORIN_CHROMIUM): install it, e.g. "
                       "apt-get install chromium, to render the lightbox page";
     }
-    ASSERT_FALSE(folder.path().empty());
+    ASSERT_FALSE(_folder.path().empty());
   }
 
   // Renders the page that the lightbox builds for `content`.
   std::optional<Bitmap> render(const std::string& content) {
     const auto html = PLLightbox::constructHtml(content, std::nullopt, std::nullopt);
     if (!html) return std::nullopt;
-    const fs::path page = folder.path() / "page.html";
+    const fs::path page = _folder.path() / "page.html";
     std::ofstream(page) << *html;
-    return screenshot(*chromium, folder.path(), page);
+    return screenshot(*_chromium, _folder.path(), page);
   }
 
-  std::optional<fs::path> chromium;
-  TempFolder folder;
+  std::optional<fs::path> _chromium;
+  TempFolder _folder;
 };
 
 TEST_F(LightboxBrowserTest, WideImageFillsTheLightboxWidthKeepingItsProportions) {
-  ASSERT_TRUE(writeSolidPng(folder.path() / "wide.png", 200, 100, 255, 0, 0));
+  ASSERT_TRUE(writeSolidPng(_folder.path() / "wide.png", 200, 100, 255, 0, 0));
 
   const auto bitmap = render("<img src=\"wide.png\">");
 
@@ -232,7 +232,7 @@ TEST_F(LightboxBrowserTest, WideImageFillsTheLightboxWidthKeepingItsProportions)
 }
 
 TEST_F(LightboxBrowserTest, TallImageFillsTheLightboxHeightKeepingItsProportions) {
-  ASSERT_TRUE(writeSolidPng(folder.path() / "tall.png", 100, 400, 255, 0, 0));
+  ASSERT_TRUE(writeSolidPng(_folder.path() / "tall.png", 100, 400, 255, 0, 0));
 
   const auto bitmap = render("\n  <img src=\"tall.png\" alt=\"Spring sale\">\n");
 

@@ -20,22 +20,22 @@ using platform::ViewController;
 
 class PLLightboxTest : public ::testing::Test {
  protected:
-  PLLightboxTest() { host->view()->setFrame(platform::Rect{{0, 0}, {400, 800}}); }
+  PLLightboxTest() { _host->view()->setFrame(platform::Rect{{0, 0}, {400, 800}}); }
 
   // A lightbox with a small page, configured and loaded.
   std::shared_ptr<PLLightbox> shownLightbox() {
-    auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+    auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
     lightbox->showIfReady();
-    test.mainLoop().runUntilIdle();
+    _test.mainLoop().runUntilIdle();
     return lightbox;
   }
 
   const std::vector<std::shared_ptr<platform::View>>& hostSubviews() {
-    return host->view()->subviews();
+    return _host->view()->subviews();
   }
 
-  testing::TestPlatform test;
-  std::shared_ptr<ViewController> host = std::make_shared<ViewController>("Host");
+  testing::TestPlatform _test;
+  std::shared_ptr<ViewController> _host = std::make_shared<ViewController>("Host");
 };
 
 std::vector<std::uint8_t> readFile(const std::filesystem::path& path) {
@@ -46,11 +46,11 @@ std::vector<std::uint8_t> readFile(const std::filesystem::path& path) {
 // --- Readiness
 
 TEST_F(PLLightboxTest, ShowsOnceLoadedWhenReadyFirst) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
 
   lightbox->showIfReady();
   EXPECT_FALSE(lightbox->isShown());
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
   EXPECT_TRUE(lightbox->isLoaded());
   EXPECT_TRUE(lightbox->isShown());
@@ -58,8 +58,8 @@ TEST_F(PLLightboxTest, ShowsOnceLoadedWhenReadyFirst) {
 }
 
 TEST_F(PLLightboxTest, ShowsOnceReadyWhenLoadedFirst) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
-  test.mainLoop().runUntilIdle();
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  _test.mainLoop().runUntilIdle();
   EXPECT_TRUE(lightbox->isLoaded());
   EXPECT_FALSE(lightbox->isShown());
   EXPECT_TRUE(hostSubviews().empty());
@@ -74,7 +74,7 @@ TEST_F(PLLightboxTest, LaterNavigationsDoNotShowAHiddenLightboxAgain) {
   lightbox->hide();
 
   lightbox->lightboxView()->loadHTMLString("<p>Next</p>", std::nullopt);
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
   EXPECT_FALSE(lightbox->isShown());
   EXPECT_TRUE(hostSubviews().empty());
@@ -86,15 +86,15 @@ TEST_F(PLLightboxTest, ShowingTwiceAddsTheViewsOnce) {
   lightbox->show();
 
   EXPECT_EQ(hostSubviews().size(), 2U);
-  EXPECT_EQ(host->view()->constraints().size(), 4U);
+  EXPECT_EQ(_host->view()->constraints().size(), 4U);
 }
 
 TEST_F(PLLightboxTest, HostThatIsGoneShowsNothing) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
-  host.reset();
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  _host.reset();
 
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
   EXPECT_FALSE(lightbox->isShown());
 }
@@ -107,10 +107,10 @@ TEST_F(PLLightboxTest, ViewsAreLaidOutWithVisualFormatConstraints) {
   EXPECT_EQ(hostSubviews()[0], lightbox->backgroundView());
   EXPECT_EQ(hostSubviews()[1], lightbox->lightboxView());
   EXPECT_EQ(lightbox->closeButton()->superview(), lightbox->lightboxView());
-  EXPECT_EQ(host->view()->constraintFormats(),
+  EXPECT_EQ(_host->view()->constraintFormats(),
             (std::vector<std::string>{"H:|-0-[background]-0-|", "V:|-0-[background]-0-|",
                                       "H:|-0-[lightbox]-0-|", "V:|[topGuide]-0-[lightbox]-0-|"}));
-  EXPECT_EQ(host->view()->constraints()[3].view("topGuide"), host->topLayoutGuide());
+  EXPECT_EQ(_host->view()->constraints()[3].view("topGuide"), _host->topLayoutGuide());
   EXPECT_EQ(lightbox->lightboxView()->constraintFormats(),
             (std::vector<std::string>{"H:[closeButton]-10-|", "V:|-10-[closeButton]"}));
   EXPECT_FALSE(lightbox->backgroundView()->translatesAutoresizingMaskIntoConstraints());
@@ -119,38 +119,38 @@ TEST_F(PLLightboxTest, ViewsAreLaidOutWithVisualFormatConstraints) {
 }
 
 TEST_F(PLLightboxTest, MarginTenOnA400By800HostGives40And80Points) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
   lightbox->margin = 10;
 
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
-  EXPECT_EQ(host->view()->constraintFormats()[2], "H:|-40-[lightbox]-40-|");
-  EXPECT_EQ(host->view()->constraintFormats()[3], "V:|[topGuide]-80-[lightbox]-80-|");
+  EXPECT_EQ(_host->view()->constraintFormats()[2], "H:|-40-[lightbox]-40-|");
+  EXPECT_EQ(_host->view()->constraintFormats()[3], "V:|[topGuide]-80-[lightbox]-80-|");
 }
 
 TEST_F(PLLightboxTest, FractionalMarginsAreWrittenAsDecimals) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
   lightbox->margin = 2.5F;
 
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
-  EXPECT_EQ(host->view()->constraintFormats()[2], "H:|-10-[lightbox]-10-|");
-  EXPECT_EQ(host->view()->constraintFormats()[3], "V:|[topGuide]-20-[lightbox]-20-|");
-  host->view()->setFrame(platform::Rect{{0, 0}, {390, 844}});
+  EXPECT_EQ(_host->view()->constraintFormats()[2], "H:|-10-[lightbox]-10-|");
+  EXPECT_EQ(_host->view()->constraintFormats()[3], "V:|[topGuide]-20-[lightbox]-20-|");
+  _host->view()->setFrame(platform::Rect{{0, 0}, {390, 844}});
   lightbox->hide();
   lightbox->show();
-  EXPECT_EQ(host->view()->constraintFormats()[2], "H:|-9.75-[lightbox]-9.75-|");
-  EXPECT_EQ(host->view()->constraintFormats()[3], "V:|[topGuide]-21.1-[lightbox]-21.1-|");
+  EXPECT_EQ(_host->view()->constraintFormats()[2], "H:|-9.75-[lightbox]-9.75-|");
+  EXPECT_EQ(_host->view()->constraintFormats()[3], "V:|[topGuide]-21.1-[lightbox]-21.1-|");
 }
 
 TEST_F(PLLightboxTest, BackgroundHasTheLightboxBackgroundColor) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
   lightbox->lightBoxBackgroundColor = platform::Color{0.1, 0.2, 0.3, 0.5};
 
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
   EXPECT_EQ(lightbox->backgroundView()->backgroundColor(), (platform::Color{0.1, 0.2, 0.3, 0.5}));
 }
@@ -165,7 +165,7 @@ TEST_F(PLLightboxTest, CloseButtonHidesTheLightbox) {
   EXPECT_FALSE(lightbox->isShown());
   EXPECT_TRUE(hostSubviews().empty());
   EXPECT_EQ(lightbox->closeButton()->superview(), nullptr);
-  EXPECT_TRUE(host->view()->constraints().empty());
+  EXPECT_TRUE(_host->view()->constraints().empty());
 }
 
 TEST_F(PLLightboxTest, TapOnTheBackgroundHidesTheLightbox) {
@@ -178,18 +178,18 @@ TEST_F(PLLightboxTest, TapOnTheBackgroundHidesTheLightbox) {
 }
 
 TEST_F(PLLightboxTest, HideTimerOfFiveSecondsHidesFiveSecondsAfterShowing) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
   lightbox->hideTimer = 5;
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
   ASSERT_TRUE(lightbox->isShown());
 
-  test.advanceClock(std::chrono::milliseconds(4999));
-  test.mainLoop().runUntilIdle();
+  _test.advanceClock(std::chrono::milliseconds(4999));
+  _test.mainLoop().runUntilIdle();
   EXPECT_TRUE(lightbox->isShown());
 
-  test.advanceClock(std::chrono::milliseconds(1));
-  test.mainLoop().runUntilIdle();
+  _test.advanceClock(std::chrono::milliseconds(1));
+  _test.mainLoop().runUntilIdle();
   EXPECT_FALSE(lightbox->isShown());
   EXPECT_TRUE(hostSubviews().empty());
 }
@@ -197,49 +197,49 @@ TEST_F(PLLightboxTest, HideTimerOfFiveSecondsHidesFiveSecondsAfterShowing) {
 TEST_F(PLLightboxTest, WithoutHideTimerTheLightboxStays) {
   auto lightbox = shownLightbox();
 
-  test.advanceClock(std::chrono::hours(24));
-  test.mainLoop().runUntilIdle();
+  _test.advanceClock(std::chrono::hours(24));
+  _test.mainLoop().runUntilIdle();
 
   EXPECT_TRUE(lightbox->isShown());
 }
 
 TEST_F(PLLightboxTest, ClosingBeforeTheHideTimerCancelsIt) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
   lightbox->hideTimer = 5;
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
   lightbox->closeButton()->tap();
 
-  EXPECT_EQ(test.mainLoop().scheduledTimerCount(), 0U);
+  EXPECT_EQ(_test.mainLoop().scheduledTimerCount(), 0U);
 }
 
 TEST_F(PLLightboxTest, NegativeHideTimerIsLoggedAndIgnored) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
   lightbox->hideTimer = -1;
 
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
   EXPECT_TRUE(lightbox->isShown());
-  EXPECT_EQ(test.mainLoop().scheduledTimerCount(), 0U);
-  EXPECT_EQ(test.logLines(),
+  EXPECT_EQ(_test.mainLoop().scheduledTimerCount(), 0U);
+  EXPECT_EQ(_test.logLines(),
             std::vector<std::string>{
                 "WARNING [PL_INTERACTION]: The hide timer of -1 seconds is ignored"});
 }
 
 TEST_F(PLLightboxTest, DestroyedLightboxTakesItsViewsOffScreen) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
   lightbox->hideTimer = 5;
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
   ASSERT_EQ(hostSubviews().size(), 2U);
 
   lightbox.reset();
 
   EXPECT_TRUE(hostSubviews().empty());
-  EXPECT_TRUE(host->view()->constraints().empty());
-  EXPECT_EQ(test.mainLoop().scheduledTimerCount(), 0U);
+  EXPECT_TRUE(_host->view()->constraints().empty());
+  EXPECT_EQ(_test.mainLoop().scheduledTimerCount(), 0U);
 }
 
 // --- Navigation
@@ -254,14 +254,14 @@ TEST_F(PLLightboxTest, InitialLoadIsAllowed) {
 }
 
 TEST_F(PLLightboxTest, TappedLinkOpensOutsideTheAppAndThePageStays) {
-  auto lightbox = PLLightbox::makeURL(host, "https://shop.example.com/offer", std::nullopt);
+  auto lightbox = PLLightbox::makeURL(_host, "https://shop.example.com/offer", std::nullopt);
   lightbox->showIfReady();
-  test.mainLoop().runUntilIdle();
+  _test.mainLoop().runUntilIdle();
 
   const auto policy = lightbox->lightboxView()->tapLink("https://shop.example.com/terms");
 
   EXPECT_EQ(policy, NavigationActionPolicy::kCancel);
-  EXPECT_EQ(test.ui().openedUrls(), std::vector<std::string>{"https://shop.example.com/terms"});
+  EXPECT_EQ(_test.ui().openedUrls(), std::vector<std::string>{"https://shop.example.com/terms"});
   EXPECT_EQ(lightbox->lightboxView()->url(), "https://shop.example.com/offer");
   EXPECT_TRUE(lightbox->isShown());
 }
@@ -279,7 +279,7 @@ TEST_F(PLLightboxTest, OtherNavigationsAreAllowed) {
   });
 
   EXPECT_TRUE(decided);
-  EXPECT_TRUE(test.ui().openedUrls().empty());
+  EXPECT_TRUE(_test.ui().openedUrls().empty());
 }
 
 TEST_F(PLLightboxTest, LinkWithoutAnAddressIsAllowed) {
@@ -292,13 +292,13 @@ TEST_F(PLLightboxTest, LinkWithoutAnAddressIsAllowed) {
                             [&](NavigationActionPolicy policy) { decision = policy; });
 
   EXPECT_EQ(decision, NavigationActionPolicy::kAllow);
-  EXPECT_TRUE(test.ui().openedUrls().empty());
+  EXPECT_TRUE(_test.ui().openedUrls().empty());
 }
 
 // --- Close button image
 
 TEST_F(PLLightboxTest, CloseButtonShowsTheLibrarysClosePng) {
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
 
   const auto& image = lightbox->closeButton()->image();
 
@@ -309,8 +309,8 @@ TEST_F(PLLightboxTest, CloseButtonShowsTheLibrarysClosePng) {
 }
 
 TEST_F(PLLightboxTest, CloseButtonShowsTheImageAtIconUrl) {
-  auto lightbox =
-      PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, "https://cdn.example.com/close.png");
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt,
+                                          "https://cdn.example.com/close.png");
 
   EXPECT_EQ(lightbox->closeButton()->image(),
             (platform::Image{"https://cdn.example.com/close.png", {}}));
@@ -319,7 +319,7 @@ TEST_F(PLLightboxTest, CloseButtonShowsTheImageAtIconUrl) {
 TEST_F(PLLightboxTest, CloseButtonReadsAnIconFile) {
   const std::string url = std::string("file://") + PELORIN_CLOSE_PNG_PATH;
 
-  auto lightbox = PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, url);
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, url);
 
   EXPECT_EQ(lightbox->closeButton()->image(),
             (platform::Image{url, readFile(PELORIN_CLOSE_PNG_PATH)}));
@@ -327,11 +327,11 @@ TEST_F(PLLightboxTest, CloseButtonReadsAnIconFile) {
 
 TEST_F(PLLightboxTest, UnreadableIconFileFallsBackToTheLibrarysImage) {
   auto lightbox =
-      PLLightbox::makeContent(host, "<p>Hi</p>", std::nullopt, "file:///nonexistent/close.png");
+      PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, "file:///nonexistent/close.png");
 
   ASSERT_TRUE(lightbox->closeButton()->image());
   EXPECT_EQ(lightbox->closeButton()->image()->source, "close.png");
-  EXPECT_EQ(test.logLines(),
+  EXPECT_EQ(_test.logLines(),
             std::vector<std::string>{"WARNING [PL_INTERACTION]: The close icon "
                                      "'file:///nonexistent/close.png' cannot be read; using "
                                      "the default"});
@@ -340,7 +340,7 @@ TEST_F(PLLightboxTest, UnreadableIconFileFallsBackToTheLibrarysImage) {
 // --- Addresses
 
 TEST_F(PLLightboxTest, AddressWithoutSchemeAndHostGetsHttp) {
-  auto lightbox = PLLightbox::makeURLString(host, "shop.example.com/offer", std::nullopt);
+  auto lightbox = PLLightbox::makeURLString(_host, "shop.example.com/offer", std::nullopt);
 
   ASSERT_TRUE(lightbox);
   const auto& loads = lightbox->lightboxView()->loads();
@@ -349,7 +349,7 @@ TEST_F(PLLightboxTest, AddressWithoutSchemeAndHostGetsHttp) {
 }
 
 TEST_F(PLLightboxTest, AddressWithoutSchemeKeepsOnlyItsPath) {
-  auto lightbox = PLLightbox::makeURLString(host, "shop.example.com/offer?id=1#top", std::nullopt);
+  auto lightbox = PLLightbox::makeURLString(_host, "shop.example.com/offer?id=1#top", std::nullopt);
 
   ASSERT_TRUE(lightbox);
   EXPECT_EQ(lightbox->lightboxView()->loads()[0].request.url, "http://shop.example.com/offer");
@@ -358,14 +358,14 @@ TEST_F(PLLightboxTest, AddressWithoutSchemeKeepsOnlyItsPath) {
 TEST_F(PLLightboxTest, AddressWithSchemeOrHostIsLoadedAsItStands) {
   for (const std::string url :
        {"https://shop.example.com/offer?id=1", "//cdn.example.com/a", "mailto:info@example.com"}) {
-    auto lightbox = PLLightbox::makeURLString(host, url, std::nullopt);
+    auto lightbox = PLLightbox::makeURLString(_host, url, std::nullopt);
     ASSERT_TRUE(lightbox);
     EXPECT_EQ(lightbox->lightboxView()->loads()[0].request.url, url);
   }
 }
 
 TEST_F(PLLightboxTest, RequestUsesTheDefaultCachePolicyAndSixtySeconds) {
-  auto lightbox = PLLightbox::makeURLString(host, "https://shop.example.com/", std::nullopt);
+  auto lightbox = PLLightbox::makeURLString(_host, "https://shop.example.com/", std::nullopt);
 
   ASSERT_TRUE(lightbox);
   const auto& request = lightbox->lightboxView()->loads()[0].request;
@@ -374,11 +374,11 @@ TEST_F(PLLightboxTest, RequestUsesTheDefaultCachePolicyAndSixtySeconds) {
 }
 
 TEST_F(PLLightboxTest, TextThatIsNotAnAddressIsLoggedAndShowsNothing) {
-  EXPECT_EQ(PLLightbox::makeURLString(host, "shop example", std::nullopt), nullptr);
-  EXPECT_EQ(PLLightbox::makeURLString(host, "", std::nullopt), nullptr);
-  EXPECT_EQ(PLLightbox::makeURLString(host, "https://ex.com/<a>", std::nullopt), nullptr);
+  EXPECT_EQ(PLLightbox::makeURLString(_host, "shop example", std::nullopt), nullptr);
+  EXPECT_EQ(PLLightbox::makeURLString(_host, "", std::nullopt), nullptr);
+  EXPECT_EQ(PLLightbox::makeURLString(_host, "https://ex.com/<a>", std::nullopt), nullptr);
 
-  EXPECT_EQ(test.logLines(),
+  EXPECT_EQ(_test.logLines(),
             (std::vector<std::string>{
                 "WARNING [PL_INTERACTION]: The lightbox address 'shop example' is not a valid URL",
                 "WARNING [PL_INTERACTION]: The lightbox address '' is not a valid URL",
@@ -387,7 +387,7 @@ TEST_F(PLLightboxTest, TextThatIsNotAnAddressIsLoggedAndShowsNothing) {
 }
 
 TEST_F(PLLightboxTest, HtmlIsLoadedAsItStands) {
-  auto lightbox = PLLightbox::makeContent(host, "<html><body>Hi</body></html>",
+  auto lightbox = PLLightbox::makeContent(_host, "<html><body>Hi</body></html>",
                                           "https://shop.example.com/", std::nullopt);
 
   const auto& load = lightbox->lightboxView()->loads().at(0);
@@ -398,7 +398,7 @@ TEST_F(PLLightboxTest, HtmlIsLoadedAsItStands) {
 
 TEST_F(PLLightboxTest, ContentIsLoadedInThePageTemplate) {
   auto lightbox =
-      PLLightbox::makeContentFromHtml(host, "<p>Hi</p>", std::nullopt, std::nullopt, std::nullopt);
+      PLLightbox::makeContentFromHtml(_host, "<p>Hi</p>", std::nullopt, std::nullopt, std::nullopt);
 
   ASSERT_TRUE(lightbox);
   const auto& load = lightbox->lightboxView()->loads().at(0);
@@ -407,10 +407,10 @@ TEST_F(PLLightboxTest, ContentIsLoadedInThePageTemplate) {
 }
 
 TEST_F(PLLightboxTest, NoContentMakesNoLightbox) {
-  EXPECT_EQ(
-      PLLightbox::makeContentFromHtml(host, std::nullopt, std::nullopt, std::nullopt, std::nullopt),
-      nullptr);
-  EXPECT_EQ(PLLightbox::makeContentFromHtml(host, "", std::nullopt, std::nullopt, std::nullopt),
+  EXPECT_EQ(PLLightbox::makeContentFromHtml(_host, std::nullopt, std::nullopt, std::nullopt,
+                                            std::nullopt),
+            nullptr);
+  EXPECT_EQ(PLLightbox::makeContentFromHtml(_host, "", std::nullopt, std::nullopt, std::nullopt),
             nullptr);
 }
 
