@@ -42,6 +42,7 @@ Platform::Platform()
     : _bundle(std::make_unique<platform::HeadlessBundle>()),
       _clock(std::make_unique<platform::SystemClock>()),
       _console(std::make_unique<platform::StdoutConsole>()),
+      _device(std::make_unique<platform::PosixDevice>()),
       _mainThread(std::make_unique<platform::MainLoop>()),
       _ui(std::make_unique<platform::HeadlessUi>()),
       _fileSystem(std::make_unique<platform::PosixFileSystem>()),
@@ -56,6 +57,7 @@ void Platform::setClock(std::unique_ptr<platform::Clock> clock) { _clock = std::
 void Platform::setConsole(std::unique_ptr<platform::Console> console) {
   _console = std::move(console);
 }
+void Platform::setDevice(std::unique_ptr<platform::Device> device) { _device = std::move(device); }
 void Platform::setMainThread(std::unique_ptr<platform::MainThread> mainThread) {
   _mainThread = std::move(mainThread);
 }

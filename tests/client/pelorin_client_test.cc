@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "client/pelorin_client_impl.h"
+#include "client/plugin_registry.h"
 #include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
@@ -44,7 +45,15 @@ class PelorinClientTest : public ::testing::Test {
 
 TEST_F(PelorinClientTest, ConstructionLogsItsStepsInOrder) {
   client();
-  const Lines lines = _test.logLines();
+  // After the configuration, each built-in plug-in logs its registration; then the list.
+  Lines lines = _test.logLines();
+  const std::size_t registered = builtInPluginClasses().size();
+  ASSERT_GE(lines.size(), registered + 2);
+  for (std::size_t i = 0; i < registered; ++i) {
+    EXPECT_EQ(lines[2 + i], "INFO [PL_CLIENT]: The plugin '" + builtInPluginClasses()[i].name() +
+                                "' is registered.");
+  }
+  lines.erase(lines.begin() + 2, lines.begin() + 2 + static_cast<std::ptrdiff_t>(registered));
   ASSERT_EQ(lines.size(), 5U);
   EXPECT_EQ(lines[0], "INFO [PL_CLIENT]: Hostname: http://127.0.0.1:9");
   EXPECT_EQ(lines[1], "INFO [PL_CLIENT]: App ID: com.example.shop");

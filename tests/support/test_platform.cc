@@ -24,17 +24,20 @@ TestPlatform::TestPlatform() {
   auto clock = std::make_unique<platform::PinnedClock>(
       platform::Clock::TimePoint(kPinnedEpochSeconds), 0, "en_US");
   auto console = std::make_unique<RecordingConsole>();
+  auto device = std::make_unique<platform::HeadlessDevice>("iOS", "17.4", "iPhone10,3");
   auto mainLoop = std::make_unique<platform::MainLoop>(clock.get());
   auto ui = std::make_unique<platform::HeadlessUi>();
   _documents = std::make_unique<TempFolder>();
   _bundle = bundle.get();
   _clock = clock.get();
   _console = console.get();
+  _device = device.get();
   _mainLoop = mainLoop.get();
   _ui = ui.get();
   platform->setBundle(std::move(bundle));
   platform->setClock(std::move(clock));
   platform->setConsole(std::move(console));
+  platform->setDevice(std::move(device));
   platform->setMainThread(std::move(mainLoop));
   platform->setUi(std::move(ui));
   platform->setFileSystem(std::make_unique<platform::PosixFileSystem>(_documents->path()));

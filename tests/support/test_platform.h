@@ -1,5 +1,6 @@
 // A platform for tests: an in-memory information dictionary with debug logging on, a
-// pinned clock, a console that records every line, a main loop that the test drives (the
+// pinned clock, a console that records every line, a device described in memory (iOS 17.4
+// on an iPhone10,3 without an advertising identifier), a main loop that the test drives (the
 // test's thread is its main thread), a headless user interface, and posix files whose
 // documents folder is a fresh temporary folder, removed with the test platform.
 #ifndef PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
@@ -42,6 +43,7 @@ class TestPlatform {
   platform::HeadlessBundle& bundle() { return *_bundle; }
   platform::PinnedClock& clock() { return *_clock; }
   RecordingConsole& console() { return *_console; }
+  platform::HeadlessDevice& device() { return *_device; }
   platform::MainLoop& mainLoop() { return *_mainLoop; }
   platform::HeadlessUi& ui() { return *_ui; }
   Platform& platform() { return *_platform; }
@@ -60,6 +62,7 @@ class TestPlatform {
   platform::HeadlessBundle* _bundle;
   platform::PinnedClock* _clock;
   RecordingConsole* _console;
+  platform::HeadlessDevice* _device;
   platform::MainLoop* _mainLoop;
   platform::HeadlessUi* _ui;
   Platform* _platform;

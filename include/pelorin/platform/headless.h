@@ -67,6 +67,42 @@ class PinnedClock : public Clock {
   std::string _locale;
 };
 
+// The machine this process runs on, as uname(2) reports it: the kernel's name and release
+// as system name and version, the machine field (e.g. "x86_64") as hardware model. It has
+// no advertising identifier.
+class PosixDevice : public Device {
+ public:
+  std::string systemName() const override;
+  std::string systemVersion() const override;
+  std::string hardwareModel() const override;
+  std::optional<std::string> advertisingIdentifier() const override;
+};
+
+// A device described by the host or a test; every value may be changed while the library
+// runs.
+class HeadlessDevice : public Device {
+ public:
+  HeadlessDevice(std::string systemName, std::string systemVersion, std::string hardwareModel,
+                 std::optional<std::string> advertisingIdentifier = std::nullopt);
+
+  std::string systemName() const override;
+  std::string systemVersion() const override;
+  std::string hardwareModel() const override;
+  std::optional<std::string> advertisingIdentifier() const override;
+
+  void setSystemName(std::string name);
+  void setSystemVersion(std::string version);
+  void setHardwareModel(std::string model);
+  void setAdvertisingIdentifier(std::optional<std::string> identifier);
+
+ private:
+  mutable std::mutex _mutex;
+  std::string _systemName;
+  std::string _systemVersion;
+  std::string _hardwareModel;
+  std::optional<std::string> _advertisingIdentifier;
+};
+
 // Writes each line to standard output and flushes it.
 class StdoutConsole : public Console {
  public:

@@ -36,8 +36,8 @@ namespace pelorin {
 
 class Platform {
  public:
-  // A platform with the default services (posix files and clock, console on stdout, an
-  // empty information dictionary, a headless `MainLoop` created on this thread, a
+  // A platform with the default services (posix files, clock and device, console on
+  // stdout, an empty information dictionary, a headless `MainLoop` created on this thread, a
   // `HeadlessUi`, files in the folder that `platform::PosixFileSystem` picks, libcurl HTTP
   // with its cookie file in the library's folder, reachability from the routing table).
   Platform();
@@ -48,6 +48,7 @@ class Platform {
   platform::Bundle& bundle() const { return *_bundle; }
   platform::Clock& clock() const { return *_clock; }
   platform::Console& console() const { return *_console; }
+  platform::Device& device() const { return *_device; }
   platform::HttpClient& httpClient() const { return *_httpClient; }
   platform::Reachability& reachability() const { return *_reachability; }
   platform::MainThread& mainThread() const { return *_mainThread; }
@@ -65,6 +66,7 @@ class Platform {
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
   void setClock(std::unique_ptr<platform::Clock> clock);
   void setConsole(std::unique_ptr<platform::Console> console);
+  void setDevice(std::unique_ptr<platform::Device> device);
   void setHttpClient(std::unique_ptr<platform::HttpClient> httpClient);
   void setReachability(std::unique_ptr<platform::Reachability> reachability);
   void setMainThread(std::unique_ptr<platform::MainThread> mainThread);
@@ -80,6 +82,7 @@ class Platform {
   std::unique_ptr<platform::Bundle> _bundle;
   std::unique_ptr<platform::Clock> _clock;
   std::unique_ptr<platform::Console> _console;
+  std::unique_ptr<platform::Device> _device;
   std::unique_ptr<platform::MainThread> _mainThread;
   std::unique_ptr<platform::Ui> _ui;
   std::chrono::milliseconds _syncInterval{5000};

@@ -46,6 +46,20 @@ class Clock {
   virtual std::string localeIdentifier() const = 0;
 };
 
+// The device the app runs on. The screen is the `Ui` service's and the locale the `Clock`'s.
+class Device {
+ public:
+  virtual ~Device() = default;
+  // The operating system's name and version, e.g. "iOS" and "17.4", or "Linux" and "6.1.0".
+  virtual std::string systemName() const = 0;
+  virtual std::string systemVersion() const = 0;
+  // The hardware model identifier, e.g. "iPhone10,3", or "x86_64" on a PC.
+  virtual std::string hardwareModel() const = 0;
+  // The advertising identifier as UUID text; nothing when the device has none. A device
+  // whose user limited ad tracking answers "00000000-0000-0000-0000-000000000000".
+  virtual std::optional<std::string> advertisingIdentifier() const = 0;
+};
+
 // Where log lines go. Each call is one complete line, without its terminator.
 class Console {
  public:
