@@ -76,10 +76,11 @@ class PelorinClientImpl {
   void processSegmentsResult(JsonRef result);
   void processInteractionsResult(const std::weak_ptr<platform::ViewController>& context,
                                  JsonRef result, bool isPageview);
-  bool _updateProfileId(
-      const std::optional<std::string>& profileId);  // NOLINT(readability-identifier-naming)
-  void _updateZoneId(
-      const std::optional<std::string>& zoneId);  // NOLINT(readability-identifier-naming)
+  // The leading underscore is part of these two methods' names.
+  // NOLINTNEXTLINE(readability-identifier-naming)
+  bool _updateProfileId(const std::optional<std::string>& profileId);
+  // NOLINTNEXTLINE(readability-identifier-naming)
+  void _updateZoneId(const std::optional<std::string>& zoneId);
 
   // Plug-ins.
   void registerPluginClasses();
