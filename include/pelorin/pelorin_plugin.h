@@ -79,7 +79,7 @@ class PluginClass {
 class RuntimeClasses {
  public:
   // Adds `pluginClass` under its name; a name already present keeps its first class.
-  static void add(PluginClass pluginClass);
+  static void add(const PluginClass& pluginClass);
   static std::optional<PluginClass> lookup(std::string_view name);
 };
 

@@ -1,6 +1,8 @@
 // The engine's processing of the server's answers and its plug-in lifecycle.
 #include <utility>
 
+#include <fmt/format.h>
+
 #include "base/describe.h"
 #include "client/constants.h"
 #include "client/pelorin_client_impl.h"
@@ -117,13 +119,13 @@ std::vector<std::shared_ptr<PelorinPlugin>> PelorinClientImpl::getRegisteredPlug
     std::optional<PluginClass> pluginClass;
     if (className) pluginClass = _plugins.getPlugin(*className);
     if (!pluginClass) {
-      log("Plugin class <" + className.value_or("") + "> not found for type id: " + typeId +
-              "; and interaction: " + id,
+      log(fmt::format("Plugin class <{}> not found for type id: {}; and interaction: {}",
+                      className.value_or(""), typeId, id),
           LogFlag::WARNING);
       continue;
     }
-    log("Plugin class <" + *className + "> found! For the id: " + typeId +
-        " and interaction: " + id);
+    log(fmt::format("Plugin class <{}> found! For the id: {} and interaction: {}", *className,
+                    typeId, id));
     InteractionContext context(interaction, _context, _locale);
     if (!pluginClass->isPlugin()) continue;
     if (auto controller = context.getViewController()) _context = controller;

@@ -91,7 +91,7 @@ bool PelorinClientImpl::setURL(std::string_view url) {
     alert.title = "Connected to Pelorin Simulator";
     alert.message =
         "Username: " + userName + " \nMobile session: " + session + " \nHost: " + hostAddress;
-    alert.actions.push_back(platform::AlertAction{"OK"});
+    alert.actions.emplace_back(platform::AlertAction{"OK"});
     Platform::current().mainThread().post(
         [alert = std::move(alert)] { Platform::current().ui().presentAlert(alert); });
   }

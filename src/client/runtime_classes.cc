@@ -18,11 +18,11 @@ Table& table() {
 
 }  // namespace
 
-void RuntimeClasses::add(PluginClass pluginClass) {
+void RuntimeClasses::add(const PluginClass& pluginClass) {
   Table& t = table();
   std::lock_guard<std::mutex> lock(t.mutex);
   std::string name = pluginClass.name();
-  t.classes.try_emplace(std::move(name), std::move(pluginClass));
+  t.classes.try_emplace(std::move(name), pluginClass);
 }
 
 std::optional<PluginClass> RuntimeClasses::lookup(std::string_view name) {
