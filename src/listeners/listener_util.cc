@@ -8,8 +8,10 @@
 #include "client/pelorin_configuration.h"
 #include "listeners/text_util.h"
 #include "pelorin/interaction_context.h"
+#include "pelorin/pelorin_client.h"
 #include "pelorin/platform/platform.h"
 #include "pelorin/platform/view.h"
+#include "pelorin/platform/view_controller.h"
 
 namespace pelorin {
 namespace {
@@ -54,6 +56,21 @@ std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
   if ((a % b != 0) && ((a < 0) != (b < 0))) --quotient;
   return quotient;
 }
+
+// The client's current screen.
+class ClientContentViews : public ContentViews {
+ public:
+  std::shared_ptr<platform::View> rootView() const override {
+    return PelorinClient::synchronized([]() -> std::shared_ptr<platform::View> {
+      auto controller = PelorinClient::getInstance().getViewController();
+      return controller ? controller->view() : nullptr;
+    });
+  }
+  std::shared_ptr<platform::View> view(const std::string& selector) const override {
+    return PelorinClient::synchronized(
+        [&] { return PelorinClient::getInstance().getView(selector); });
+  }
+};
 
 }  // namespace
 
@@ -100,6 +117,11 @@ bool ListenerUtil::contentContainsWord(JsonRef rule, const std::vector<std::stri
     }
   }
   return false;
+}
+
+std::vector<std::string> ListenerUtil::getContent(
+    std::string_view selector, const std::optional<std::vector<std::string>>& context) {
+  return getContent(selector, context, ClientContentViews());
 }
 
 std::vector<std::string> ListenerUtil::getContent(

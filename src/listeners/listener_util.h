@@ -27,9 +27,8 @@ namespace platform {
 class View;
 }  // namespace platform
 
-// Where `getContent` finds the views of the current screen. The library's own source reads
-// them from the client (see `ListenerUtil::getContent` without a source); tests give their
-// own screens.
+// Where `getContent` finds the views of a screen. The client's current screen is the usual
+// source (`getContent` without one); tests may give their own screens.
 class ContentViews {
  public:
   virtual ~ContentViews() = default;
@@ -67,6 +66,11 @@ class ListenerUtil {
   static bool contentContainsWord(JsonRef rule, const std::vector<std::string>& content,
                                   const std::vector<std::string>& interests);
 
+  // The visible text under `selector` on the client's current screen: its view
+  // controller's root view, or the view that `PelorinClient::getView` finds for the
+  // selector, both read under the global lock. As the overload below.
+  static std::vector<std::string> getContent(
+      std::string_view selector, const std::optional<std::vector<std::string>>& context);
   // The visible text under `selector` on the screen that `views` shows: `context` itself
   // for "pre_context"; nothing for "jQuery(" selectors; the texts of the root view's tree
   // for "any" and "pre_header"; the texts under the view that `views` finds for the

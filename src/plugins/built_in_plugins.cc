@@ -1,4 +1,5 @@
 #include "client/plugin_registry.h"
+#include "listeners/behavior_listener.h"
 
 namespace pelorin {
 
@@ -7,7 +8,9 @@ std::vector<PluginClass> builtInPluginClasses() {
   // EngagementScoreListener, FormListener, FullscreenLightbox, PreferredHourListener,
   // GlobalListener. Each joins the list as its class is added to the library.
   static const std::vector<PluginClass> classes = [] {
-    std::vector<PluginClass> list;
+    std::vector<PluginClass> list{
+        PluginClass::of<BehaviorListener>(std::string(BehaviorListener::CLASS_NAME)),
+    };
     for (const auto& pluginClass : list) RuntimeClasses::add(pluginClass);
     return list;
   }();
