@@ -4,12 +4,12 @@
 // 100 (target: at most 2), and `synchronized` against std::mutex (same run).
 #include <benchmark/benchmark.h>
 
-#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "pelorin/pelorin_client.h"
+#include "ratio_reporter.h"
 #include "storage/pelorin_commit_log.h"
 
 namespace {
@@ -69,33 +69,15 @@ void BM_MutexBaseline(benchmark::State& state) {
 }
 BENCHMARK(BM_MutexBaseline);
 
-// Prints the ratios the issue asks for after the normal report.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const auto& run : runs) _nsPerOp[run.benchmark_name()] = run.GetAdjustedCPUTime();
-  }
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    auto ratio = [&](const std::string& a, const std::string& b) {
-      if (!_nsPerOp.count(a) || !_nsPerOp.count(b) || _nsPerOp[b] == 0) return;
-      std::printf("ratio %-28s / %-28s = %.2f\n", a.c_str(), b.c_str(), _nsPerOp[a] / _nsPerOp[b]);
-    };
-    ratio("BM_CommitLogSet/100000", "BM_CommitLogSet/100");
-    ratio("BM_CommitLogAdd/100000", "BM_CommitLogAdd/100");
-    ratio("BM_SynchronizedEmpty", "BM_MutexBaseline");
-  }
-
- private:
-  std::map<std::string, double> _nsPerOp;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  pelorin::bench::RatioReporter reporter({
+      {"BM_CommitLogSet/100000", "BM_CommitLogSet/100", 2.0},
+      {"BM_CommitLogAdd/100000", "BM_CommitLogAdd/100", 2.0},
+      {"BM_SynchronizedEmpty", "BM_MutexBaseline"},
+  });
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   return 0;

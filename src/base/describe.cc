@@ -1,33 +1,13 @@
 #include "base/describe.h"
 
+#include "json/json_writer.h"
+
 namespace pelorin {
 
 std::string describe(std::string_view text) {
+  // Quoted and escaped as in JSON: the same characters need escaping in a log line.
   std::string out;
-  out.reserve(text.size() + 2);
-  out.push_back('"');
-  for (char c : text) {
-    switch (c) {
-      case '"':
-        out += "\\\"";
-        break;
-      case '\\':
-        out += "\\\\";
-        break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        out.push_back(c);
-    }
-  }
-  out.push_back('"');
+  appendJsonString(out, text);
   return out;
 }
 

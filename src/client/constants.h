@@ -27,6 +27,9 @@ struct Constants {
     static inline const std::string SIMULATOR_USERNAME = "plsimulatorusername" + EXTENSION;
     static inline const std::string SIMULATOR_MOBILESESSION =
         "plsimulatormobilesession" + EXTENSION;
+    // The HTTP cookies of the server's visitor (Netscape cookie-file format), so the server
+    // still recognises the visitor after a restart.
+    static inline const std::string COOKIES = "plcookies" + EXTENSION;
     // The same three files under the names of the earlier, unversioned storage.
     static inline const std::array<std::string, 3> PL_FILES = {
         "plcommitlog" + EXTENSION, "plrequestcommitlog" + EXTENSION, "cache" + EXTENSION};

@@ -1,10 +1,12 @@
 // Compact and indented JSON text. Boost.JSON has no pretty printer and writes doubles in
 // exponent form (2.5E0); this writer gives both forms and the shortest round-trip text
 // for doubles, so texts the library stores or logs never depend on the parser's choice.
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <string>
 
+#include "json/json_writer.h"
 #include "pelorin/json_value.h"
 
 namespace pelorin {
@@ -12,11 +14,28 @@ namespace {
 
 constexpr char kHex[] = "0123456789abcdef";
 
+// Characters a JSON string cannot hold as they are: controls, the quote and the back-slash.
+constexpr auto kNeedsEscape = [] {
+  std::array<bool, 256> table{};
+  for (int c = 0; c < 0x20; ++c) table[c] = true;
+  table['"'] = true;
+  table['\\'] = true;
+  return table;
+}();
+
+bool needsEscape(unsigned char c) { return kNeedsEscape[c]; }
+
 void writeString(std::string& out, boost::json::string_view s) {
   out.push_back('"');
-  for (char c : s) {
-    const auto u = static_cast<unsigned char>(c);
-    switch (c) {
+  const char* run = s.data();
+  const char* const end = s.data() + s.size();
+  for (const char* p = run; p != end; ++p) {
+    const auto u = static_cast<unsigned char>(*p);
+    if (!needsEscape(u)) continue;
+    // Copy the characters that need no escape in one go.
+    out.append(run, p);
+    run = p + 1;
+    switch (*p) {
       case '"':
         out += "\\\"";
         break;
@@ -39,15 +58,12 @@ void writeString(std::string& out, boost::json::string_view s) {
         out += "\\t";
         break;
       default:
-        if (u < 0x20) {
-          out += "\\u00";
-          out.push_back(kHex[u >> 4]);
-          out.push_back(kHex[u & 0xF]);
-        } else {
-          out.push_back(c);
-        }
+        out += "\\u00";
+        out.push_back(kHex[u >> 4]);
+        out.push_back(kHex[u & 0xF]);
     }
   }
+  out.append(run, end);
   out.push_back('"');
 }
 
@@ -126,6 +142,12 @@ void write(std::string& out, const boost::json::value& value, bool pretty, int d
 }
 
 }  // namespace
+
+void appendJsonString(std::string& out, std::string_view text) {
+  writeString(out, boost::json::string_view(text.data(), text.size()));
+}
+
+void appendJson(std::string& out, const boost::json::value& value) { write(out, value, false, 0); }
 
 std::string serializeJson(const boost::json::value& value, bool pretty) {
   std::string out;

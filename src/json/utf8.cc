@@ -1,11 +1,22 @@
 #include "json/utf8.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace pelorin {
 
 bool isValidUtf8(std::string_view text) {
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
   const auto* end = p + text.size();
   while (p < end) {
+    // Most text is ASCII: skip it eight bytes at a time.
+    while (end - p >= 8) {
+      std::uint64_t word;
+      std::memcpy(&word, p, sizeof word);
+      if ((word & 0x8080808080808080ULL) != 0) break;
+      p += 8;
+    }
+    if (p == end) break;
     const unsigned char c = *p;
     if (c < 0x80) {
       ++p;

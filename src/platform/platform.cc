@@ -4,9 +4,12 @@
 #include <mutex>
 #include <vector>
 
+#include "client/constants.h"
+#include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
+#include "storage/pelorin_data_manager.h"
 
 namespace pelorin {
 namespace {
@@ -25,6 +28,14 @@ std::vector<std::unique_ptr<Platform>>& retired() {
   return *platforms;
 }
 
+// The cookie file lives in the library's folder, which the host's file system names only
+// once it is set up: asked at the first request.
+std::optional<std::filesystem::path> defaultCookieFile() {
+  auto folder = PelorinDataManager::getFolderLocation();
+  if (!folder) return std::nullopt;
+  return std::filesystem::path(*folder) / Constants::Files::COOKIES;
+}
+
 }  // namespace
 
 Platform::Platform()
@@ -32,7 +43,11 @@ Platform::Platform()
       _clock(std::make_unique<platform::SystemClock>()),
       _console(std::make_unique<platform::StdoutConsole>()),
       _mainThread(std::make_unique<platform::MainLoop>()),
-      _ui(std::make_unique<platform::HeadlessUi>()) {}
+      _ui(std::make_unique<platform::HeadlessUi>()),
+      _fileSystem(std::make_unique<platform::PosixFileSystem>()),
+      _httpClient(std::make_unique<platform::CurlHttpClient>(
+          platform::CurlHttpClient::CookieFileLocator(&defaultCookieFile))),
+      _reachability(std::make_unique<platform::PosixReachability>()) {}
 
 Platform::~Platform() = default;
 
@@ -45,6 +60,15 @@ void Platform::setMainThread(std::unique_ptr<platform::MainThread> mainThread) {
   _mainThread = std::move(mainThread);
 }
 void Platform::setUi(std::unique_ptr<platform::Ui> ui) { _ui = std::move(ui); }
+void Platform::setFileSystem(std::unique_ptr<platform::FileSystem> fileSystem) {
+  _fileSystem = std::move(fileSystem);
+}
+void Platform::setHttpClient(std::unique_ptr<platform::HttpClient> httpClient) {
+  _httpClient = std::move(httpClient);
+}
+void Platform::setReachability(std::unique_ptr<platform::Reachability> reachability) {
+  _reachability = std::move(reachability);
+}
 
 Platform& Platform::current() {
   Platform* platform = gCurrent.load(std::memory_order_acquire);

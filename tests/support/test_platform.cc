@@ -26,6 +26,7 @@ TestPlatform::TestPlatform() {
   auto console = std::make_unique<RecordingConsole>();
   auto mainLoop = std::make_unique<platform::MainLoop>(clock.get());
   auto ui = std::make_unique<platform::HeadlessUi>();
+  _documents = std::make_unique<TempFolder>();
   _bundle = bundle.get();
   _clock = clock.get();
   _console = console.get();
@@ -36,6 +37,7 @@ TestPlatform::TestPlatform() {
   platform->setConsole(std::move(console));
   platform->setMainThread(std::move(mainLoop));
   platform->setUi(std::move(ui));
+  platform->setFileSystem(std::make_unique<platform::PosixFileSystem>(_documents->path()));
   _platform = platform.get();
   Platform::install(std::move(platform));
 }

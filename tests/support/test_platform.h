@@ -1,10 +1,12 @@
 // A platform for tests: an in-memory information dictionary with debug logging on, a
 // pinned clock, a console that records every line, a main loop that the test drives (the
-// test's thread is its main thread) and a headless user interface.
+// test's thread is its main thread), a headless user interface, and posix files whose
+// documents folder is a fresh temporary folder, removed with the test platform.
 #ifndef PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
 #define PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
 
 #include <chrono>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "pelorin/platform/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
+#include "support/temp_folder.h"
 
 namespace pelorin::testing {
 
@@ -42,6 +45,8 @@ class TestPlatform {
   platform::MainLoop& mainLoop() { return *_mainLoop; }
   platform::HeadlessUi& ui() { return *_ui; }
   Platform& platform() { return *_platform; }
+  // The documents folder of the installed file system (the library's folder goes inside).
+  const std::string& documentsFolder() const { return _documents->path(); }
 
   // Moves the pinned clock on and wakes the main loop, so a loop blocked in run() on
   // another thread sees the timers that are now due. Then call mainLoop().runUntilIdle()
@@ -58,6 +63,7 @@ class TestPlatform {
   platform::MainLoop* _mainLoop;
   platform::HeadlessUi* _ui;
   Platform* _platform;
+  std::unique_ptr<TempFolder> _documents;
 };
 
 }  // namespace pelorin::testing

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "pelorin/platform/file_system.h"
 #include "pelorin/platform/services.h"
 
 namespace pelorin::platform {
@@ -73,6 +74,32 @@ class StdoutConsole : public Console {
 
  private:
   std::mutex _mutex;
+};
+
+// Files on a POSIX system. The documents folder is the one given at construction or, by
+// default, $XDG_DATA_HOME (or ~/.local/share) followed by the application's bundle identifier
+// ("CFBundleIdentifier" of the current platform's bundle; DEFAULT_FOLDER_NAME when it has none
+// or it cannot name a folder), resolved on first use and kept.
+class PosixFileSystem : public FileSystem {
+ public:
+  static constexpr std::string_view DEFAULT_FOLDER_NAME = "pelorin-app";
+
+  PosixFileSystem();
+  explicit PosixFileSystem(std::string documentsFolder);
+
+  FileStatus documentsDirectory(std::string* path) override;
+  FileStatus createDirectories(const std::string& path) override;
+  FileStatus readFile(const std::string& path, std::string* contents) override;
+  FileStatus listDirectory(const std::string& path, std::vector<std::string>* names) override;
+  FileStatus removeFile(const std::string& path) override;
+  FileStatus renameFile(const std::string& from, const std::string& to) override;
+  // Writes a staging file beside the target, syncs it, renames it over the target and
+  // syncs the folder, so the new name is durable too.
+  FileStatus writeFileAtomically(const std::string& path, std::string_view contents) override;
+
+ private:
+  std::mutex _mutex;
+  std::optional<std::string> _documentsFolder;  // guarded by _mutex
 };
 
 }  // namespace pelorin::platform

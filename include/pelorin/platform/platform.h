@@ -25,7 +25,10 @@
 #include <chrono>
 #include <memory>
 
+#include "pelorin/platform/file_system.h"
+#include "pelorin/platform/http.h"
 #include "pelorin/platform/main_thread.h"
+#include "pelorin/platform/reachability.h"
 #include "pelorin/platform/services.h"
 #include "pelorin/platform/ui.h"
 
@@ -34,8 +37,9 @@ namespace pelorin {
 class Platform {
  public:
   // A platform with the default services (posix files and clock, console on stdout, an
-  // empty information dictionary, a headless `MainLoop` created on this thread and a
-  // `HeadlessUi`).
+  // empty information dictionary, a headless `MainLoop` created on this thread, a
+  // `HeadlessUi`, files in the folder that `platform::PosixFileSystem` picks, libcurl HTTP
+  // with its cookie file in the library's folder, reachability from the routing table).
   Platform();
   ~Platform();
   Platform(const Platform&) = delete;
@@ -44,18 +48,28 @@ class Platform {
   platform::Bundle& bundle() const { return *_bundle; }
   platform::Clock& clock() const { return *_clock; }
   platform::Console& console() const { return *_console; }
+  platform::HttpClient& httpClient() const { return *_httpClient; }
+  platform::Reachability& reachability() const { return *_reachability; }
   platform::MainThread& mainThread() const { return *_mainThread; }
   platform::Ui& ui() const { return *_ui; }
 
   // How often the client writes changed state and sends pending changes (5 seconds).
   std::chrono::milliseconds syncInterval() const { return _syncInterval; }
   void setSyncInterval(std::chrono::milliseconds interval) { _syncInterval = interval; }
+  // How long the client waits for the server's answer to one request (10 seconds); a
+  // request still running after that is left to finish unheeded.
+  std::chrono::milliseconds responseWait() const { return _responseWait; }
+  void setResponseWait(std::chrono::milliseconds wait) { _responseWait = wait; }
+  platform::FileSystem& fileSystem() const { return *_fileSystem; }
 
   void setBundle(std::unique_ptr<platform::Bundle> bundle);
   void setClock(std::unique_ptr<platform::Clock> clock);
   void setConsole(std::unique_ptr<platform::Console> console);
+  void setHttpClient(std::unique_ptr<platform::HttpClient> httpClient);
+  void setReachability(std::unique_ptr<platform::Reachability> reachability);
   void setMainThread(std::unique_ptr<platform::MainThread> mainThread);
   void setUi(std::unique_ptr<platform::Ui> ui);
+  void setFileSystem(std::unique_ptr<platform::FileSystem> fileSystem);
 
   // The installed platform; the default one is created on first use.
   static Platform& current();
@@ -69,6 +83,10 @@ class Platform {
   std::unique_ptr<platform::MainThread> _mainThread;
   std::unique_ptr<platform::Ui> _ui;
   std::chrono::milliseconds _syncInterval{5000};
+  std::chrono::milliseconds _responseWait{10000};
+  std::unique_ptr<platform::FileSystem> _fileSystem;
+  std::unique_ptr<platform::HttpClient> _httpClient;
+  std::unique_ptr<platform::Reachability> _reachability;
 };
 
 }  // namespace pelorin

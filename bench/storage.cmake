@@ -1,0 +1,1 @@
+pelorin_add_benchmark(bench_storage SOURCES storage_bench.cc)

@@ -1,0 +1,164 @@
+// The engine behind `PelorinClient`: the visitor's state, the two commit logs, the request
+// cycle with the server, and the plug-ins of the current screen.
+//
+// Thread safety: every member is guarded by the global lock (`PelorinClient::synchronized`);
+// callers hold it. Network exchanges run on the engine's operation queue, outside the lock.
+#ifndef PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_
+#define PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/operation_queue.h"
+#include "client/pelorin_configuration.h"
+#include "client/plugin_registry.h"
+#include "pelorin/json_value.h"
+#include "pelorin/pelorin_plugin.h"
+#include "pelorin/pelorin_segment.h"
+#include "protocol/pelorin_request_command.h"
+#include "storage/pelorin_cache.h"
+#include "storage/pelorin_commit_log.h"
+
+namespace pelorin {
+
+namespace platform {
+class View;
+class ViewController;
+}  // namespace platform
+
+class PelorinClient;
+class EngineEventBusLink;
+
+class PelorinClientImpl {
+ public:
+  using Completion = std::function<void()>;
+  static constexpr std::string_view LOG_TAG = "PL_CLIENT";
+
+  // Loads the state files and registers the built-in plug-in classes. `facade` is the
+  // client that plug-ins receive.
+  explicit PelorinClientImpl(PelorinClient& facade);
+  ~PelorinClientImpl();
+  PelorinClientImpl(const PelorinClientImpl&) = delete;
+  PelorinClientImpl& operator=(const PelorinClientImpl&) = delete;
+
+  // Profile writes: recorded in the commit log and the cache at once, sent at the next tick.
+  void setProfileValues(const std::string& name, const std::vector<std::string>& values);
+  void addProfileValues(const std::string& name, const std::vector<std::string>& values);
+  void setProfileValue(const std::string& name, const std::string& value);
+  void addProfileValue(const std::string& name, const std::string& value);
+
+  void setEnabled(bool enabled);
+  // The periodic tick: writes changed state and sends pending updates.
+  void sync();
+  // Connects to the simulator named by a deep link; true when connected.
+  bool setURL(std::string_view url);
+
+  void createEvent(const std::string& name, const std::optional<JsonValue>& data,
+                   Completion completion);
+  void sendUpdates(bool isPageview, Completion completion);
+  // Fetches the whole profile again (on the operation queue).
+  void reloadProfile();
+  void getInteractions(const std::string& eventName,
+                       const std::weak_ptr<platform::ViewController>& context,
+                       const std::string& screenName, const std::optional<JsonValue>& properties,
+                       Completion completion);
+  std::optional<std::string> getScreenNameFromProperties(const std::optional<JsonValue>& properties);
+
+  // Result processing, in the order the engine applies it.
+  bool processProfileResult(JsonRef result);
+  void processPropertiesResult(JsonRef result, bool isUpdate);
+  void processConnectionsResult(JsonRef result);
+  void processSegmentsResult(JsonRef result);
+  void processInteractionsResult(const std::weak_ptr<platform::ViewController>& context,
+                                 JsonRef result, bool isPageview);
+  bool _updateProfileId(const std::optional<std::string>& profileId);  // NOLINT(readability-identifier-naming)
+  void _updateZoneId(const std::optional<std::string>& zoneId);        // NOLINT(readability-identifier-naming)
+
+  // Plug-ins.
+  void registerPluginClasses();
+  void registerPluginClass(const PluginClass& pluginClass, const std::string& className);
+  std::vector<std::shared_ptr<PelorinPlugin>> getRegisteredPluginInteractions(JsonRef interactions);
+  void loadPlugins(const std::vector<std::shared_ptr<PelorinPlugin>>& plugins, bool isPageview);
+  void destroyPlugins();
+
+  // The view named by "#" + a property of the current view controller.
+  std::shared_ptr<platform::View> getView(const std::optional<std::string>& selector);
+
+  // State read by the facade.
+  const std::optional<std::string>& profileId() const { return _profileId; }
+  const std::optional<std::string>& zoneId() const { return _zoneId; }
+  const PelorinCache& cache() const { return *_cache; }
+  bool isEnabled() const { return _isEnabled; }
+  bool updateRequired() const { return _updateRequired; }
+  const std::string& screenName() const { return _screenName; }
+  void setLocale(std::optional<std::string> locale) { _locale = std::move(locale); }
+  const std::vector<PelorinSegment>& segments() const { return _segments; }
+  const std::vector<Connection>& connections() const { return _connections; }
+  std::shared_ptr<platform::ViewController> viewController() const { return _context.lock(); }
+  void setViewController(std::weak_ptr<platform::ViewController> context) {
+    _context = std::move(context);
+  }
+  const PelorinConfiguration& configuration() const { return *_configuration; }
+  const PelorinCommitLog& commitLog() const { return *_commitLog; }
+  const PelorinCommitLog& requestCommitLog() const { return *_requestCommitLog; }
+  const std::vector<std::shared_ptr<PelorinPlugin>>& currentPlugins() const {
+    return _currentPlugins;
+  }
+  const PluginRegistry& plugins() const { return _plugins; }
+  // Operations queued or running on the engine's queue.
+  std::size_t pendingOperations() const { return _operationQueue->operationCount(); }
+  // Blocks until the engine's queue is idle. For tests and hosts that shut down in order.
+  void waitForOperations() const { _operationQueue->waitUntilAllOperationsAreFinished(); }
+
+ private:
+  // A batch ready to send, made under the lock and sent outside it.
+  struct Exchange {
+    std::vector<PelorinRequestCommand> commands;
+    std::string url;
+    std::optional<std::string> userName;
+    std::optional<std::string> mobileSessionId;
+  };
+  struct UpdateEntries {
+    RequestParameters addProperties;
+    RequestParameters setProperties;
+    std::vector<PelorinEventCommitEntry> events;
+    bool empty() const { return addProperties.empty() && setProperties.empty() && events.empty(); }
+  };
+
+  void log(const std::string& message, std::string_view flag = LogFlag::INFO) const;
+  static void callCompletion(const Completion& completion);
+  bool canReachServer() const;
+  // Moves the pending changes into the request log and takes its entries.
+  UpdateEntries takeUpdateEntries();
+  Exchange makeExchange(std::vector<PelorinRequestCommand> commands) const;
+  void emptyRequestCommitLog();
+  // The body of a profile reload; called on the operation queue.
+  void runReloadProfile();
+
+  PelorinClient& _facade;
+  std::unique_ptr<PelorinCommitLog> _commitLog;
+  std::unique_ptr<PelorinCommitLog> _requestCommitLog;
+  std::unique_ptr<PelorinCache> _cache;
+  bool _isEnabled = true;
+  std::optional<std::string> _profileId;
+  std::optional<std::string> _zoneId;
+  std::unique_ptr<OperationQueue> _operationQueue;
+  bool _updateRequired = true;
+  std::vector<std::shared_ptr<PelorinPlugin>> _currentPlugins;
+  PluginRegistry _plugins;
+  std::vector<Connection> _connections;
+  std::vector<PelorinSegment> _segments;
+  std::weak_ptr<platform::ViewController> _context;
+  std::optional<std::string> _locale;
+  std::string _screenName;
+  std::unique_ptr<PelorinConfiguration> _configuration;
+  std::unique_ptr<EngineEventBusLink> _eventBusLink;
+};
+
+}  // namespace pelorin
+
+#endif  // PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_

@@ -1,0 +1,163 @@
+// The engine's processing of the server's answers and its plug-in lifecycle.
+#include <utility>
+
+#include "base/describe.h"
+#include "client/constants.h"
+#include "client/pelorin_client_impl.h"
+#include "client/segments_and_connections.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
+#include "pelorin/pelorin_event_manager.h"
+#include "pelorin/platform/main_thread.h"
+#include "pelorin/platform/platform.h"
+#include "storage/pelorin_data_manager.h"
+
+namespace pelorin {
+namespace {
+
+// "result" → `member` as a map of string lists; nothing when any part is missing or mistyped.
+std::optional<ProfileProperties> propertiesOf(JsonRef result) {
+  JsonRef properties = result["result"]["properties"];
+  if (!properties.isObject()) return std::nullopt;
+  ProfileProperties map;
+  for (auto [name, values] : properties.members()) {
+    auto list = values.asStringList();
+    if (!list) return std::nullopt;
+    map.emplace(std::string(name), std::move(*list));
+  }
+  return map;
+}
+
+}  // namespace
+
+bool PelorinClientImpl::processProfileResult(JsonRef result) {
+  if (!result.isObject()) return false;
+  auto profileId = result["profileId"].asString();
+  auto zoneId = result["zoneId"].asString();
+  if (auto domainGroup = result["result"]["domainGroupId"].asString()) {
+    _cache->domainGroup = std::move(domainGroup);
+    _cache->modified = true;
+  }
+  _updateZoneId(zoneId);
+  return _updateProfileId(profileId);
+}
+
+void PelorinClientImpl::_updateZoneId(const std::optional<std::string>& zoneId) {
+  if (!zoneId) return;
+  if (!_zoneId || *_zoneId != *zoneId) _zoneId = zoneId;
+}
+
+bool PelorinClientImpl::_updateProfileId(const std::optional<std::string>& profileId) {
+  if (!profileId) return false;
+  if (_profileId && *_profileId == *profileId) return false;
+  bool changed = false;
+  if (_profileId) {
+    log("New profile ID: " + *profileId + " - Old profile ID: " + *_profileId);
+    // Another visitor: the properties held for the old one are no longer theirs.
+    _cache->properties.clear();
+    _cache->modified = true;
+    changed = true;
+  }
+  _profileId = profileId;
+  PelorinDataManager::writeStringToFile(*profileId, Constants::Files::ID);
+  return changed;
+}
+
+void PelorinClientImpl::processPropertiesResult(JsonRef result, bool isUpdate) {
+  auto properties = propertiesOf(result);
+  if (!properties) return;
+  if (isUpdate) {
+    log("Updated properties: " + describe(*properties));
+    _cache->setProperties(*properties);
+  } else {
+    // The server's answer replaces the whole profile.
+    _cache->properties.clear();
+    _cache->modified = true;
+    _cache->setProperties(*properties);
+  }
+}
+
+void PelorinClientImpl::processConnectionsResult(JsonRef result) {
+  JsonRef list = result["result"]["connections"];
+  if (!list.isArrayOfObjects()) return;
+  _connections = addConnections(list);
+}
+
+void PelorinClientImpl::processSegmentsResult(JsonRef result) {
+  JsonRef list = result["result"]["segments"];
+  if (!list.isArrayOfObjects()) return;
+  _segments = addSegments(list);
+}
+
+void PelorinClientImpl::processInteractionsResult(
+    const std::weak_ptr<platform::ViewController>& /*context*/, JsonRef result, bool isPageview) {
+  JsonRef list = result["result"]["interactions"];
+  if (!list.isArrayOfObjects()) return;
+  loadPlugins(getRegisteredPluginInteractions(list), isPageview);
+}
+
+// ---- Plug-ins ---------------------------------------------------------------------------
+
+void PelorinClientImpl::registerPluginClasses() {
+  _plugins.registerPluginClasses(builtInPluginClasses());
+}
+
+void PelorinClientImpl::registerPluginClass(const PluginClass& pluginClass,
+                                            const std::string& className) {
+  _plugins.registerPluginClass(pluginClass, className);
+}
+
+std::vector<std::shared_ptr<PelorinPlugin>> PelorinClientImpl::getRegisteredPluginInteractions(
+    JsonRef interactions) {
+  std::vector<std::shared_ptr<PelorinPlugin>> plugins;
+  for (JsonRef interaction : interactions.elements()) {
+    auto className = interaction["pluginClass"].asString();
+    const std::string typeId = interaction["myInteractionTypeId"].string();
+    const std::string id = interaction["id"].string();
+    std::optional<PluginClass> pluginClass;
+    if (className) pluginClass = _plugins.getPlugin(*className);
+    if (!pluginClass) {
+      log("Plugin class <" + className.value_or("") + "> not found for type id: " + typeId +
+              "; and interaction: " + id,
+          LogFlag::WARNING);
+      continue;
+    }
+    log("Plugin class <" + *className + "> found! For the id: " + typeId +
+        " and interaction: " + id);
+    InteractionContext context(interaction, _context, _locale);
+    if (!pluginClass->isPlugin()) continue;
+    if (auto controller = context.getViewController()) _context = controller;
+    if (auto plugin = pluginClass->create(_facade, std::move(context))) {
+      plugins.push_back(std::move(plugin));
+    }
+  }
+  return plugins;
+}
+
+void PelorinClientImpl::loadPlugins(const std::vector<std::shared_ptr<PelorinPlugin>>& plugins,
+                                    bool isPageview) {
+  if (plugins.empty()) return;
+  if (isPageview) _currentPlugins.clear();
+  auto& mainThread = Platform::current().mainThread();
+  for (const auto& plugin : plugins) {
+    _currentPlugins.push_back(plugin);
+    mainThread.post([plugin] { plugin->onLoad(); });
+  }
+  // Events published before the plug-ins subscribed reach them now.
+  mainThread.post([] {
+    PelorinClient::synchronized([] { PelorinEventFactory::getInstance().handleAllEvents(); });
+  });
+}
+
+void PelorinClientImpl::destroyPlugins() {
+  if (_currentPlugins.empty()) return;
+  auto& mainThread = Platform::current().mainThread();
+  for (const auto& plugin : _currentPlugins) {
+    mainThread.post([plugin] { plugin->onDestroy(); });
+  }
+  // Destroyed plug-ins leave the list at once, so each is destroyed exactly once even when
+  // the next screen brings no plug-ins of its own.
+  _currentPlugins.clear();
+}
+
+}  // namespace pelorin

@@ -1,0 +1,79 @@
+// The command builders of PelorinConnector.
+#include "client/pelorin_configuration.h"
+#include "protocol/pelorin_connector.h"
+
+namespace pelorin {
+namespace {
+
+constexpr std::string_view kLogTag = "PL_CONNECTOR";
+
+using Texts = std::vector<std::string>;
+
+}  // namespace
+
+PelorinRequestCommand PelorinConnector::getProfileCommand(std::int64_t callId) {
+  return PelorinRequestCommand("getProfile", callId,
+                               RequestParameters{{"forceCreate", Texts{"true"}}});
+}
+
+PelorinRequestCommand PelorinConnector::getInteractionCommand(
+    std::int64_t callId, std::string_view eventType, const std::optional<JsonValue>& properties) {
+  RequestParameters parameters{{"type", Texts{std::string(eventType)}}, {"interaction", Texts{}}};
+  if (auto context = PelorinRequestCommand::convertDataToJSON(properties)) {
+    parameters.set("timelineContext", Texts{std::move(*context)});
+  }
+  return PelorinRequestCommand("createEvent", callId, std::move(parameters));
+}
+
+PelorinRequestCommand PelorinConnector::getEventCommand(std::int64_t id, EventType eventType,
+                                                        std::string_view interactionId) {
+  return PelorinRequestCommand(
+      "createEvent", id,
+      RequestParameters{{"type", Texts{std::string(toString(eventType))}},
+                        {"interaction", Texts{std::string(interactionId)}}});
+}
+
+PelorinRequestCommand PelorinConnector::getGetPropertiesCommand(
+    std::int64_t callId, const std::optional<std::string>& hash) {
+  RequestParameters parameters;
+  if (hash) parameters.set("hash", Texts{*hash});
+  return PelorinRequestCommand("getProperties", callId, std::move(parameters));
+}
+
+std::vector<PelorinRequestCommand> PelorinConnector::setUpdateCommand(
+    RequestParameters addProperties, RequestParameters setProperties,
+    const std::vector<PelorinEventCommitEntry>& events) {
+  std::vector<PelorinRequestCommand> commands;
+  commands.push_back(getProfileCommand(rawValue(CallId::profile)));
+  if (!addProperties.empty()) {
+    commands.emplace_back("addProperties", rawValue(CallId::addProperties),
+                          std::move(addProperties), true);
+  }
+  if (!setProperties.empty()) {
+    commands.emplace_back("setProperties", rawValue(CallId::setProperties),
+                          std::move(setProperties), true);
+  }
+  for (const auto& entry : events) {
+    std::int64_t count = entry.count();
+    if (count > MAX_EVENT_COMMANDS_PER_ENTRY) {
+      // A count this large comes from a damaged stored log; sending it in full would
+      // exhaust memory.
+      PelorinConfiguration::log(
+          [&] {
+            return "Event count " + std::to_string(count) + " of interaction " +
+                   entry.identifier() + " exceeds " + std::to_string(MAX_EVENT_COMMANDS_PER_ENTRY) +
+                   "; sending " + std::to_string(MAX_EVENT_COMMANDS_PER_ENTRY);
+          },
+          kLogTag, LogFlag::WARNING);
+      count = MAX_EVENT_COMMANDS_PER_ENTRY;
+    }
+    // Every entry numbers its commands from 5 again; the repeated ids are intended.
+    for (std::int64_t i = 0; i < count; ++i) {
+      commands.push_back(
+          getEventCommand(rawValue(CallId::events) + i, entry.type(), entry.identifier()));
+    }
+  }
+  return commands;
+}
+
+}  // namespace pelorin

@@ -1,0 +1,410 @@
+// The client facade and its engine without a server: construction, local profile state,
+// the disabled client, the simulator link and result processing.
+#include "pelorin/pelorin_client.h"
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "client/pelorin_client_impl.h"
+#include "pelorin/platform/toolkit.h"
+#include "support/test_platform.h"
+
+namespace pelorin {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class PelorinClientTest : public ::testing::Test {
+ protected:
+  PelorinClientTest() {
+    // A server address nobody listens on: these tests never reach a server.
+    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
+    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+  }
+
+  PelorinClient& client() { return PelorinClient::getInstance(); }
+  PelorinClientImpl& engine() { return client().engine(); }
+
+  std::string storedFile(const std::string& name) const {
+    std::ifstream in(_test.documentsFolder() + "/pelorin/" + name, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+  void writeStoredFile(const std::string& name, const std::string& text) const {
+    std::filesystem::create_directories(_test.documentsFolder() + "/pelorin");
+    std::ofstream(_test.documentsFolder() + "/pelorin/" + name, std::ios::binary) << text;
+  }
+
+  testing::TestPlatform _test;
+};
+
+TEST_F(PelorinClientTest, ConstructionLogsItsStepsInOrder) {
+  client();
+  const Lines lines = _test.logLines();
+  ASSERT_EQ(lines.size(), 5U);
+  EXPECT_EQ(lines[0], "INFO [PL_CLIENT]: Hostname: http://127.0.0.1:9");
+  EXPECT_EQ(lines[1], "INFO [PL_CLIENT]: App ID: com.example.shop");
+  EXPECT_EQ(lines[2].rfind("INFO [PL_CLIENT]: Following plugins are available: ", 0), 0U);
+  EXPECT_TRUE(std::regex_match(lines[3], std::regex(R"(INFO \[PL_CLIENT\]: Create new Pelorin client in \([0-9]+\.[0-9]{2} ms\))")))
+      << lines[3];
+  EXPECT_EQ(lines[4], "INFO [PL_CLIENT]: Pelorin client is enabled");
+}
+
+TEST_F(PelorinClientTest, FirstStartWithoutFilesHasAnEmptyProfileId) {
+  EXPECT_EQ(client().getProfileId(), "");
+  EXPECT_TRUE(client().isEnabled());
+  EXPECT_EQ(client().getScreenName(), "");
+}
+
+TEST_F(PelorinClientTest, StateFilesAreLoadedAtConstruction) {
+  writeStoredFile("id.data", "p-42");
+  writeStoredFile("enabled.data", "false");
+  writeStoredFile("cache5.2.data", R"({"properties":{"city":["Utrecht"]},"domainGroup":"g1","modified":false})");
+  writeStoredFile("plcommitlog5.2.data",
+                  R"({"_properties":[{"_identifier":"a","_type":"ADD","_values":["x"]}],"_events":[],"_modified":true})");
+  EXPECT_EQ(client().getProfileId(), "p-42");
+  EXPECT_FALSE(client().isEnabled());
+  EXPECT_EQ(client().getProfileValue("city"), "Utrecht");
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().cache().domainGroup, "g1");
+    ASSERT_NE(engine().commitLog().getProperty("a"), nullptr);
+  });
+  EXPECT_EQ(_test.logLines().back(), "INFO [PL_CLIENT]: Pelorin client is disabled");
+}
+
+TEST_F(PelorinClientTest, EnabledFileOtherThanFalseMeansEnabled) {
+  writeStoredFile("enabled.data", "no");
+  EXPECT_TRUE(client().isEnabled());
+}
+
+TEST_F(PelorinClientTest, LocalWritesAreVisibleAtOnce) {
+  client().setProfileValue("city", "Utrecht");
+  client().addProfileValues("interests", {"sports", "news"});
+  client().addProfileValue("interests", "sports");
+  EXPECT_EQ(client().getProfileValue("city"), "Utrecht");
+  EXPECT_EQ(client().getProfileValues("interests"), (std::vector<std::string>{"sports", "news"}));
+}
+
+TEST_F(PelorinClientTest, UnknownPropertyReadsAsEmpty) {
+  EXPECT_EQ(client().getProfileValue("unknown"), "");
+  EXPECT_EQ(client().getProfileValues("unknown"), std::nullopt);
+}
+
+TEST_F(PelorinClientTest, SetWithEmptyListLeavesThePropertyUnchanged) {
+  client().setProfileValues("city", {"Utrecht"});
+  client().setProfileValues("city", {});
+  client().setProfileValue("city", "");
+  client().setProfileValue("", "x");
+  EXPECT_EQ(client().getProfileValues("city"), std::vector<std::string>{"Utrecht"});
+}
+
+TEST_F(PelorinClientTest, SetStoresValuesWithoutEmptyTextsInTheCache) {
+  client().setProfileValues("tags", {"", "a"});
+  EXPECT_EQ(client().getProfileValues("tags"), std::vector<std::string>{"a"});
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().commitLog().getProperty("tags")->values(), (std::vector<std::string>{"", "a"}));
+  });
+}
+
+TEST_F(PelorinClientTest, PrivacyProperties) {
+  EXPECT_EQ(client().getPrivacyLegislation(), "");
+  client().setPrivacyLegislation("GDPR");
+  client().setConsentedObjectives({"analytics"});
+  client().setRefusedObjectives({"ads"});
+  client().addRefusedObjective("mail");
+  EXPECT_EQ(client().getPrivacyLegislation(), "GDPR");
+  EXPECT_EQ(client().getProfileValue("privacy_legislation"), "GDPR");
+  EXPECT_EQ(client().getConsentedObjectives(), std::vector<std::string>{"analytics"});
+  EXPECT_EQ(client().getRefusedObjectives(), (std::vector<std::string>{"ads", "mail"}));
+}
+
+TEST_F(PelorinClientTest, ConsentedObjectiveAddedTwiceIsOneLoggedValue) {
+  client().addConsentedObjective("analytics");
+  client().addConsentedObjective("analytics");
+  PelorinClient::synchronized([&] {
+    const auto* entry = engine().commitLog().getProperty("consented_objectives");
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->type(), OperationType::ADD);
+    EXPECT_EQ(entry->values(), std::vector<std::string>{"analytics"});
+  });
+}
+
+TEST_F(PelorinClientTest, ClickWithoutInteractionIdRecordsNothingButCallsBack) {
+  client();
+  // A first sync takes the pending state (its request fails: nobody listens).
+  PelorinClient::synchronized([&] { engine().sync(); });
+  engine().waitForOperations();
+  PelorinClient::synchronized([&] { EXPECT_FALSE(engine().updateRequired()); });
+  bool called = false;
+  client().createEvent("CLICK", JsonValue::parse(R"({"other":"x"})"), [&] { called = true; });
+  _test.mainLoop().runUntilIdle();
+  EXPECT_TRUE(called);
+  PelorinClient::synchronized([&] {
+    EXPECT_TRUE(engine().commitLog().events().empty());
+    EXPECT_FALSE(engine().updateRequired());
+  });
+  client().createEvent("CLICK", JsonValue::parse(R"({"interactionId":""})"));
+  PelorinClient::synchronized([&] {
+    EXPECT_TRUE(engine().commitLog().events().empty());
+    EXPECT_TRUE(engine().updateRequired());  // an empty id still asks for a sync
+  });
+}
+
+TEST_F(PelorinClientTest, ClickWithInteractionIdIsCounted) {
+  client().createEvent("CLICK", JsonValue::parse(R"({"interactionId":"i1"})"));
+  client().createEvent("CLICK", JsonValue::parse(R"({"interactionId":"i1"})"));
+  client().createEvent("VIEW", JsonValue::parse(R"({"interactionId":""})"));
+  PelorinClient::synchronized([&] {
+    ASSERT_NE(engine().commitLog().getEvent(EventType::CLICK, "i1"), nullptr);
+    EXPECT_EQ(engine().commitLog().getEvent(EventType::CLICK, "i1")->count(), 2);
+    EXPECT_EQ(engine().commitLog().getEvent(EventType::VIEW, ""), nullptr);
+    EXPECT_TRUE(engine().commitLog().isModified());
+  });
+}
+
+TEST_F(PelorinClientTest, DisabledClientIgnoresEventsAndNeverCallsBack) {
+  client().setEnabled(false);
+  bool called = false;
+  client().createEvent("CLICK", JsonValue::parse(R"({"interactionId":"i1"})"), [&] { called = true; });
+  client().createEvent("PAGEVIEW", JsonValue::parse(R"({"screenName":"home"})"), [&] { called = true; });
+  _test.mainLoop().runUntilIdle();
+  EXPECT_FALSE(called);
+  EXPECT_EQ(client().getScreenName(), "");
+  PelorinClient::synchronized([&] { EXPECT_TRUE(engine().commitLog().events().empty()); });
+}
+
+TEST_F(PelorinClientTest, DisabledClientStillRecordsWrites) {
+  client().setEnabled(false);
+  client().setProfileValue("city", "Utrecht");
+  EXPECT_EQ(client().getProfileValue("city"), "Utrecht");
+  PelorinClient::synchronized([&] { EXPECT_NE(engine().commitLog().getProperty("city"), nullptr); });
+}
+
+TEST_F(PelorinClientTest, SetEnabledLogsAndPersists) {
+  client().setEnabled(false);
+  EXPECT_EQ(_test.logLines().back(), "INFO [PL_CLIENT]: Pelorin client is disabled");
+  EXPECT_EQ(storedFile("enabled.data"), "false");
+  client().setEnabled(true);
+  EXPECT_EQ(storedFile("enabled.data"), "true");
+}
+
+TEST_F(PelorinClientTest, DisabledSendUpdatesLogsTheNetworkMessageAndCallsBack) {
+  client().setEnabled(false);
+  _test.console().clear();
+  bool called = false;
+  client().updateProfile([&] { called = true; });
+  _test.mainLoop().runUntilIdle();
+  EXPECT_TRUE(called);
+  EXPECT_EQ(_test.logLines(),
+            Lines{"WARNING [PL_CLIENT]: Sync failed! Unable to connect to a network"});
+}
+
+TEST_F(PelorinClientTest, TickWritesChangedStateToFiles) {
+  client().setProfileValue("city", "Utrecht");
+  client().createEvent("CLICK", JsonValue::parse(R"({"interactionId":"i1"})"));
+  PelorinClient::synchronized([&] {
+    engine().setEnabled(true);
+    engine().sync();
+  });
+  engine().waitForOperations();
+  EXPECT_EQ(storedFile("cache5.2.data"), R"({"properties":{"city":["Utrecht"]},"modified":false})");
+  const std::string log = storedFile("plcommitlog5.2.data");
+  const std::string request = storedFile("plrequestcommitlog5.2.data");
+  EXPECT_FALSE(log.empty());
+  EXPECT_FALSE(request.empty());
+}
+
+TEST_F(PelorinClientTest, TickWithNothingChangedWritesNoFile) {
+  client();
+  PelorinClient::synchronized([&] { engine().sync(); });
+  engine().waitForOperations();
+  EXPECT_FALSE(std::filesystem::exists(_test.documentsFolder() + "/pelorin/cache5.2.data"));
+  EXPECT_FALSE(std::filesystem::exists(_test.documentsFolder() + "/pelorin/plcommitlog5.2.data"));
+}
+
+TEST_F(PelorinClientTest, ScreenNameFromScreenNameOrLocation) {
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"screenName":"/home"})")), "home");
+    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"screenName":"","location":"/shop"})")),
+              "shop");
+    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"location":7})")), std::nullopt);
+    EXPECT_EQ(engine().getScreenNameFromProperties(std::nullopt), std::nullopt);
+  });
+}
+
+TEST_F(PelorinClientTest, ScreenNameFallsBackToTheTitleWithAWarning) {
+  auto controller = std::make_shared<platform::ViewController>();
+  controller->setTitle("Checkout");
+  PelorinClient::getInstance(controller);
+  _test.console().clear();
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(R"({"x":1})")), "Checkout");
+  });
+  EXPECT_EQ(_test.logLines(),
+            Lines{"WARNING [PL_CLIENT]: There is no screen name set to the properties! Using the "
+                  "title 'Checkout' instead."});
+}
+
+TEST_F(PelorinClientTest, GetViewNeedsAHashAndAViewProperty) {
+  auto controller = std::make_shared<platform::ViewController>();
+  auto button = std::make_shared<platform::Button>("Buy");
+  controller->addOutlet("buyButton", button);
+  PelorinClient::getInstance(controller);
+  EXPECT_EQ(client().getView("#buyButton"), button);
+  EXPECT_EQ(client().getView("buyButton"), nullptr);
+  EXPECT_EQ(client().getView("#title"), nullptr);
+  EXPECT_EQ(client().getView("#missing"), nullptr);
+  EXPECT_EQ(client().getViewController(), controller);
+}
+
+TEST_F(PelorinClientTest, ViewControllerIsHeldWeakly) {
+  auto controller = std::make_shared<platform::ViewController>();
+  PelorinClient::getInstance(controller);
+  controller.reset();
+  EXPECT_EQ(client().getViewController(), nullptr);
+  EXPECT_EQ(client().getView("#view"), nullptr);
+}
+
+TEST_F(PelorinClientTest, ProfileIdChangeEmptiesTheCache) {
+  client().setProfileValue("city", "Utrecht");
+  _test.console().clear();
+  const bool changed = PelorinClient::synchronized([&] {
+    auto result = JsonValue::parse(R"({"id":"0","profileId":"p1","zoneId":"z1","result":{"domainGroupId":"g1"}})");
+    return engine().processProfileResult(result->ref());
+  });
+  EXPECT_TRUE(changed);
+  EXPECT_EQ(_test.logLines(), Lines{"INFO [PL_CLIENT]: New profile ID: p1 - Old profile ID: "});
+  EXPECT_EQ(client().getProfileValues("city"), std::nullopt);
+  EXPECT_EQ(client().getProfileId(), "p1");
+  EXPECT_EQ(storedFile("id.data"), "p1");
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().zoneId(), "z1");
+    EXPECT_EQ(engine().cache().domainGroup, "g1");
+    EXPECT_FALSE(engine()._updateProfileId("p1"));
+    EXPECT_FALSE(engine()._updateProfileId(std::nullopt));
+  });
+}
+
+TEST_F(PelorinClientTest, ZoneIdIsReplacedOnlyByAValue) {
+  PelorinClient::synchronized([&] {
+    engine()._updateZoneId("z1");
+    engine()._updateZoneId(std::nullopt);
+    EXPECT_EQ(engine().zoneId(), "z1");
+    engine()._updateZoneId("z2");
+    EXPECT_EQ(engine().zoneId(), "z2");
+  });
+}
+
+TEST_F(PelorinClientTest, PropertiesAnswerReplacesOrUpdatesTheProfile) {
+  client().setProfileValue("local", "x");
+  PelorinClient::synchronized([&] {
+    auto update = JsonValue::parse(R"({"result":{"properties":{"city":["Utrecht"],"tags":[]}}})");
+    engine().processPropertiesResult(update->ref(), true);
+  });
+  EXPECT_EQ(_test.logLines().back(),
+            R"(INFO [PL_CLIENT]: Updated properties: ["city": ["Utrecht"], "tags": []])");
+  EXPECT_EQ(client().getProfileValue("local"), "x");
+  PelorinClient::synchronized([&] {
+    auto full = JsonValue::parse(R"({"result":{"properties":{"city":["Amsterdam"]}}})");
+    engine().processPropertiesResult(full->ref(), false);
+  });
+  EXPECT_EQ(client().getProfileValues("local"), std::nullopt);
+  EXPECT_EQ(client().getProfileValue("city"), "Amsterdam");
+}
+
+TEST_F(PelorinClientTest, MalformedPropertiesAnswerIsSkipped) {
+  client().setProfileValue("local", "x");
+  PelorinClient::synchronized([&] {
+    engine().processPropertiesResult(JsonValue::parse(R"({"result":{"properties":{"a":[1]}}})")->ref(), false);
+    engine().processPropertiesResult(JsonValue::parse(R"({"result":[]})")->ref(), false);
+  });
+  EXPECT_EQ(client().getProfileValue("local"), "x");
+}
+
+TEST_F(PelorinClientTest, SegmentsAndConnectionsFromAnAnswer) {
+  PelorinClient::synchronized([&] {
+    auto answer = JsonValue::parse(R"({"result":{"segments":[{"id":"s1","name":"Buyers"}],
+        "connections":[{"id":"c1","parameters":[{"parameter":[{"id":"k","value":["v"]}]}]}]}})");
+    engine().processSegmentsResult(answer->ref());
+    engine().processConnectionsResult(answer->ref());
+  });
+  EXPECT_TRUE(client().hasSegment("s1"));
+  EXPECT_FALSE(client().hasSegment("S1"));
+  ASSERT_EQ(client().getSegments().size(), 1U);
+  ASSERT_EQ(client().getConnections().size(), 1U);
+  EXPECT_EQ(client().getConnections()[0].getParameters(), (Parameters{{"k", {"v"}}}));
+  // An answer without the lists leaves them; an empty list clears them.
+  PelorinClient::synchronized([&] {
+    engine().processSegmentsResult(JsonValue::parse(R"({"result":{}})")->ref());
+  });
+  EXPECT_TRUE(client().hasSegment("s1"));
+  PelorinClient::synchronized([&] {
+    engine().processSegmentsResult(JsonValue::parse(R"({"result":{"segments":[]}})")->ref());
+  });
+  EXPECT_FALSE(client().hasSegment("s1"));
+}
+
+TEST_F(PelorinClientTest, SimulatorLinkWithTwoPartsIsRefused) {
+  client();
+  EXPECT_FALSE(client().setURL("com.example.shop://simulator.example/ann"));
+  PelorinClient::synchronized([&] { EXPECT_FALSE(engine().configuration().isConnectedToSimulator()); });
+  EXPECT_FALSE(std::filesystem::exists(_test.documentsFolder() + "/pelorin/plsimulatorusername.data"));
+}
+
+TEST_F(PelorinClientTest, SimulatorLinkWithAnotherSchemeIsRefused) {
+  client();
+  _test.console().clear();
+  EXPECT_FALSE(client().setURL("other.app://simulator.example/ann/s1"));
+  EXPECT_EQ(_test.logLines(), Lines{"INFO [PL_CLIENT]: Scheme data is other.app, with package name: "
+                                    "com.example.shop via host https://simulator.example"});
+  PelorinClient::synchronized([&] { EXPECT_EQ(engine().configuration().getHostName(), "http://127.0.0.1:9"); });
+}
+
+TEST_F(PelorinClientTest, SimulatorLinkWithoutHostIsRefused) {
+  client();
+  _test.console().clear();
+  EXPECT_FALSE(client().setURL("com.example.shop:/ann/s1"));
+  EXPECT_EQ(_test.logLines(), Lines{"INFO [PL_CLIENT]: Unable to connect to the Pelorin Simulator. "
+                                    "No host and/or scheme found in url."});
+}
+
+TEST_F(PelorinClientTest, SimulatorLinkConnectsStoresAndAlerts) {
+  auto root = std::make_shared<platform::ViewController>();
+  _test.ui().setKeyWindowRootViewController(root);
+  client();
+  _test.console().clear();
+  EXPECT_TRUE(client().setURL("COM.Example.Shop://simulator.example/ann/s1"));
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().configuration().getHostName(), "https://simulator.example");
+    EXPECT_TRUE(engine().configuration().isConnectedToSimulator());
+  });
+  EXPECT_EQ(storedFile("plsimulatorusername.data"), "ann");
+  EXPECT_EQ(storedFile("plsimulatormobilesession.data"), "s1");
+  const Lines lines = _test.logLines();
+  EXPECT_EQ(lines.front(), "INFO [PL_CLIENT]: Scheme data is com.example.shop, with package name: "
+                           "com.example.shop via host https://simulator.example");
+  EXPECT_EQ(lines.back(), "INFO [PL_CLIENT]: Connected to the Pelorin Simulator. Username: ann "
+                          "Mobile session: s1 Host: https://simulator.example");
+  _test.mainLoop().runUntilIdle();
+  ASSERT_EQ(_test.ui().alerts().size(), 1U);
+  EXPECT_EQ(_test.ui().alerts()[0].alert.title, "Connected to Pelorin Simulator");
+  EXPECT_EQ(_test.ui().alerts()[0].alert.message,
+            "Username: ann \nMobile session: s1 \nHost: https://simulator.example");
+  engine().waitForOperations();
+}
+
+TEST_F(PelorinClientTest, SimulatorDataIsLoadedAtConstruction) {
+  writeStoredFile("plsimulatorusername.data", "ann");
+  writeStoredFile("plsimulatormobilesession.data", "s1");
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().configuration().getSimulatorUsername(), "ann");
+    EXPECT_EQ(engine().configuration().getSimulatorSessionId(), "s1");
+  });
+}
+
+}  // namespace
+}  // namespace pelorin

@@ -1,0 +1,74 @@
+// A client talking to an in-process devserver over loopback, with the test's thread as
+// the main thread and a pinned clock that drives the sync timer.
+#ifndef PELORIN_TESTS_E2E_CLIENT_FIXTURE_H_
+#define PELORIN_TESTS_E2E_CLIENT_FIXTURE_H_
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "client/pelorin_client_impl.h"
+#include "devserver/dev_server.h"
+#include "pelorin/pelorin_client.h"
+#include "support/test_platform.h"
+
+namespace pelorin::testing {
+
+class ClientE2ETest : public ::testing::Test {
+ protected:
+  ClientE2ETest() {
+    EXPECT_TRUE(_server.start());
+    _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
+    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+  }
+
+  PelorinClient& client() { return PelorinClient::getInstance(); }
+  PelorinClientImpl& engine() { return client().engine(); }
+
+  // Runs queued network operations and main-thread work until both are idle.
+  void drain() {
+    for (int round = 0; round < 100; ++round) {
+      engine().waitForOperations();
+      if (_test.mainLoop().runUntilIdle() == 0 && engine().pendingOperations() == 0) return;
+    }
+    ADD_FAILURE() << "client did not become idle";
+  }
+  // One tick of the sync timer, and everything it starts.
+  void tick() {
+    _test.advanceClock(Platform::current().syncInterval());
+    _test.mainLoop().runUntilIdle();
+    drain();
+  }
+  void pageView(const std::string& screen) {
+    client().createEvent("PAGEVIEW", JsonValue::parse(R"({"screenName":")" + screen + R"("})"));
+    drain();
+  }
+
+  // The bodies the server received, in order.
+  std::vector<std::string> bodies() const {
+    std::vector<std::string> result;
+    for (const auto& request : _server.requests()) result.push_back(request.body);
+    return result;
+  }
+  std::optional<Parameters> serverProfile() {
+    auto id = client().getProfileId();
+    return id ? _server.service().properties(*id) : std::nullopt;
+  }
+  std::string storedFile(const std::string& name) const {
+    std::ifstream in(_test.documentsFolder() + "/pelorin/" + name, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  }
+
+  TestPlatform _test;
+  devserver::DevServer _server;
+};
+
+}  // namespace pelorin::testing
+
+#endif  // PELORIN_TESTS_E2E_CLIENT_FIXTURE_H_

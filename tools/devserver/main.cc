@@ -1,0 +1,57 @@
+// pelorin-devserver: the reference server on a loopback port, until interrupted.
+#include <pthread.h>
+
+#include <csignal>
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "devserver/dev_server.h"
+
+int main(int argc, char** argv) {
+  CLI::App app{"Pelorin reference server: speaks the client protocol on 127.0.0.1."};
+  int port = 0;
+  bool log = false;
+  bool plJson = false;
+  std::string domainGroup;
+  std::string zone;
+  app.add_option("-p,--port", port, "Port to listen on; 0 picks a free one")
+      ->check(CLI::Range(0, 65535));
+  app.add_flag("-l,--log", log, "Log every request and answer");
+  app.add_option("--domain-group", domainGroup,
+                 "Domain group that getProfile reports (default: the one in the request path)");
+  app.add_option("--zone", zone,
+                 "Zone that getProfile reports (default: the one in the request path, if any)");
+  app.add_flag("--pl-json", plJson, "Wrap every answer as pl_json(...)");
+  CLI11_PARSE(app, argc, argv);
+
+  // Block the stop signals before any thread starts, so that all of them inherit the mask
+  // and the signals wait for sigwait() below.
+  sigset_t stopSignals;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGINT);
+  sigaddset(&stopSignals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+  pelorin::devserver::DevServerOptions options;
+  options.port = port;
+  options.logRequests = log;
+  if (!domainGroup.empty()) options.rpc.domainGroupId = domainGroup;
+  if (!zone.empty()) options.rpc.zoneId = zone;
+  options.rpc.wrapInPlJson = plJson;
+  pelorin::devserver::DevServer server(std::move(options));
+  if (!server.start()) {
+    std::fprintf(stderr, "pelorin-devserver: cannot listen on 127.0.0.1:%d\n", port);
+    return 1;
+  }
+  std::printf("pelorin-devserver listening on %s\n", server.baseUrl().c_str());
+  std::printf("client address: %s\n", server.rpcUrl().c_str());
+  std::fflush(stdout);
+
+  int received = 0;
+  sigwait(&stopSignals, &received);
+  server.stop();
+  return 0;
+}
