@@ -182,9 +182,10 @@ void RuleService::handleEvent(const std::shared_ptr<Event>& event) {
     // kept on purpose: every update adds each content rule once more, so the n-th update
     // evaluates it n times.
     std::vector<JsonValue> again;
-    const auto& current = _eventMap[UpdateContentEvent::NAME];
-    for (std::size_t i = 0; i < _contentRuleCount && i < current.size(); ++i) {
-      again.push_back(current[i]);
+    if (auto current = _eventMap.find(UpdateContentEvent::NAME); current != _eventMap.end()) {
+      for (std::size_t i = 0; i < _contentRuleCount && i < current->second.size(); ++i) {
+        again.push_back(current->second[i]);
+      }
     }
     for (JsonValue& rule : again) registerEvent(std::move(rule), UpdateContentEvent::NAME);
   }

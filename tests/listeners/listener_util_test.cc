@@ -240,7 +240,7 @@ TEST_F(ListenerUtilTest, ApplyToSubViewsOfNoViewIsEmpty) {
 TEST_F(ListenerUtilTest, ApplyToSubViewsWalksADeepTree) {
   auto root = std::make_shared<View>();
   std::shared_ptr<View> parent = root;
-  for (int i = 0; i < 10000; ++i) {
+  for (int i = 0; i < 3000; ++i) {
     auto child = std::make_shared<View>();
     parent->addSubview(child);
     parent = child;

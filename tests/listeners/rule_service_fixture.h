@@ -80,8 +80,13 @@ class RuleServiceTest : public ::testing::Test {
     return service;
   }
 
-  // Makes `name` the engine's current screen name, as a page view does.
-  void showScreen(const std::string& name);
+  // Makes `name` the engine's current screen name with a page view (no server is
+  // configured, so nothing is sent), and lets the page view finish.
+  void showScreen(const std::string& name) {
+    client.createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", name}});
+    client.engine().waitForOperations();
+    platform.mainLoop().runUntilIdle();
+  }
 
   std::optional<std::vector<std::string>> profile(std::string_view property) {
     return client.getProfileValues(property);

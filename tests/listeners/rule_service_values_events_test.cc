@@ -185,7 +185,7 @@ TEST_F(RuleServiceTest, ValuesParameterAndUnknownOptionsYieldNothing) {
 
 TEST_F(RuleServiceTest, RegexpValuesAreTheWholeMatchesOverTheScreenName) {
   showScreen("Product-1234-Shoes-56");
-  apply(eventRule(R"({"selectedoption": "regexp", "regexp": "(\\d)(\\d+)"})"));
+  apply(eventRule(R"x({"selectedoption": "regexp", "regexp": "(\\d)(\\d+)"})x"));
   publishBuy(bus);
   EXPECT_EQ(profile("p"), (Strings{"1234", "56"}));
 }
@@ -199,7 +199,7 @@ TEST_F(RuleServiceTest, RegexpWithoutMatchYieldsNothing) {
 
 TEST_F(RuleServiceTest, RegexpThatDoesNotCompileIsLogged) {
   showScreen("Home");
-  apply(eventRule(R"({"selectedoption": "regexp", "regexp": "(unclosed"})"));
+  apply(eventRule(R"x({"selectedoption": "regexp", "regexp": "(unclosed"})x"));
   clearLog();
   publishBuy(bus);
   EXPECT_EQ(profile("p"), std::nullopt);
@@ -211,8 +211,11 @@ TEST_F(RuleServiceTest, RegexpTooLongOrTooDeepIsNotCompiled) {
   std::string longPattern(RuleService::kMaxPatternLength + 1, 'a');
   std::string deepPattern = std::string(RuleService::kMaxPatternNesting + 1, '(') + "a" +
                             std::string(RuleService::kMaxPatternNesting + 1, ')');
-  apply(eventRule(R"({"selectedoption": "regexp", "regexp": ")" + longPattern + R"("})"));
   apply(R"([{"ruletype": "scoreevent", "event": "buy",
+             "profileproperty": [{"profileproperty": "p"}], "addset": "set",
+             "values": {"selectedoption": "regexp", "regexp": ")" +
+        longPattern + R"("}},
+            {"ruletype": "scoreevent", "event": "buy",
              "profileproperty": [{"profileproperty": "deep"}], "addset": "set",
              "values": {"selectedoption": "regexp", "regexp": ")" +
         deepPattern + R"("}}])");
@@ -230,7 +233,7 @@ TEST_F(RuleServiceTest, RegexpTooLongOrTooDeepIsNotCompiled) {
 
 TEST_F(RuleServiceTest, RegexpWithTooManyStatesIsNotValid) {
   showScreen("aaaa");
-  apply(eventRule(R"({"selectedoption": "regexp", "regexp": "(?:a?){99999}"})"));
+  apply(eventRule(R"x({"selectedoption": "regexp", "regexp": "(?:a?){99999}"})x"));
   clearLog();
   publishBuy(bus);
   EXPECT_EQ(profile("p"), std::nullopt);
