@@ -91,9 +91,8 @@ Harness& harness() {
 }
 
 JsonValue interactionWith(std::string_view listenerRules) {
-  boost::json::object parameter{
-      {"id", "listener_rules"},
-      {"value", boost::json::array{boost::json::string(listenerRules)}}};
+  boost::json::object parameter{{"id", "listener_rules"},
+                                {"value", boost::json::array{boost::json::string(listenerRules)}}};
   return JsonValue(boost::json::object{
       {"id", "fuzz-1"},
       {"defaultLocale", "en"},

@@ -108,11 +108,11 @@ void RuleService::applyRule(const JsonValue& rule) {
       ++_contentRuleCount;
     }
   } else if (ruleType == "scoreclick") {
-    applyTouchRule(rule, "clickarea", "Found click rule without clickarea selector: ",
-                   ClickEvent::NAME);
+    applyTouchRule(rule, "clickarea",
+                   "Found click rule without clickarea selector: ", ClickEvent::NAME);
   } else if (ruleType == "scoreformsubmit") {
-    applyTouchRule(rule, "form", "Found form submit rule without form selector: ",
-                   FormSubmitEvent::NAME);
+    applyTouchRule(rule, "form",
+                   "Found form submit rule without form selector: ", FormSubmitEvent::NAME);
   } else if (ruleType == "scoreurl") {
     // "url" compares the current screen name, which stands for the page address here.
     // "urlreferrer" and "or" compare the same text: no referring screen is kept.
@@ -151,7 +151,8 @@ void RuleService::applyTouchRule(const JsonValue& rule, std::string_view areaKey
     addToClickRuleMap(rule, control);
   } else {
     logInfo([&] {
-      return "Element from " + *selector + " not clickable, registering event for custom ClickEvents";
+      return "Element from " + *selector +
+             " not clickable, registering event for custom ClickEvents";
     });
   }
   registerEvent(rule, className);
@@ -341,7 +342,8 @@ void RuleService::saveChange(const ProfileChange& change) {
         pelorin.addProfileValues(change.property, change.values);
         break;
       case Method::merge: {
-        const std::string current = getFirstNonEmptyValue(pelorin.getProfileValues(change.property));
+        const std::string current =
+            getFirstNonEmptyValue(pelorin.getProfileValues(change.property));
         if (std::optional<std::string> total = sum(current, change.values)) {
           logInfo([&] { return "Summed value: " + *total; });
           pelorin.setProfileValue(change.property, *total);

@@ -48,10 +48,13 @@ TEST_F(PelorinClientTest, ConstructionLogsItsStepsInOrder) {
   ASSERT_EQ(lines.size(), 6U);
   EXPECT_EQ(lines[0], "INFO [PL_CLIENT]: Hostname: http://127.0.0.1:9");
   EXPECT_EQ(lines[1], "INFO [PL_CLIENT]: App ID: com.example.shop");
-  EXPECT_EQ(lines[2], "INFO [PL_CLIENT]: The plugin 'PelorinClient.BehaviorListener' is registered.");
+  EXPECT_EQ(lines[2],
+            "INFO [PL_CLIENT]: The plugin 'PelorinClient.BehaviorListener' is registered.");
   EXPECT_EQ(lines[3],
             "INFO [PL_CLIENT]: Following plugins are available: PelorinClient.BehaviorListener");
-  EXPECT_TRUE(std::regex_match(lines[4], std::regex(R"(INFO \[PL_CLIENT\]: Create new Pelorin client in \([0-9]+\.[0-9]{2} ms\))")))
+  EXPECT_TRUE(std::regex_match(
+      lines[4],
+      std::regex(R"(INFO \[PL_CLIENT\]: Create new Pelorin client in \([0-9]+\.[0-9]{2} ms\))")))
       << lines[4];
   EXPECT_EQ(lines[5], "INFO [PL_CLIENT]: Pelorin client is enabled");
 }

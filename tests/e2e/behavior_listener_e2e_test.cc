@@ -34,8 +34,9 @@ class CheckoutInteractions : public devserver::ScreenContent {
   JsonValue resultFor(const devserver::PageView& pageView) const override {
     boost::json::array interactions;
     if (pageView.eventType == "PAGEVIEW" && pageView.screenName == "Checkout") {
-      boost::json::object parameter{{"id", "listener_rules"},
-                                    {"value", boost::json::array{boost::json::string(kListenerRules)}}};
+      boost::json::object parameter{
+          {"id", "listener_rules"},
+          {"value", boost::json::array{boost::json::string(kListenerRules)}}};
       interactions.push_back(boost::json::object{
           {"id", "behaviour-1"},
           {"pluginClass", "PelorinClient.BehaviorListener"},

@@ -76,9 +76,9 @@ TEST_F(BehaviorListenerTest, OnLoadAppliesTheRulesAndSavesAtOnce) {
   EXPECT_EQ(listener->ruleService()->listenerId(), "i1");
   EXPECT_FALSE(listener->ruleService()->isChanged());
   EXPECT_EQ(profile("interest"), Strings{"sale"});
-  EXPECT_THAT(subscribedIds(), ElementsAre("PelorinClient.AdvancedEvent i1",
-                                           "PelorinClient.ClickEvent i1",
-                                           "PelorinClient.UpdateContentEvent i1"));
+  EXPECT_THAT(subscribedIds(),
+              ElementsAre("PelorinClient.AdvancedEvent i1", "PelorinClient.ClickEvent i1",
+                          "PelorinClient.UpdateContentEvent i1"));
 }
 
 TEST_F(BehaviorListenerTest, TapAndCustomEventChangeTheProfile) {

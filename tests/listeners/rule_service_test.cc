@@ -13,9 +13,9 @@
 namespace pelorin::testing {
 namespace {
 
+using platform::ControlEvents;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using platform::ControlEvents;
 using Strings = std::vector<std::string>;
 
 std::vector<std::string> subscribedNames(const PelorinEventManager& bus) {
@@ -74,7 +74,8 @@ TEST_F(RuleServiceTest, ListThatIsNotAnArrayAppliesNothing) {
 TEST_F(RuleServiceTest, ClickRuleOnAControlAddsATouchDownTarget) {
   auto service = apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"}}])");
   EXPECT_EQ(screen.buy->controlEventsForTarget(service.get()), ControlEvents::kTouchDown);
-  EXPECT_EQ(serviceLines()[1], "INFO [PL_RULESERVICE]: Adding target to " + screen.buy->description());
+  EXPECT_EQ(serviceLines()[1],
+            "INFO [PL_RULESERVICE]: Adding target to " + screen.buy->description());
   EXPECT_EQ(service->eventMap().at("PelorinClient.ClickEvent").size(), 1U);
   EXPECT_THAT(subscribedNames(bus), ElementsAre("PelorinClient.ClickEvent"));
 }
@@ -128,8 +129,9 @@ TEST_F(RuleServiceTest, TappingTheControlChangesTheProfile) {
   EXPECT_EQ(lines[0],
             "INFO [PL_RULESERVICE]: Handling event '#buyButton' - PelorinClient.ClickEvent at '' "
             "handled by [i1]");
-  EXPECT_EQ(lines[1],
-            R"(INFO [PL_RULESERVICE]: Profile Change: Property: buyer, values ["yes"], method: set)");
+  EXPECT_EQ(
+      lines[1],
+      R"(INFO [PL_RULESERVICE]: Profile Change: Property: buyer, values ["yes"], method: set)");
 }
 
 TEST_F(RuleServiceTest, OnlyTouchDownTriggersTheRule) {
@@ -238,11 +240,10 @@ TEST_F(RuleServiceTest, ClickRuleAlsoNamingAFormPublishesBothEvents) {
   for (const auto& line : platform.logLines()) {
     if (line.find("Publish ") != std::string::npos) published.push_back(line);
   }
-  EXPECT_THAT(published,
-              ElementsAre("INFO [PL_EVENT_MANAGER]: Publish '#buyButton' - "
-                          "PelorinClient.ClickEvent at ''.",
-                          "INFO [PL_EVENT_MANAGER]: Publish '#checkoutForm' - "
-                          "PelorinClient.FormSubmitEvent at ''."));
+  EXPECT_THAT(published, ElementsAre("INFO [PL_EVENT_MANAGER]: Publish '#buyButton' - "
+                                     "PelorinClient.ClickEvent at ''.",
+                                     "INFO [PL_EVENT_MANAGER]: Publish '#checkoutForm' - "
+                                     "PelorinClient.FormSubmitEvent at ''."));
 }
 
 // --- URL rules

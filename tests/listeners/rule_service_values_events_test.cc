@@ -227,8 +227,9 @@ TEST_F(RuleServiceTest, RegexpTooLongOrTooDeepIsNotCompiled) {
   for (const auto& line : serviceLines()) {
     if (line.starts_with("WARNING")) warnings.push_back(line);
   }
-  EXPECT_THAT(warnings, ElementsAre("WARNING [PL_RULESERVICE]: No valid reg. exp: '" + longPattern + "'",
-                                    "WARNING [PL_RULESERVICE]: No valid reg. exp: '" + deepPattern + "'"));
+  EXPECT_THAT(warnings,
+              ElementsAre("WARNING [PL_RULESERVICE]: No valid reg. exp: '" + longPattern + "'",
+                          "WARNING [PL_RULESERVICE]: No valid reg. exp: '" + deepPattern + "'"));
 }
 
 TEST_F(RuleServiceTest, RegexpWithTooManyStatesIsNotValid) {
@@ -274,12 +275,14 @@ TEST_F(RuleServiceTest, MergeOnAPropertyWithoutValueWritesTheSum) {
   clearLog();
   publishBuy(bus);
   EXPECT_EQ(profile("p"), Strings{"5.0"});
-  EXPECT_THAT(serviceLines(),
-              ElementsAre("INFO [PL_RULESERVICE]: Handling event 'buy' - "
-                          "PelorinClient.AdvancedEvent at '' handled by [i1]",
-                          R"(INFO [PL_RULESERVICE]: Profile Change: Property: p, values ["2", "3"], method: merge)",
-                          R"(INFO [PL_RULESERVICE]: Merging currentValue 0 with ["2", "3"])",
-                          "INFO [PL_RULESERVICE]: Summed value: 5.0"));
+  EXPECT_THAT(
+      serviceLines(),
+      ElementsAre(
+          "INFO [PL_RULESERVICE]: Handling event 'buy' - "
+          "PelorinClient.AdvancedEvent at '' handled by [i1]",
+          R"(INFO [PL_RULESERVICE]: Profile Change: Property: p, values ["2", "3"], method: merge)",
+          R"(INFO [PL_RULESERVICE]: Merging currentValue 0 with ["2", "3"])",
+          "INFO [PL_RULESERVICE]: Summed value: 5.0"));
 }
 
 TEST_F(RuleServiceTest, MergeWithAValueThatIsNotANumberWritesZero) {
