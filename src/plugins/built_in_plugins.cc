@@ -1,4 +1,5 @@
 #include "client/plugin_registry.h"
+#include "listeners/behavior_listener.h"
 #include "plugins/fullscreen_lightbox.h"
 #include "plugins/global_listener.h"
 #include "plugins/preferred_hour_listener.h"
@@ -11,8 +12,8 @@ std::vector<PluginClass> builtInPluginClasses() {
   // GlobalListener. Each joins the list as its class is added to the library.
   static const std::vector<PluginClass> classes = [] {
     std::vector<PluginClass> list;
-    // Slots for BehaviorListener, EngagementRankingListener, EngagementScoreListener and
-    // FormListener come first.
+    list.push_back(PluginClass::of<BehaviorListener>(std::string(BehaviorListener::CLASS_NAME)));
+    // Slots for EngagementRankingListener, EngagementScoreListener and FormListener follow.
     list.push_back(PluginClass::of<FullscreenLightbox>("PelorinClient.FullscreenLightbox"));
     list.push_back(PluginClass::of<PreferredHourListener>("PelorinClient.PreferredHourListener"));
     list.push_back(PluginClass::of<GlobalListener>("PelorinClient.GlobalListener"));

@@ -1,0 +1,1 @@
+pelorin_add_fuzzer(fuzz_listener_rules SOURCES listener_rules_fuzz.cc)

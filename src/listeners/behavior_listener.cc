@@ -1,0 +1,36 @@
+#include "listeners/behavior_listener.h"
+
+#include <optional>
+#include <string>
+
+#include "listeners/listener_util.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
+
+namespace pelorin {
+
+void BehaviorListener::onLoad() {
+  std::optional<JsonValue> listenerRules =
+      ListenerUtil::getDictionaryFromParameters("listener_rules", &_context);
+  if (!listenerRules) return;
+  const std::optional<std::string>& interactionId = _context.getInteractionId();
+  if (!interactionId) return;
+  JsonRef rules = (*listenerRules)["rules"];
+  if (!rules.isArray()) return;
+  _ruleService = std::make_shared<RuleService>();
+  _ruleService->setClient(_client);
+  _ruleService->setListenerId(*interactionId);
+  _ruleService->applyRules(rules);
+  _ruleService->save();
+}
+
+void BehaviorListener::onDestroy() {
+  // Without an identifier nothing was subscribed; clearing "no identifier" would end every
+  // plug-in's subscriptions.
+  const std::optional<std::string>& interactionId = _context.getInteractionId();
+  if (!interactionId) return;
+  PelorinClient::synchronized(
+      [&] { PelorinEventFactory::getInstance().clearEventHandlers(*interactionId); });
+}
+
+}  // namespace pelorin

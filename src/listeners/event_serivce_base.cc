@@ -1,0 +1,35 @@
+#include "listeners/event_serivce_base.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "pelorin/pelorin_event_factory.h"
+
+namespace pelorin {
+
+void EventSerivceBase::handleEvent(const std::shared_ptr<Event>& /*event*/) {}
+
+void EventSerivceBase::registerEvent(JsonValue rule, std::string_view className) {
+  auto found = _eventMap.find(className);
+  if (found != _eventMap.end()) {
+    found->second.push_back(std::move(rule));
+    return;
+  }
+  std::vector<JsonValue> rules;
+  rules.push_back(std::move(rule));
+  _eventMap.emplace(std::string(className), std::move(rules));
+}
+
+void EventSerivceBase::subscribeListeners() {
+  std::shared_ptr<EventSerivceBase> self = weak_from_this().lock();
+  if (!self) {
+    std::fputs("EventSerivceBase::subscribeListeners: the service is not owned by a shared_ptr\n",
+               stderr);
+    std::abort();
+  }
+  PelorinEventManager& bus = PelorinEventFactory::getInstance();
+  for (const auto& [className, rules] : _eventMap) bus.subscribe(className, self, _listenerId);
+}
+
+}  // namespace pelorin

@@ -1,0 +1,146 @@
+// The behaviour listener end to end: the devserver configures it for the Checkout screen,
+// the client starts it at the page view, and what the rules write reaches the server at
+// the next tick.
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "client/pelorin_client_impl.h"
+#include "devserver/dev_server.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/platform/toolkit.h"
+#include "support/test_platform.h"
+
+namespace pelorin {
+namespace {
+
+constexpr std::string_view kListenerRules = R"({"rules": [
+    {"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"},
+     "profileproperty": [{"profileproperty": "buyer"}], "addset": "set", "values": ["yes"]},
+    {"ruletype": "scoreevent", "event": "purchase", "contextposition": "1",
+     "profileproperty": [{"profileproperty": "lastPurchase"}], "addset": "set",
+     "values": {"selectedoption": "context"}},
+    {"ruletype": "scoreurl", "url": "url", "words": ["checkout"],
+     "profileproperty": [{"profileproperty": "checkoutVisits"}], "addset": "merge",
+     "values": ["1"]}]})";
+
+// Answers a page view of "Checkout" with one behaviour listener interaction.
+class CheckoutInteractions : public devserver::ScreenContent {
+ public:
+  JsonValue resultFor(const devserver::PageView& pageView) const override {
+    boost::json::array interactions;
+    if (pageView.eventType == "PAGEVIEW" && pageView.screenName == "Checkout") {
+      boost::json::object parameter{
+          {"id", "listener_rules"},
+          {"value", boost::json::array{boost::json::string(kListenerRules)}}};
+      interactions.push_back(boost::json::object{
+          {"id", "behaviour-1"},
+          {"pluginClass", "PelorinClient.BehaviorListener"},
+          {"myInteractionTypeId", "type-1"},
+          {"defaultLocale", "en"},
+          {"parameters", boost::json::array{boost::json::object{
+                             {"locale", "en"}, {"parameter", boost::json::array{parameter}}}}}});
+    }
+    return JsonValue(boost::json::object{{"interactions", std::move(interactions)},
+                                         {"segments", boost::json::array()},
+                                         {"connections", boost::json::array()}});
+  }
+};
+
+devserver::DevServerOptions serverOptions() {
+  devserver::DevServerOptions options;
+  options.screenContent = std::make_unique<CheckoutInteractions>();
+  return options;
+}
+
+class BehaviorListenerE2ETest : public ::testing::Test {
+ protected:
+  BehaviorListenerE2ETest() {
+    EXPECT_TRUE(_server.start());
+    _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
+    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+    _checkout->view()->addSubview(_buy);
+    _checkout->addOutlet("buyButton", _buy);
+    _test.ui().setKeyWindowRootViewController(_checkout);
+  }
+
+  PelorinClient& client() { return PelorinClient::getInstance(_checkout); }
+  PelorinClientImpl& engine() { return client().engine(); }
+
+  // Runs queued network operations and main-thread work until both are idle.
+  void drain() {
+    for (int round = 0; round < 100; ++round) {
+      engine().waitForOperations();
+      if (_test.mainLoop().runUntilIdle() == 0 && engine().pendingOperations() == 0) return;
+    }
+    ADD_FAILURE() << "client did not become idle";
+  }
+  void tick() {
+    _test.advanceClock(Platform::current().syncInterval());
+    _test.mainLoop().runUntilIdle();
+    drain();
+  }
+  void pageView(const std::string& screen) {
+    client().createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", screen}});
+    drain();
+  }
+  std::optional<Parameters> serverProfile() {
+    auto id = client().getProfileId();
+    return id ? _server.service().properties(*id) : std::nullopt;
+  }
+
+  testing::TestPlatform _test;
+  devserver::DevServer _server{serverOptions()};
+  std::shared_ptr<platform::ViewController> _checkout =
+      std::make_shared<platform::ViewController>("Checkout");
+  std::shared_ptr<platform::Button> _buy = std::make_shared<platform::Button>("Buy");
+};
+
+TEST_F(BehaviorListenerE2ETest, PageViewStartsTheListenerOnTheScreen) {
+  pageView("Checkout");
+  PelorinClient::synchronized([&] { EXPECT_EQ(engine().currentPlugins().size(), 1U); });
+  EXPECT_EQ(_buy->targetCount(), 1U);
+  // The URL rule counted the visit at once; the next tick sends it.
+  EXPECT_EQ(client().getProfileValues("checkoutVisits"), std::vector<std::string>{"1.0"});
+  tick();
+  EXPECT_EQ(serverProfile(), (Parameters{{"checkoutVisits", {"1.0"}}}));
+}
+
+TEST_F(BehaviorListenerE2ETest, TappingTheButtonChangesTheProfileAndTheNextTickSendsIt) {
+  pageView("Checkout");
+  tick();
+
+  _buy->tap();
+
+  EXPECT_EQ(client().getProfileValues("buyer"), std::vector<std::string>{"yes"});
+  tick();
+  EXPECT_EQ(serverProfile(), (Parameters{{"buyer", {"yes"}}, {"checkoutVisits", {"1.0"}}}));
+}
+
+TEST_F(BehaviorListenerE2ETest, CustomEventOfTheAppTriggersTheAdvancedRule) {
+  pageView("Checkout");
+  tick();
+
+  client().createEvent("purchase", JsonValue::parse(R"({"context": ["shoes", "hats"]})"));
+  drain();
+
+  EXPECT_EQ(client().getProfileValues("lastPurchase"), std::vector<std::string>{"shoes"});
+  tick();
+  EXPECT_EQ(serverProfile(),
+            (Parameters{{"checkoutVisits", {"1.0"}}, {"lastPurchase", {"shoes"}}}));
+}
+
+TEST_F(BehaviorListenerE2ETest, NextPageViewDestroysTheListener) {
+  pageView("Checkout");
+  pageView("Home");
+  // Its subscriptions ended: a tap on the old screen's button publishes to nobody.
+  _buy->tap();
+  EXPECT_EQ(client().getProfileValues("buyer"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace pelorin

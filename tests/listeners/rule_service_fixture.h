@@ -1,0 +1,112 @@
+// A client showing a small checkout screen, and helpers to apply listener rules to it.
+#ifndef PELORIN_TESTS_LISTENERS_RULE_SERVICE_FIXTURE_H_
+#define PELORIN_TESTS_LISTENERS_RULE_SERVICE_FIXTURE_H_
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "client/pelorin_client_impl.h"
+#include "listeners/rule_service.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
+#include "pelorin/platform/toolkit.h"
+#include "support/test_platform.h"
+
+namespace pelorin::testing {
+
+inline JsonValue json(std::string_view text) {
+  std::string error;
+  std::optional<JsonValue> value = JsonValue::parse(text, &error);
+  EXPECT_TRUE(value.has_value()) << error << " in " << text;
+  return value.value_or(JsonValue());
+}
+
+// The Checkout screen: a banner (a plain view with two labels, outlet "banner"), a price
+// label, a buy button (outlet "buyButton"), a submit button (outlet "submitButton") and an
+// e-mail field (outlet "emailField").
+class CheckoutScreen {
+ public:
+  CheckoutScreen() {
+    using platform::Button;
+    using platform::Label;
+    using platform::TextField;
+    banner->addSubview(std::make_shared<Label>("Spring sale"));
+    banner->addSubview(std::make_shared<Label>("20% off"));
+    controller->view()->addSubview(banner);
+    controller->view()->addSubview(std::make_shared<Label>("Total: 25 EUR"));
+    controller->view()->addSubview(buy);
+    controller->view()->addSubview(submit);
+    controller->view()->addSubview(email);
+    controller->addOutlet("banner", banner);
+    controller->addOutlet("buyButton", buy);
+    controller->addOutlet("submitButton", submit);
+    controller->addOutlet("emailField", email);
+  }
+
+  std::shared_ptr<platform::ViewController> controller =
+      std::make_shared<platform::ViewController>("Checkout");
+  std::shared_ptr<platform::View> banner = std::make_shared<platform::View>();
+  std::shared_ptr<platform::Button> buy = std::make_shared<platform::Button>("Buy");
+  std::shared_ptr<platform::Button> submit = std::make_shared<platform::Button>("Send");
+  std::shared_ptr<platform::TextField> email =
+      std::make_shared<platform::TextField>("ann@example.com");
+};
+
+class RuleServiceTest : public ::testing::Test {
+ protected:
+  RuleServiceTest() : client(PelorinClient::getInstance(screen.controller)) {
+    bus.clearEventHandlers();
+    bus.clearEvents();
+    platform.console().clear();
+  }
+  ~RuleServiceTest() override {
+    bus.clearEventHandlers();
+    bus.clearEvents();
+  }
+
+  // A service for the interaction "i1" with the rules of `rulesJson` (a JSON list) applied.
+  std::shared_ptr<RuleService> apply(std::string_view rulesJson) {
+    auto service = std::make_shared<RuleService>();
+    service->setClient(client);
+    service->setListenerId("i1");
+    JsonValue rules = json(rulesJson);
+    service->applyRules(rules.ref());
+    return service;
+  }
+
+  // Makes `name` the engine's current screen name with a page view (no server is
+  // configured, so nothing is sent), and lets the page view finish.
+  void showScreen(const std::string& name) {
+    client.createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", name}});
+    client.engine().waitForOperations();
+    platform.mainLoop().runUntilIdle();
+  }
+
+  std::optional<std::vector<std::string>> profile(std::string_view property) {
+    return client.getProfileValues(property);
+  }
+  // Log lines of the rule service only.
+  std::vector<std::string> serviceLines() const {
+    std::vector<std::string> lines;
+    for (const auto& line : platform.logLines()) {
+      if (line.find("[PL_RULESERVICE]") != std::string::npos) lines.push_back(line);
+    }
+    return lines;
+  }
+  void clearLog() { platform.console().clear(); }
+
+  TestPlatform platform;
+  CheckoutScreen screen;
+  PelorinClient& client;
+  PelorinEventManager& bus = PelorinEventFactory::getInstance();
+};
+
+}  // namespace pelorin::testing
+
+#endif  // PELORIN_TESTS_LISTENERS_RULE_SERVICE_FIXTURE_H_

@@ -1,0 +1,366 @@
+// Applying rules: dispatch by rule type, click and form submit rules on controls, URL and
+// content rules, and the log lines of each.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "listeners/rule_service_fixture.h"
+#include "pelorin/event.h"
+
+namespace pelorin::testing {
+namespace {
+
+using platform::ControlEvents;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Strings = std::vector<std::string>;
+
+std::vector<std::string> subscribedNames(const PelorinEventManager& bus) {
+  std::vector<std::string> names;
+  for (const auto& [name, records] : bus.handlersByEvent()) {
+    if (!records.empty()) names.push_back(name);
+  }
+  return names;
+}
+
+TEST_F(RuleServiceTest, HandlingLogsTheRuleAsIndentedJson) {
+  apply(R"([{"ruletype": "scoreevent", "event": "buy"}])");
+  EXPECT_THAT(serviceLines(), ElementsAre("INFO [PL_RULESERVICE]: Handling {\n"
+                                          "  \"ruletype\" : \"scoreevent\",\n"
+                                          "  \"event\" : \"buy\"\n"
+                                          "}"));
+}
+
+TEST_F(RuleServiceTest, RuleThatIsNotAnObjectIsLoggedAndTreatedAsContentRule) {
+  // A rule without "ruletype" is a content rule; without a content area it stops there.
+  apply(R"([42])");
+  EXPECT_THAT(serviceLines(), ElementsAre("INFO [PL_RULESERVICE]: Handling 42",
+                                          "INFO [PL_RULESERVICE]: Found content rule without "
+                                          "selector: 42"));
+}
+
+TEST_F(RuleServiceTest, ScoreSocialEventIsRegisteredLikeScoreEvent) {
+  auto service = apply(R"([{"ruletype": "scoresocialevent", "event": "share"},
+                           {"ruletype": "scoreevent", "event": "buy"}])");
+  ASSERT_EQ(service->eventMap().size(), 1U);
+  EXPECT_EQ(service->eventMap().at("PelorinClient.AdvancedEvent").size(), 2U);
+  EXPECT_THAT(subscribedNames(bus), ElementsAre("PelorinClient.AdvancedEvent"));
+}
+
+TEST_F(RuleServiceTest, MisspeltRuleTypeIsRejectedWithAWarning) {
+  auto service = apply(R"([{"ruletype": "scoreevnt", "event": "buy"}])");
+  EXPECT_THAT(service->eventMap(), IsEmpty());
+  EXPECT_THAT(subscribedNames(bus), IsEmpty());
+  ASSERT_EQ(serviceLines().size(), 2U);
+  EXPECT_EQ(serviceLines()[1], "WARNING [PL_RULESERVICE]: Invalid or not supported rule detected");
+}
+
+TEST_F(RuleServiceTest, RuleTypeThatIsNotAStringCountsAsContentRule) {
+  auto service = apply(R"([{"ruletype": 7, "contentarea": {"selector": "#banner"}}])");
+  EXPECT_EQ(service->eventMap().at("PelorinClient.UpdateContentEvent").size(), 1U);
+}
+
+TEST_F(RuleServiceTest, ListThatIsNotAnArrayAppliesNothing) {
+  auto service = apply(R"({"ruletype": "scoreevent"})");
+  EXPECT_THAT(service->eventMap(), IsEmpty());
+  EXPECT_THAT(serviceLines(), IsEmpty());
+}
+
+// --- Click rules
+
+TEST_F(RuleServiceTest, ClickRuleOnAControlAddsATouchDownTarget) {
+  auto service = apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"}}])");
+  EXPECT_EQ(screen.buy->controlEventsForTarget(service.get()), ControlEvents::kTouchDown);
+  EXPECT_EQ(serviceLines()[1],
+            "INFO [PL_RULESERVICE]: Adding target to " + screen.buy->description());
+  EXPECT_EQ(service->eventMap().at("PelorinClient.ClickEvent").size(), 1U);
+  EXPECT_THAT(subscribedNames(bus), ElementsAre("PelorinClient.ClickEvent"));
+}
+
+TEST_F(RuleServiceTest, ClickRuleWithoutClickareaIsLoggedAndSkipped) {
+  auto service = apply(R"([{"ruletype": "scoreclick", "form": {"selector": "#buyButton"}}])");
+  EXPECT_THAT(service->eventMap(), IsEmpty());
+  EXPECT_EQ(serviceLines()[1],
+            "INFO [PL_RULESERVICE]: Found click rule without clickarea selector: {\n"
+            "  \"ruletype\" : \"scoreclick\",\n"
+            "  \"form\" : {\n"
+            "    \"selector\" : \"#buyButton\"\n"
+            "  }\n"
+            "}");
+  EXPECT_EQ(screen.buy->targetCount(), 0U);
+}
+
+TEST_F(RuleServiceTest, ClickRuleOnAPlainViewRegistersForCustomClickEvents) {
+  auto service = apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#banner"},
+                            "profileproperty": [{"profileproperty": "clicked"}],
+                            "addset": "set", "values": ["banner"]}])");
+  EXPECT_EQ(serviceLines()[1],
+            "INFO [PL_RULESERVICE]: Element from #banner not clickable, registering event for "
+            "custom ClickEvents");
+
+  bus.publish(std::make_shared<ClickEvent>("#banner"));
+
+  EXPECT_EQ(profile("clicked"), Strings{"banner"});
+}
+
+TEST_F(RuleServiceTest, ClickRuleWithAnUnknownSelectorStillRegisters) {
+  auto service = apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "buyButton"}}])");
+  EXPECT_EQ(serviceLines()[1],
+            "INFO [PL_RULESERVICE]: Element from buyButton not clickable, registering event for "
+            "custom ClickEvents");
+  EXPECT_EQ(service->eventMap().at("PelorinClient.ClickEvent").size(), 1U);
+  EXPECT_EQ(screen.buy->targetCount(), 0U);
+}
+
+TEST_F(RuleServiceTest, TappingTheControlChangesTheProfile) {
+  auto service = apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"},
+                            "profileproperty": [{"profileproperty": "buyer"}],
+                            "addset": "set", "values": ["yes"]}])");
+  clearLog();
+
+  screen.buy->tap();
+
+  EXPECT_EQ(profile("buyer"), Strings{"yes"});
+  std::vector<std::string> lines = serviceLines();
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0],
+            "INFO [PL_RULESERVICE]: Handling event '#buyButton' - PelorinClient.ClickEvent at '' "
+            "handled by [i1]");
+  EXPECT_EQ(
+      lines[1],
+      R"(INFO [PL_RULESERVICE]: Profile Change: Property: buyer, values ["yes"], method: set)");
+}
+
+TEST_F(RuleServiceTest, OnlyTouchDownTriggersTheRule) {
+  apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"},
+             "profileproperty": [{"profileproperty": "buyer"}],
+             "addset": "set", "values": ["yes"]}])");
+  screen.buy->sendActions(ControlEvents::kTouchUpInside);
+  EXPECT_EQ(profile("buyer"), std::nullopt);
+  screen.buy->sendActions(ControlEvents::kTouchDown);
+  EXPECT_EQ(profile("buyer"), Strings{"yes"});
+}
+
+TEST_F(RuleServiceTest, ClickEventWithAnotherSelectorCollectsNothing) {
+  apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#banner"},
+             "profileproperty": [{"profileproperty": "clicked"}],
+             "addset": "set", "values": ["x"]}])");
+  bus.publish(std::make_shared<ClickEvent>("#other"));
+  EXPECT_EQ(profile("clicked"), std::nullopt);
+}
+
+TEST_F(RuleServiceTest, ClickRuleWithAContentAreaNeedsItsWords) {
+  apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#banner"},
+             "contentarea": {"selector": "#banner"}, "words": ["sale"],
+             "profileproperty": [{"profileproperty": "sale"}], "addset": "add",
+             "values": ["seen"]},
+            {"ruletype": "scoreclick", "clickarea": {"selector": "#banner"},
+             "contentarea": {"selector": "#banner"}, "words": ["winter"],
+             "profileproperty": [{"profileproperty": "winter"}], "addset": "add",
+             "values": ["seen"]}])");
+  bus.publish(std::make_shared<ClickEvent>("#banner"));
+  EXPECT_EQ(profile("sale"), Strings{"seen"});
+  EXPECT_EQ(profile("winter"), std::nullopt);
+}
+
+TEST_F(RuleServiceTest, ClickRuleWithContentAreaAnyCollectsAlways) {
+  apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#banner"},
+             "contentarea": {"selector": "pre_body"}, "words": ["absent"],
+             "profileproperty": [{"profileproperty": "p"}], "addset": "set", "values": ["v"]}])");
+  bus.publish(std::make_shared<ClickEvent>("#banner"));
+  EXPECT_EQ(profile("p"), Strings{"v"});
+}
+
+TEST_F(RuleServiceTest, ClickRuleContentAreaCanBeTheEventsContext) {
+  apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#banner"},
+             "contentarea": {"selector": "pre_context"}, "words": ["gold"],
+             "profileproperty": [{"profileproperty": "tier"}], "addset": "set",
+             "values": {"selectedoption": "context"}}])");
+  bus.publish(std::make_shared<ClickEvent>("#banner", Strings{"silver"}));
+  EXPECT_EQ(profile("tier"), std::nullopt);
+  bus.publish(std::make_shared<ClickEvent>("#banner", Strings{"gold"}));
+  EXPECT_EQ(profile("tier"), Strings{"gold"});
+}
+
+// --- Form submit rules
+
+TEST_F(RuleServiceTest, FormSubmitRuleWithOnlyAFormSelectorCollectsNoChange) {
+  auto service = apply(R"([{"ruletype": "scoreformsubmit", "form": {"selector": "#submitButton"},
+                            "profileproperty": [{"profileproperty": "submitted"}],
+                            "addset": "set", "values": ["yes"]}])");
+  EXPECT_EQ(screen.submit->controlEventsForTarget(service.get()), ControlEvents::kTouchDown);
+
+  screen.submit->tap();
+
+  EXPECT_EQ(profile("submitted"), std::nullopt);
+  EXPECT_EQ(service->eventMap().at("PelorinClient.FormSubmitEvent").size(), 1U);
+}
+
+TEST_F(RuleServiceTest, FormSubmitRuleFiresWhenItsClickareaNamesTheSameSelector) {
+  apply(R"([{"ruletype": "scoreformsubmit", "form": {"selector": "#submitButton"},
+             "clickarea": {"selector": "#submitButton"},
+             "profileproperty": [{"profileproperty": "submitted"}],
+             "addset": "set", "values": ["yes"]}])");
+  bus.publish(std::make_shared<FormSubmitEvent>("#submitButton"));
+  EXPECT_EQ(profile("submitted"), Strings{"yes"});
+}
+
+TEST_F(RuleServiceTest, TappingAFormControlPublishesAFormSubmitEvent) {
+  apply(R"([{"ruletype": "scoreformsubmit", "form": {"selector": "#submitButton"}}])");
+  clearLog();
+  screen.submit->tap();
+  std::vector<std::string> lines = platform.logLines();
+  EXPECT_NE(std::find(lines.begin(), lines.end(),
+                      "INFO [PL_EVENT_MANAGER]: Publish '#submitButton' - "
+                      "PelorinClient.FormSubmitEvent at ''."),
+            lines.end());
+}
+
+TEST_F(RuleServiceTest, FormSubmitRuleWithoutFormSelectorIsLoggedAndSkipped) {
+  auto service = apply(R"([{"ruletype": "scoreformsubmit", "form": {"id": "f"}}])");
+  EXPECT_THAT(service->eventMap(), IsEmpty());
+  EXPECT_EQ(serviceLines()[1],
+            "INFO [PL_RULESERVICE]: Found form submit rule without form selector: {\n"
+            "  \"ruletype\" : \"scoreformsubmit\",\n"
+            "  \"form\" : {\n"
+            "    \"id\" : \"f\"\n"
+            "  }\n"
+            "}");
+}
+
+TEST_F(RuleServiceTest, ClickRuleAlsoNamingAFormPublishesBothEvents) {
+  apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"},
+             "form": {"selector": "#checkoutForm"}}])");
+  clearLog();
+  screen.buy->tap();
+  std::vector<std::string> published;
+  for (const auto& line : platform.logLines()) {
+    if (line.find("Publish ") != std::string::npos) published.push_back(line);
+  }
+  EXPECT_THAT(published, ElementsAre("INFO [PL_EVENT_MANAGER]: Publish '#buyButton' - "
+                                     "PelorinClient.ClickEvent at ''.",
+                                     "INFO [PL_EVENT_MANAGER]: Publish '#checkoutForm' - "
+                                     "PelorinClient.FormSubmitEvent at ''."));
+}
+
+// --- URL rules
+
+TEST_F(RuleServiceTest, UrlRuleWithoutScreenNameIsLogged) {
+  auto service = apply(R"([{"ruletype": "scoreurl", "url": "url"}])");
+  EXPECT_EQ(serviceLines()[1],
+            "INFO [PL_RULESERVICE]: Unable to get the current screen name with the url rule: {\n"
+            "  \"ruletype\" : \"scoreurl\",\n"
+            "  \"url\" : \"url\"\n"
+            "}");
+  EXPECT_THAT(service->eventMap(), IsEmpty());
+}
+
+TEST_F(RuleServiceTest, UrlRuleMatchingTheScreenNameCollectsAChangeAtOnce) {
+  showScreen("Checkout/Payment");
+  auto service = apply(R"([{"ruletype": "scoreurl", "url": "url", "words": ["payment"],
+                            "profileproperty": [{"profileproperty": "stage"}],
+                            "addset": "set", "values": ["paying"]}])");
+  EXPECT_TRUE(service->isChanged());
+  EXPECT_THAT(service->eventMap(), IsEmpty());
+  EXPECT_EQ(profile("stage"), std::nullopt);
+
+  service->save();
+
+  EXPECT_FALSE(service->isChanged());
+  EXPECT_EQ(profile("stage"), Strings{"paying"});
+}
+
+TEST_F(RuleServiceTest, UrlRuleWithMatchesComparesTheWholeScreenName) {
+  showScreen("Checkout/Payment");
+  auto service = apply(R"([{"ruletype": "scoreurl", "url": "or", "words": ["payment"],
+                            "containsmatches": "matches",
+                            "profileproperty": [{"profileproperty": "stage"}],
+                            "addset": "set", "values": ["paying"]}])");
+  EXPECT_FALSE(service->isChanged());
+}
+
+// --- Content rules
+
+TEST_F(RuleServiceTest, ContentRuleMatchingTheScreenCollectsAChange) {
+  auto service = apply(R"([{"ruletype": "scorecontent", "contentarea": {"selector": "pre_body"},
+                            "words": ["spring sale"],
+                            "profileproperty": [{"profileproperty": "interest"}],
+                            "addset": "add", "values": ["sale"]}])");
+  EXPECT_EQ(service->pendingChanges(),
+            (std::vector<ProfileChange>{{"interest", {"sale"}, Method::add}}));
+  EXPECT_EQ(service->eventMap().at("PelorinClient.UpdateContentEvent").size(), 1U);
+}
+
+TEST_F(RuleServiceTest, ContentRuleNotMatchingIsStillRegisteredForUpdates) {
+  auto service = apply(R"([{"contentarea": {"selector": "#banner"}, "words": ["winter"],
+                            "profileproperty": [{"profileproperty": "interest"}],
+                            "addset": "add", "values": ["winter"]}])");
+  EXPECT_FALSE(service->isChanged());
+  EXPECT_EQ(service->eventMap().at("PelorinClient.UpdateContentEvent").size(), 1U);
+
+  bus.publish(std::make_shared<UpdateContentEvent>("#banner", Strings{"Winter coats"}));
+
+  EXPECT_EQ(profile("interest"), Strings{"winter"});
+}
+
+TEST_F(RuleServiceTest, ContentRuleWithoutSelectorIsLoggedAndNotRegistered) {
+  auto service = apply(R"([{"ruletype": "scorecontent", "words": ["x"]}])");
+  EXPECT_THAT(service->eventMap(), IsEmpty());
+  EXPECT_EQ(serviceLines()[1],
+            "INFO [PL_RULESERVICE]: Found content rule without selector: {\n"
+            "  \"ruletype\" : \"scorecontent\",\n"
+            "  \"words\" : [\n"
+            "    \"x\"\n"
+            "  ]\n"
+            "}");
+}
+
+TEST_F(RuleServiceTest, ContentRuleRegistrationsAccumulateWithEachUpdate) {
+  // Each evaluation adds 1 to "views": the n-th update evaluates the rule n times.
+  auto service = apply(R"([{"contentarea": {"selector": "#banner"}, "words": ["pre_any"],
+                            "profileproperty": [{"profileproperty": "views"}],
+                            "addset": "merge", "values": ["1"]}])");
+  service->save();
+  EXPECT_EQ(profile("views"), Strings{"1.0"});
+  const auto& updates = service->eventMap().at("PelorinClient.UpdateContentEvent");
+
+  bus.publish(std::make_shared<UpdateContentEvent>(Strings{"a"}));
+  EXPECT_EQ(profile("views"), Strings{"2.0"});
+  EXPECT_EQ(updates.size(), 2U);
+
+  bus.publish(std::make_shared<UpdateContentEvent>(Strings{"b"}));
+  EXPECT_EQ(profile("views"), Strings{"4.0"});
+  EXPECT_EQ(updates.size(), 3U);
+
+  bus.publish(std::make_shared<UpdateContentEvent>(Strings{"c"}));
+  EXPECT_EQ(profile("views"), Strings{"7.0"});
+  EXPECT_EQ(updates.size(), 4U);
+}
+
+TEST_F(RuleServiceTest, ChangesAreWrittenRuleByRule) {
+  // The second rule merges on top of what the first one wrote for the same event.
+  apply(R"([{"ruletype": "scoreevent", "event": "buy",
+             "profileproperty": [{"profileproperty": "total"}], "addset": "set", "values": ["10"]},
+            {"ruletype": "scoreevent", "event": "buy",
+             "profileproperty": [{"profileproperty": "total"}], "addset": "merge",
+             "values": ["5"]}])");
+  bus.publish(std::make_shared<AdvancedEvent>("buy"));
+  EXPECT_EQ(profile("total"), Strings{"15.0"});
+}
+
+TEST(RuleServiceDeathTest, ApplyingRulesWithoutAClientAborts) {
+  TestPlatform platform;
+  EXPECT_DEATH(
+      {
+        auto service = std::make_shared<RuleService>();
+        JsonValue rules = json(R"([{"ruletype": "scoreurl"}])");
+        service->applyRules(rules.ref());
+      },
+      "before the client was set");
+}
+
+}  // namespace
+}  // namespace pelorin::testing
