@@ -64,8 +64,8 @@ class Recorder : public PelorinPlugin {
   void onLoad() override {
     journal().add(std::string("load ") + id() +
                   (Platform::current().mainThread().isMainThread() ? " on main" : " elsewhere"));
-    PelorinEventFactory::getInstance().subscribe(AdvancedEvent::NAME,
-                                                 std::make_shared<AdvancedEventRecorder>(id()), id());
+    PelorinEventFactory::getInstance().subscribe(
+        AdvancedEvent::NAME, std::make_shared<AdvancedEventRecorder>(id()), id());
   }
   void onDestroy() override {
     journal().add("destroy " + id());
@@ -174,6 +174,7 @@ TEST_F(PelorinClientPluginsTest, UnknownClassesAreLoggedAndSkippedWhileTheOthers
   ASSERT_EQ(plugins.size(), 1U);
   EXPECT_NE(dynamic_cast<Quiet*>(plugins[0].get()), nullptr);
   EXPECT_EQ(_test.logLines(),
+            // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): long log lines split for width
             (Lines{"WARNING [PL_CLIENT]: Project name cannot be found or plugins class "
                    "<Nowhere.Missing> is invalid",
                    "WARNING [PL_CLIENT]: Plugin class <Nowhere.Missing> not found for type id: "
@@ -188,7 +189,8 @@ TEST_F(PelorinClientPluginsTest, UnknownClassesAreLoggedAndSkippedWhileTheOthers
 
 TEST_F(PelorinClientPluginsTest, ClassThatIsNoPluginIsSkippedWithoutAMessage) {
   RuntimeClasses::add(PluginClass::of<NotAPlugin>("MyApp.NotAPlugin"));
-  auto plugins = select(R"([{"pluginClass":"MyApp.NotAPlugin","id":"i1","myInteractionTypeId":"t1"}])");
+  auto plugins =
+      select(R"([{"pluginClass":"MyApp.NotAPlugin","id":"i1","myInteractionTypeId":"t1"}])");
   EXPECT_TRUE(plugins.empty());
   EXPECT_EQ(_test.logLines(),
             (Lines{"INFO [PL_CLIENT]: Plugin found at <MyApp.NotAPlugin>",
@@ -206,8 +208,9 @@ TEST_F(PelorinClientPluginsTest, LoadSchedulesOnLoadInOrderThenHandlesTheQueuedE
   auto plugins = select(R"([{"pluginClass":"MyApp.Recorder","id":"i1"},
                             {"pluginClass":"MyApp.Recorder","id":"i2"}])");
   // Published before the plug-ins subscribed: only the scheduled replay reaches them.
-  PelorinClient::synchronized(
-      [] { PelorinEventFactory::getInstance().publish(std::make_shared<AdvancedEvent>("signup")); });
+  PelorinClient::synchronized([] {
+    PelorinEventFactory::getInstance().publish(std::make_shared<AdvancedEvent>("signup"));
+  });
   load(plugins, true);
   EXPECT_EQ(currentCount(), 2U);
   EXPECT_EQ(journal().entries(), (Lines{"new i1", "new i2"}));  // nothing ran yet
@@ -264,9 +267,10 @@ TEST_F(PelorinClientPluginsTest, DestroyedPluginsNoLongerReceiveEvents) {
 }
 
 TEST_F(PelorinClientPluginsTest, InteractionsAnswerStartsThePlugins) {
-  JsonValue answer = json(R"({"result":{"interactions":[{"pluginClass":"MyApp.Recorder","id":"i1"}]}})");
+  JsonValue answer =
+      json(R"({"result":{"interactions":[{"pluginClass":"MyApp.Recorder","id":"i1"}]}})");
   PelorinClient::synchronized(
-      [&] { engine().processInteractionsResult(engine().viewController() , answer.ref(), true); });
+      [&] { engine().processInteractionsResult(engine().viewController(), answer.ref(), true); });
   _test.mainLoop().runUntilIdle();
   EXPECT_EQ(currentCount(), 1U);
   EXPECT_EQ(journal().entries(), (Lines{"new i1", "load i1 on main"}));

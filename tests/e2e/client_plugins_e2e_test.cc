@@ -157,7 +157,8 @@ TEST_F(ClientPluginsE2ETest, ApplicationRegistersItsOwnPluginClass) {
   client();
   _test.console().clear();
   registerRecorder();
-  EXPECT_EQ(_test.logLines(), Lines{"INFO [PL_CLIENT]: The plugin 'MyApp.Recorder' is registered."});
+  EXPECT_EQ(_test.logLines(),
+            Lines{"INFO [PL_CLIENT]: The plugin 'MyApp.Recorder' is registered."});
   PelorinClient::synchronized([&] {
     const auto& names = engine().plugins().names();
     EXPECT_NE(std::find(names.begin(), names.end(), "MyApp.Recorder"), names.end());
@@ -175,9 +176,9 @@ TEST_F(ClientPluginsE2ETest, PageViewStartsThePluginWithItsContextAndLoadsItOnTh
 
   EXPECT_EQ(journal().entries(),
             (Lines{"new i-1 type t-1 name Welcome at #banner (Top) locale - text Hello off main",
-                   "new i-3 type t-3 name - at - (-) locale - text - off main",
-                   "load i-1 on main", "i-1 connection https://crm.example/api",
-                   "i-1 view Spring sale", "load i-3 on main"}));
+                   "new i-3 type t-3 name - at - (-) locale - text - off main", "load i-1 on main",
+                   "i-1 connection https://crm.example/api", "i-1 view Spring sale",
+                   "load i-3 on main"}));
   EXPECT_EQ(currentPlugins(), 2U);
   EXPECT_EQ(client().getViewController(), home);
 }
@@ -188,6 +189,7 @@ TEST_F(ClientPluginsE2ETest, UnknownClassIsLoggedAndSkippedWhileTheOthersLoad) {
   EXPECT_EQ(logFrom("INFO [PL_CLIENT]: Plugin class <MyApp.Recorder> found! For the id: t-1 and "
                     "interaction: i-1",
                     5),
+            // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): long log lines split for width
             (Lines{"INFO [PL_CLIENT]: Plugin class <MyApp.Recorder> found! For the id: t-1 and "
                    "interaction: i-1",
                    "INFO [PL_INTERACTION]: Locale used: en",
@@ -234,9 +236,9 @@ TEST_F(ClientPluginsE2ETest, EventsPublishedBeforeThePluginsSubscribedReachThem)
   drain();
   EXPECT_EQ(journal().entries(),
             (Lines{"new i-1 type t-1 name Welcome at #banner (Top) locale - text Hello off main",
-                   "new i-3 type t-3 name - at - (-) locale - text - off main",
-                   "load i-1 on main", "i-1 connection https://crm.example/api",
-                   "load i-3 on main", "i-1 got signup", "i-3 got signup"}));
+                   "new i-3 type t-3 name - at - (-) locale - text - off main", "load i-1 on main",
+                   "i-1 connection https://crm.example/api", "load i-3 on main", "i-1 got signup",
+                   "i-3 got signup"}));
 }
 
 TEST_F(ClientPluginsE2ETest, NextPageViewDestroysThePluginsOnTheMainThread) {
@@ -286,9 +288,9 @@ TEST_F(ClientPluginsE2ETest, SegmentsAndConnectionsReflectTheAnswer) {
   ASSERT_EQ(segments.size(), 2U);
   EXPECT_EQ(segments[1].getId(), "utrecht");
   EXPECT_EQ(segments[1].getName(), "Visitors from Utrecht");
-  EXPECT_EQ(logFrom("INFO [PL_CLIENT]: 1 connection(s) added!", 2),
-            (Lines{"INFO [PL_CLIENT]: 1 connection(s) added!",
-                   "INFO [PL_CLIENT]: 2 segment(s) added!"}));
+  EXPECT_EQ(
+      logFrom("INFO [PL_CLIENT]: 1 connection(s) added!", 2),
+      (Lines{"INFO [PL_CLIENT]: 1 connection(s) added!", "INFO [PL_CLIENT]: 2 segment(s) added!"}));
 }
 
 TEST_F(ClientPluginsE2ETest, OtherEventsLeaveSegmentsAsTheyAre) {
@@ -305,12 +307,12 @@ TEST_F(ClientPluginsE2ETest, ForeignModulePrefixResolvesThroughTheShortName) {
   client().registerPluginClass(PluginClass::of<Recorder>("MyApp.Recorder"), "Recorder");
   _test.console().clear();
   pageView("away");
-  EXPECT_EQ(journal().entries(),
-            (Lines{"new i-4 type t-4 name - at - (-) locale - text - off main",
-                   "load i-4 on main"}));
+  EXPECT_EQ(journal().entries(), (Lines{"new i-4 type t-4 name - at - (-) locale - text - off main",
+                                        "load i-4 on main"}));
   const Lines lines = _test.logLines();
-  EXPECT_TRUE(logged(lines, "INFO [PL_CLIENT]: Plugin class <OtherModule.Recorder> found! For "
-                            "the id: t-4 and interaction: i-4"));
+  EXPECT_TRUE(logged(lines,
+                     "INFO [PL_CLIENT]: Plugin class <OtherModule.Recorder> found! For "
+                     "the id: t-4 and interaction: i-4"));
   EXPECT_FALSE(std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
     return line.starts_with("WARNING [PL_CLIENT]: Project name");
   }));
@@ -320,9 +322,8 @@ TEST_F(ClientPluginsE2ETest, ForeignModulePrefixResolvesInTheApplicationsModule)
   _test.bundle().set("CFBundleExecutable", JsonValue(boost::json::value("MyApp")));
   registerRecorder();
   pageView("away");
-  EXPECT_EQ(journal().entries(),
-            (Lines{"new i-4 type t-4 name - at - (-) locale - text - off main",
-                   "load i-4 on main"}));
+  EXPECT_EQ(journal().entries(), (Lines{"new i-4 type t-4 name - at - (-) locale - text - off main",
+                                        "load i-4 on main"}));
   EXPECT_EQ(logFrom("INFO [PL_CLIENT]: 1 segment(s) added!", 2),
             (Lines{"INFO [PL_CLIENT]: 1 segment(s) added!",
                    "INFO [PL_CLIENT]: Plugin class <OtherModule.Recorder> found! For the id: t-4 "

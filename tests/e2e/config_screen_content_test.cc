@@ -58,12 +58,13 @@ TEST(ConfigScreenContentTest, EmptyConfigurationAnswersEmptyLists) {
 TEST(ConfigScreenContentTest, PageViewGetsTheScreensInteractionsAsWrittenThenTheEverywhereOnes) {
   auto content = load(kScreens);
   ASSERT_NE(content, nullptr);
-  EXPECT_EQ(answer(*content, pageView("home")),
-            R"({"interactions":[{"pluginClass":"MyApp.Banner","id":"i1","myInteractionTypeId":"t1",)"
-            R"("position":"#banner","defaultLocale":"en","parameters":[{"locale":"en",)"
-            R"("parameter":[{"id":"text","value":["Hi"]}]}]},)"
-            R"({"pluginClass":"MyApp.Other","id":"i2","extra":[1,2]},)"
-            R"({"pluginClass":"MyApp.Everywhere","id":"i4"}],"segments":[],"connections":[]})");
+  EXPECT_EQ(
+      answer(*content, pageView("home")),
+      R"({"interactions":[{"pluginClass":"MyApp.Banner","id":"i1","myInteractionTypeId":"t1",)"
+      R"("position":"#banner","defaultLocale":"en","parameters":[{"locale":"en",)"
+      R"("parameter":[{"id":"text","value":["Hi"]}]}]},)"
+      R"({"pluginClass":"MyApp.Other","id":"i2","extra":[1,2]},)"
+      R"({"pluginClass":"MyApp.Everywhere","id":"i4"}],"segments":[],"connections":[]})");
 }
 
 TEST(ConfigScreenContentTest, ScreenWithoutInteractionsGetsOnlyTheEverywhereOnes) {
@@ -111,8 +112,7 @@ TEST(ConfigScreenContentTest, EqualsMatchesOneValueExactly) {
   ASSERT_NE(content, nullptr);
   EXPECT_NE(segmentsFor(*content, {{"city", {"Amsterdam", "Utrecht"}}}).find(R"("utrecht")"),
             std::string::npos);
-  EXPECT_EQ(segmentsFor(*content, {{"city", {"utrecht"}}}).find(R"("utrecht")"),
-            std::string::npos);
+  EXPECT_EQ(segmentsFor(*content, {{"city", {"utrecht"}}}).find(R"("utrecht")"), std::string::npos);
   EXPECT_EQ(segmentsFor(*content, {{"city", {"Utrecht Centraal"}}}).find(R"("utrecht")"),
             std::string::npos);
 }
@@ -122,8 +122,7 @@ TEST(ConfigScreenContentTest, ContainsMatchesAPartOfAValue) {
   ASSERT_NE(content, nullptr);
   EXPECT_NE(segmentsFor(*content, {{"interests", {"news", "motorsport"}}}).find(R"("sport")"),
             std::string::npos);
-  EXPECT_EQ(segmentsFor(*content, {{"interests", {"news"}}}).find(R"("sport")"),
-            std::string::npos);
+  EXPECT_EQ(segmentsFor(*content, {{"interests", {"news"}}}).find(R"("sport")"), std::string::npos);
 }
 
 TEST(ConfigScreenContentTest, ExistsAsksForAtLeastOneValue) {
@@ -213,7 +212,7 @@ TEST(ConfigScreenContentTest, ConnectionsMustBeObjects) {
 class ConfigScreenContentFileTest : public ::testing::Test {
  protected:
   std::string write(const std::string& name, const std::string& text) {
-    const std::string path = _folder.path() + "/" + name;
+    std::string path = _folder.path() + "/" + name;
     std::ofstream(path, std::ios::binary) << text;
     return path;
   }
@@ -241,8 +240,7 @@ TEST_F(ConfigScreenContentFileTest, ErrorsNameTheFile) {
   EXPECT_TRUE(notJson.error().message.starts_with(garbage + ": not JSON: "))
       << notJson.error().message;
 
-  const std::string wrong =
-      write("wrong.json", R"({"segments":[{"id":"a","name":"A"},
+  const std::string wrong = write("wrong.json", R"({"segments":[{"id":"a","name":"A"},
                                           {"id":"b","name":"B","when":{"property":"p","equals":3}}]})");
   auto invalid = ConfigScreenContent::fromFile(wrong);
   ASSERT_FALSE(invalid.ok());
@@ -254,7 +252,8 @@ TEST_F(ConfigScreenContentFileTest, ErrorsNameTheFile) {
 TEST(ConfigScreenContentExampleTest, ExampleConfigurationStartsABannerOnHome) {
   auto content = ConfigScreenContent::fromFile(PELORIN_DEVSERVER_EXAMPLE_CONFIG);
   ASSERT_TRUE(content.ok()) << content.error().message;
-  JsonValue result = content.value()->resultFor(pageView("home", "PAGEVIEW", {{"city", {"Utrecht"}}}));
+  JsonValue result =
+      content.value()->resultFor(pageView("home", "PAGEVIEW", {{"city", {"Utrecht"}}}));
   ASSERT_EQ(result["interactions"].size(), 1U);
   EXPECT_EQ(result["interactions"][0]["pluginClass"].string(), "MyApp.Banner");
   EXPECT_EQ(result["interactions"][0]["id"].string(), "interaction-1");

@@ -421,6 +421,7 @@ class DevServerProcess {
     posix_spawn_file_actions_addclose(&actions, err[0]);
     args.insert(args.begin(), PELORIN_DEVSERVER_EXECUTABLE);
     std::vector<char*> argv;
+    argv.reserve(args.size() + 1);
     for (auto& arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
     if (posix_spawn(&_pid, args[0].c_str(), &actions, nullptr, argv.data(), environ) != 0) {

@@ -98,7 +98,7 @@ std::optional<Error> ConfigScreenContent::readInteractions(
 }
 
 Result<ConfigScreenContent::Segment> ConfigScreenContent::readSegment(JsonRef segment,
-                                                                       const std::string& path) {
+                                                                      const std::string& path) {
   if (!segment.isObject()) return at(path, "a segment must be an object");
   if (auto name = unknownMember(segment, {"id", "name", "when"})) {
     return at(path + "." + *name, R"(unknown member; expected "id", "name" or "when")");
@@ -126,7 +126,7 @@ Result<ConfigScreenContent::Segment> ConfigScreenContent::readSegment(JsonRef se
 }
 
 Result<ConfigScreenContent::Rule> ConfigScreenContent::readRule(JsonRef rule,
-                                                                 const std::string& path) {
+                                                                const std::string& path) {
   if (!rule.isObject()) return at(path, "a rule must be an object");
   if (auto name = unknownMember(rule, {"property", "equals", "contains", "exists"})) {
     return at(path + "." + *name,

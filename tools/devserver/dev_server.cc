@@ -174,8 +174,7 @@ class DevServer::Impl {
       port = -1;
     }
     if (port < 0) {
-      _startError =
-          "cannot listen on " + _options.host + ":" + std::to_string(_options.port);
+      _startError = "cannot listen on " + _options.host + ":" + std::to_string(_options.port);
       return false;
     }
     _startError.clear();
