@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_segment.h"
@@ -49,6 +50,17 @@ class InteractionContext {
 
   // The first value of a parameter; nothing when it is missing, has no values or is "".
   std::optional<std::string> getValueFromParameters(std::string_view key) const;
+
+  // The first connection of the last page view with exactly this id; nothing for an empty
+  // id or no match. Makes this context's view controller (while it exists) the client's
+  // current screen, as obtaining the client with it does. Takes the global lock.
+  std::optional<Connection> getConnection(std::string_view id) const;
+  // The view at the interaction's position: the client's "#" view lookup of the position
+  // identifier (e.g. "#banner") on this context's view controller, which becomes the
+  // current screen. Nothing without a position, once the controller is gone, or when the
+  // controller has no view under that name. Takes the global lock; call it on the main
+  // thread, like every toolkit access.
+  std::shared_ptr<platform::View> getView() const;
 
   // The "parameter" list of the entry for `locale`, falling back to the default locale and
   // then to the first entry's locale, with a warning for each fallback.

@@ -5,6 +5,7 @@
 
 #include "base/describe.h"
 #include "client/pelorin_configuration.h"
+#include "pelorin/pelorin_client.h"
 
 namespace pelorin {
 namespace {
@@ -47,6 +48,25 @@ std::optional<std::string> InteractionContext::getValueFromParameters(std::strin
     return std::nullopt;
   }
   return it->second.front();
+}
+
+std::optional<Connection> InteractionContext::getConnection(std::string_view id) const {
+  if (id.empty()) return std::nullopt;
+  return PelorinClient::synchronized([&]() -> std::optional<Connection> {
+    for (auto& connection : PelorinClient::getInstance(_context.lock()).getConnections()) {
+      if (connection.getId() == id) return std::move(connection);
+    }
+    return std::nullopt;
+  });
+}
+
+std::shared_ptr<platform::View> InteractionContext::getView() const {
+  auto controller = _context.lock();
+  // Without its own screen the lookup would land on whichever screen is current.
+  if (!controller || !_positionIdentifier) return nullptr;
+  // One locked step, so no other thread can make another screen current in between.
+  return PelorinClient::synchronized(
+      [&] { return PelorinClient::getInstance(controller).getView(*_positionIdentifier); });
 }
 
 JsonRef InteractionContext::getLocaleDictionary(JsonRef entries, const std::string& locale) const {

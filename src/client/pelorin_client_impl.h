@@ -76,10 +76,9 @@ class PelorinClientImpl {
   void processSegmentsResult(JsonRef result);
   void processInteractionsResult(const std::weak_ptr<platform::ViewController>& context,
                                  JsonRef result, bool isPageview);
-  // The leading underscore is part of these two methods' names.
-  // NOLINTNEXTLINE(readability-identifier-naming)
+  // NOLINTNEXTLINE(readability-identifier-naming): the engine's own name for this step
   bool _updateProfileId(const std::optional<std::string>& profileId);
-  // NOLINTNEXTLINE(readability-identifier-naming)
+  // NOLINTNEXTLINE(readability-identifier-naming): the engine's own name for this step
   void _updateZoneId(const std::optional<std::string>& zoneId);
 
   // Plug-ins.

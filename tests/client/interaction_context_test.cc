@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "client/pelorin_client_impl.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin {
@@ -118,6 +121,113 @@ TEST_F(InteractionContextTest, ValueFromParameters) {
   EXPECT_EQ(context.getValueFromParameters("empty"), std::nullopt);
   EXPECT_EQ(context.getValueFromParameters("blank"), std::nullopt);
   EXPECT_EQ(context.getValueFromParameters("missing"), std::nullopt);
+}
+
+// Contexts that reach into the client: connections of the last page view and views of the
+// interaction's screen.
+class InteractionContextClientTest : public InteractionContextTest {
+ protected:
+  InteractionContextClientTest() {
+    // A server address nobody listens on: these tests never reach a server.
+    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
+  }
+
+  static PelorinClient& client() { return PelorinClient::getInstance(); }
+
+  // Stores the connections of a page view's answer in the client.
+  static void answerConnections(std::string_view connections) {
+    JsonValue answer = json(R"({"result":{"connections":)" + std::string(connections) + "}}");
+    PelorinClient::synchronized([&] { client().engine().processConnectionsResult(answer.ref()); });
+  }
+
+  static InteractionContext contextOn(const std::shared_ptr<platform::ViewController>& controller,
+                                      std::string_view position = "#banner") {
+    JsonValue object = json(R"({"id":"i1","position":")" + std::string(position) + R"("})");
+    return {object.ref(), controller, std::nullopt};
+  }
+};
+
+TEST_F(InteractionContextClientTest, GetConnectionFindsTheFirstWithThatId) {
+  answerConnections(R"([
+      {"id":"crm","parameters":[{"parameter":[{"id":"endpoint","value":["first"]}]}]},
+      {"id":"mail","parameters":[{"parameter":[{"id":"endpoint","value":["mail"]}]}]},
+      {"id":"crm","parameters":[{"parameter":[{"id":"endpoint","value":["second"]}]}]}])");
+  InteractionContext context = contextOn(nullptr);
+  auto connection = context.getConnection("crm");
+  ASSERT_TRUE(connection.has_value());
+  EXPECT_EQ(connection->getId(), "crm");
+  EXPECT_EQ(connection->getParameters(), (Parameters{{"endpoint", {"first"}}}));
+  EXPECT_EQ(context.getConnection("mail")->getParameters(), (Parameters{{"endpoint", {"mail"}}}));
+}
+
+TEST_F(InteractionContextClientTest, GetConnectionComparesIdsExactly) {
+  answerConnections(R"([{"id":"crm","parameters":[{"parameter":[]}]}])");
+  InteractionContext context = contextOn(nullptr);
+  EXPECT_EQ(context.getConnection("CRM"), std::nullopt);
+  EXPECT_EQ(context.getConnection("cr"), std::nullopt);
+  EXPECT_EQ(context.getConnection("unknown"), std::nullopt);
+}
+
+TEST_F(InteractionContextClientTest, GetConnectionOfAnEmptyIdIsNothing) {
+  answerConnections(R"([{"id":"","parameters":[{"parameter":[]}]}])");
+  ASSERT_EQ(client().getConnections().size(), 1U);
+  EXPECT_EQ(contextOn(nullptr).getConnection(""), std::nullopt);
+}
+
+TEST_F(InteractionContextClientTest, GetConnectionMakesTheContextsScreenCurrent) {
+  auto shown = std::make_shared<platform::ViewController>("Shown");
+  auto own = std::make_shared<platform::ViewController>("Own");
+  PelorinClient::getInstance(shown);
+  InteractionContext context = contextOn(own);
+  EXPECT_EQ(context.getConnection("none"), std::nullopt);
+  EXPECT_EQ(client().getViewController(), own);
+}
+
+TEST_F(InteractionContextClientTest, GetConnectionWithoutAScreenLeavesTheCurrentOne) {
+  auto shown = std::make_shared<platform::ViewController>("Shown");
+  PelorinClient::getInstance(shown);
+  EXPECT_EQ(contextOn(nullptr).getConnection("none"), std::nullopt);
+  EXPECT_EQ(client().getViewController(), shown);
+}
+
+TEST_F(InteractionContextClientTest, GetViewLooksUpThePositionOnTheContextsScreen) {
+  auto shown = std::make_shared<platform::ViewController>("Shown");
+  shown->addOutlet("banner", std::make_shared<platform::Label>("other"));
+  auto own = std::make_shared<platform::ViewController>("Own");
+  auto banner = std::make_shared<platform::Label>("Spring sale");
+  own->addOutlet("banner", banner);
+  PelorinClient::getInstance(shown);
+  EXPECT_EQ(contextOn(own).getView(), banner);
+  EXPECT_EQ(client().getViewController(), own);
+}
+
+TEST_F(InteractionContextClientTest, GetViewNeedsTheHashOfAViewProperty) {
+  auto own = std::make_shared<platform::ViewController>("Own");
+  own->addOutlet("banner", std::make_shared<platform::Label>("Spring sale"));
+  EXPECT_EQ(contextOn(own, "banner").getView(), nullptr);
+  EXPECT_EQ(contextOn(own, "#title").getView(), nullptr);
+  EXPECT_EQ(contextOn(own, "#missing").getView(), nullptr);
+  EXPECT_EQ(contextOn(own, "#").getView(), nullptr);
+}
+
+TEST_F(InteractionContextClientTest, GetViewWithoutAPositionIsNothing) {
+  auto own = std::make_shared<platform::ViewController>("Own");
+  own->addOutlet("banner", std::make_shared<platform::Label>("Spring sale"));
+  InteractionContext context(json(R"({"id":"i1"})").ref(), own, std::nullopt);
+  EXPECT_EQ(context.getView(), nullptr);
+}
+
+// Once the interaction's screen is gone, the view of whichever screen is current now is
+// not the interaction's view.
+TEST_F(InteractionContextClientTest, GetViewAfterTheScreenIsGoneIsNothing) {
+  auto shown = std::make_shared<platform::ViewController>("Shown");
+  shown->addOutlet("banner", std::make_shared<platform::Label>("other"));
+  PelorinClient::getInstance(shown);
+  auto own = std::make_shared<platform::ViewController>("Own");
+  InteractionContext context = contextOn(own);
+  own.reset();
+  EXPECT_EQ(context.getView(), nullptr);
+  EXPECT_EQ(client().getViewController(), shown);
 }
 
 }  // namespace

@@ -20,8 +20,10 @@ namespace pelorin::testing {
 
 class ClientE2ETest : public ::testing::Test {
  protected:
-  ClientE2ETest() {
-    EXPECT_TRUE(_server.start());
+  ClientE2ETest() : ClientE2ETest(devserver::DevServerOptions{}) {}
+  // A server started with `options` (a configuration, for example).
+  explicit ClientE2ETest(devserver::DevServerOptions options) : _server(std::move(options)) {
+    EXPECT_TRUE(_server.start()) << _server.startError();
     _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
     _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
   }

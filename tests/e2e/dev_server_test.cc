@@ -271,7 +271,9 @@ TEST(DevServerLogTest, LogsEachRequestWhenAsked) {
 TEST(DevServerStartTest, SecondStartFails) {
   DevServer server;
   ASSERT_TRUE(server.start());
+  EXPECT_EQ(server.startError(), "");
   EXPECT_FALSE(server.start());
+  EXPECT_EQ(server.startError(), "already started");
 }
 
 TEST(DevServerStartTest, BusyPortFails) {
@@ -282,6 +284,85 @@ TEST(DevServerStartTest, BusyPortFails) {
   DevServer second(std::move(options));
 
   EXPECT_FALSE(second.start());
+  EXPECT_EQ(second.startError(), "cannot listen on 127.0.0.1:" + std::to_string(first.port()));
+}
+
+// A page view of `screen` by a new visitor: the profile command and the interactions request.
+HttpRequest pageViewOf(std::string url, const std::string& screen) {
+  HttpRequest request = post(
+      std::move(url),
+      R"([{"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"},)"
+      R"({"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"PAGEVIEW\"],\"interaction\":[]}"}])");
+  request.setHeader("referer", "app://com.example.shop/" + screen);
+  return request;
+}
+
+// The "result" of the interactions request in a page view's answer.
+std::string interactionsAnswer(const DevServer& server, const std::string& screen) {
+  CurlHttpClient client;
+  auto result = sendAndWait(client, pageViewOf(server.rpcUrl(), screen));
+  if (!result || !result->data) return "(no answer)";
+  auto answer = JsonValue::parse(*result->data);
+  return answer ? (*answer)[1]["result"].toCompactString() : "(not JSON)";
+}
+
+TEST(DevServerConfigTest, ConfiguredServerAnswersEachScreenWithItsInteractions) {
+  DevServerOptions options;
+  options.config = JsonValue::parse(R"({
+      "screens": {"home": [{"pluginClass":"MyApp.Banner","id":"i1"}]},
+      "segments": [{"id":"everyone","name":"All"}],
+      "connections": [{"id":"crm","parameters":[{"parameter":[]}]}]})");
+  DevServer server(std::move(options));
+  ASSERT_TRUE(server.start()) << server.startError();
+
+  EXPECT_EQ(interactionsAnswer(server, "home"),
+            R"({"interactions":[{"pluginClass":"MyApp.Banner","id":"i1"}],)"
+            R"("segments":[{"id":"everyone","name":"All"}],)"
+            R"("connections":[{"id":"crm","parameters":[{"parameter":[]}]}]})");
+  EXPECT_EQ(interactionsAnswer(server, "cart"),
+            R"({"interactions":[],"segments":[{"id":"everyone","name":"All"}],)"
+            R"("connections":[{"id":"crm","parameters":[{"parameter":[]}]}]})");
+}
+
+TEST(DevServerConfigTest, ConfigurationFileIsRead) {
+  DevServerOptions options;
+  options.configFile = PELORIN_DEVSERVER_EXAMPLE_CONFIG;
+  DevServer server(std::move(options));
+  ASSERT_TRUE(server.start()) << server.startError();
+
+  auto result = JsonValue::parse(interactionsAnswer(server, "home"));
+  ASSERT_TRUE(result.has_value());
+  EXPECT_EQ((*result)["interactions"][0]["id"].string(), "interaction-1");
+}
+
+TEST(DevServerConfigTest, UnusableConfigurationStopsTheStart) {
+  DevServerOptions options;
+  options.config = JsonValue::parse(R"({"screens":{"home":[1]}})");
+  DevServer server(std::move(options));
+
+  EXPECT_FALSE(server.start());
+  EXPECT_FALSE(server.isRunning());
+  EXPECT_EQ(server.startError(),
+            "configuration: screens.home[0]: an interaction must be an object");
+}
+
+TEST(DevServerConfigTest, MissingConfigurationFileStopsTheStart) {
+  DevServerOptions options;
+  options.configFile = "/nonexistent/pelorin-config.json";
+  DevServer server(std::move(options));
+
+  EXPECT_FALSE(server.start());
+  EXPECT_EQ(server.startError(), "/nonexistent/pelorin-config.json: cannot be read");
+}
+
+TEST(DevServerConfigTest, OnlyOneSourceOfScreenContent) {
+  DevServerOptions options;
+  options.config = JsonValue::parse("{}");
+  options.screenContent = std::make_unique<EmptyScreenContent>();
+  DevServer server(std::move(options));
+
+  EXPECT_FALSE(server.start());
+  EXPECT_EQ(server.startError(), "give only one of screenContent, config and configFile");
 }
 
 // The executable, started as a user would, prints where it listens and serves there.
@@ -323,6 +404,102 @@ TEST(DevServerExecutableTest, PrintsTheAddressItListensOn) {
   EXPECT_EQ(result->response->statusCode, 200);
   EXPECT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+// The executable started with `args`, its standard output and error read through pipes.
+class DevServerProcess {
+ public:
+  explicit DevServerProcess(std::vector<std::string> args) {
+    int out[2];
+    int err[2];
+    if (pipe(out) != 0 || pipe(err) != 0) return;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+    posix_spawn_file_actions_addclose(&actions, out[0]);
+    posix_spawn_file_actions_addclose(&actions, err[0]);
+    args.insert(args.begin(), PELORIN_DEVSERVER_EXECUTABLE);
+    std::vector<char*> argv;
+    argv.reserve(args.size() + 1);
+    for (auto& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    if (posix_spawn(&_pid, args[0].c_str(), &actions, nullptr, argv.data(), environ) != 0) {
+      _pid = 0;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    close(out[1]);
+    close(err[1]);
+    _out = fdopen(out[0], "r");
+    _err = fdopen(err[0], "r");
+  }
+  ~DevServerProcess() {
+    if (_pid != 0) {
+      kill(_pid, SIGKILL);
+      waitpid(_pid, nullptr, 0);
+    }
+    if (_out != nullptr) fclose(_out);
+    if (_err != nullptr) fclose(_err);
+  }
+  DevServerProcess(const DevServerProcess&) = delete;
+  DevServerProcess& operator=(const DevServerProcess&) = delete;
+
+  bool started() const { return _pid != 0; }
+  // The next line of standard output or error, without its end; "" at the end.
+  std::string outputLine() { return lineOf(_out); }
+  std::string errorLine() { return lineOf(_err); }
+  // Sends `signal` (none: 0) and waits for the exit; the wait status.
+  int exit(int signal) {
+    if (signal != 0) kill(_pid, signal);
+    int status = 0;
+    waitpid(_pid, &status, 0);
+    _pid = 0;
+    return status;
+  }
+
+ private:
+  static std::string lineOf(FILE* file) {
+    char line[512] = {};
+    if (file == nullptr || fgets(line, sizeof(line), file) == nullptr) return "";
+    std::string text(line);
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+  }
+
+  pid_t _pid = 0;
+  FILE* _out = nullptr;
+  FILE* _err = nullptr;
+};
+
+TEST(DevServerExecutableTest, ServesTheConfigurationGivenWithConfig) {
+  DevServerProcess process({"--port", "0", "--config", PELORIN_DEVSERVER_EXAMPLE_CONFIG});
+  ASSERT_TRUE(process.started());
+  const std::string printed = process.outputLine();
+  const std::string prefix = "pelorin-devserver listening on ";
+  ASSERT_TRUE(printed.starts_with(prefix)) << printed;
+  CurlHttpClient client;
+  auto result = sendAndWait(
+      client, pageViewOf(printed.substr(prefix.size()) + "/DG/DEFAULT/rest/rpc/json/?", "home"));
+
+  const int status = process.exit(SIGTERM);
+  ASSERT_TRUE(result && result->data);
+  auto answer = JsonValue::parse(*result->data);
+  ASSERT_TRUE(answer.has_value()) << *result->data;
+  EXPECT_EQ((*answer)[1]["result"]["interactions"][0]["pluginClass"].string(), "MyApp.Banner");
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(DevServerExecutableTest, UnusableConfigurationIsReportedAndEndsTheProgram) {
+  DevServerProcess process({"--config", "/nonexistent/pelorin-config.json"});
+  ASSERT_TRUE(process.started());
+
+  EXPECT_EQ(process.errorLine(),
+            "pelorin-devserver: /nonexistent/pelorin-config.json: cannot be read");
+  const int status = process.exit(0);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_EQ(process.outputLine(), "");
 }
 
 }  // namespace

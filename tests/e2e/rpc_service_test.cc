@@ -258,6 +258,37 @@ TEST(RpcServiceScreenContentTest, InteractionsRequestAsksTheScreenContent) {
             std::string::npos);
 }
 
+TEST(RpcServiceScreenContentTest, InteractionsRequestSeesThePropertiesChangedEarlierInTheBatch) {
+  std::vector<PageView> seen;
+  RpcService service(RpcService::Options{}, std::make_unique<RecordingScreenContent>(&seen));
+  service.handle(batch(
+      std::string("[") + kGetProfile +
+      R"(,{"method":"setProperties","alt":"json","id":"2","params":"{\"properties\":{\"city\":[\"Utrecht\"]}}"})"
+      R"(,{"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"PAGEVIEW\"],\"interaction\":[]}"}])"));
+  const std::string id = service.profileIds().at(0);
+  ASSERT_TRUE(service.setProperty(id, "tags", {"a", "b"}));
+  service.handle(batch(
+      R"([{"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"newsletter\"],\"interaction\":[]}"}])",
+      id));
+
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[0].properties, (Parameters{{"city", {"Utrecht"}}}));
+  EXPECT_EQ(seen[1].eventType, "newsletter");
+  EXPECT_EQ(seen[1].properties, (Parameters{{"city", {"Utrecht"}}, {"tags", {"a", "b"}}}));
+}
+
+TEST(RpcServiceScreenContentTest, InteractionsRequestWithoutAProfileHasNoProperties) {
+  std::vector<PageView> seen;
+  RpcService service(RpcService::Options{}, std::make_unique<RecordingScreenContent>(&seen));
+  service.handle(batch(
+      R"([{"method":"createEvent","alt":"json","id":"4","params":"{\"type\":[\"PAGEVIEW\"],\"interaction\":[]}"}])",
+      "unknown"));
+
+  ASSERT_EQ(seen.size(), 1U);
+  EXPECT_EQ(seen[0].profileId, "");
+  EXPECT_TRUE(seen[0].properties.empty());
+}
+
 TEST_F(RpcServiceTest, BodyThatIsNotJsonIsBadRequest) {
   RpcReply reply = _service.handle(batch("garbage"));
 

@@ -8,6 +8,7 @@
 
 #include <boost/json.hpp>
 
+#include "devserver/config_screen_content.h"
 #include "devserver/http_server.h"
 
 namespace pelorin::devserver {
@@ -47,6 +48,28 @@ std::optional<std::string> cookieValue(std::string_view header, std::string_view
     header.remove_prefix(end + 1);
   }
   return std::nullopt;
+}
+
+// The screen content the options ask for; on a configuration that cannot be used, empty
+// content and the reason in `error`.
+std::unique_ptr<ScreenContent> takeScreenContent(DevServerOptions& options, std::string& error) {
+  const int given = static_cast<int>(options.screenContent != nullptr) +
+                    static_cast<int>(options.config.has_value()) +
+                    static_cast<int>(options.configFile.has_value());
+  if (given > 1) {
+    error = "give only one of screenContent, config and configFile";
+  } else if (options.configFile) {
+    auto content = ConfigScreenContent::fromFile(*options.configFile);
+    if (content) return std::move(content).value();
+    error = content.error().message;
+  } else if (options.config) {
+    auto content = ConfigScreenContent::fromJson(options.config->ref());
+    if (content) return std::move(content).value();
+    error = "configuration: " + content.error().message;
+  } else if (options.screenContent) {
+    return std::move(options.screenContent);
+  }
+  return std::make_unique<EmptyScreenContent>();
 }
 
 }  // namespace
@@ -91,8 +114,7 @@ class DevServer::Impl {
  public:
   explicit Impl(DevServerOptions options)
       : _options(std::move(options)),
-        _service(_options.rpc, _options.screenContent ? std::move(_options.screenContent)
-                                                      : std::make_unique<EmptyScreenContent>()) {
+        _service(_options.rpc, takeScreenContent(_options, _configError)) {
     if (!_options.logSink) {
       _options.logSink = [](std::string_view line) {
         std::fwrite(line.data(), 1, line.size(), stdout);
@@ -136,14 +158,26 @@ class DevServer::Impl {
 
   bool start() {
     std::lock_guard<std::mutex> lock(_lifecycle);
-    if (_thread.joinable()) return false;
+    // A configuration that cannot be used stops every start.
+    if (!_configError.empty()) {
+      _startError = _configError;
+      return false;
+    }
+    if (_thread.joinable()) {
+      _startError = "already started";
+      return false;
+    }
     int port = _options.port;
     if (port == 0) {
       port = _server.bind_to_any_port(_options.host);
-      if (port < 0) return false;
     } else if (!_server.bind_to_port(_options.host, port)) {
+      port = -1;
+    }
+    if (port < 0) {
+      _startError = "cannot listen on " + _options.host + ":" + std::to_string(_options.port);
       return false;
     }
+    _startError.clear();
     _port = port;
     _thread = std::thread([this] { _server.listen_after_bind(); });
     // stop() is lost on a server that has not begun to listen yet.
@@ -165,6 +199,10 @@ class DevServer::Impl {
   }
 
   bool isRunning() const { return _server.is_running(); }
+  std::string startError() {
+    std::lock_guard<std::mutex> lock(_lifecycle);
+    return _startError;
+  }
   int port() const { return _port; }
   std::string baseUrl() const { return "http://" + _options.host + ":" + std::to_string(_port); }
   RpcService& service() { return _service; }
@@ -342,11 +380,13 @@ class DevServer::Impl {
   }
 
   DevServerOptions _options;
+  std::string _configError;  // set once, before _service is built
   RpcService _service;
   HttpServer _server;
   std::mutex _lifecycle;  // serialises start() and stop()
   std::thread _thread;
   int _port = 0;
+  std::string _startError;  // guarded by _lifecycle
 
   mutable std::mutex _mutex;
   mutable std::condition_variable _changed;
@@ -365,6 +405,7 @@ DevServer::~DevServer() = default;
 bool DevServer::start() { return _impl->start(); }
 void DevServer::stop() { _impl->stop(); }
 bool DevServer::isRunning() const { return _impl->isRunning(); }
+std::string DevServer::startError() const { return _impl->startError(); }
 int DevServer::port() const { return _impl->port(); }
 std::string DevServer::baseUrl() const { return _impl->baseUrl(); }
 

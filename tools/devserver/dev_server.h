@@ -79,8 +79,14 @@ struct DevServerOptions {
   // Where log lines go; standard output when empty.
   std::function<void(std::string_view)> logSink;
   RpcService::Options rpc;
-  // What interactions requests are answered with; empty lists when not given.
+  // What interactions requests are answered with; empty lists when none of the three is
+  // given. Give at most one: `screenContent` itself, a configuration object (`config`) or
+  // the path of a JSON file holding one (`configFile`), read by `ConfigScreenContent`
+  // (format in README.md). A configuration that cannot be used makes start() fail, with
+  // the reason in startError().
   std::unique_ptr<ScreenContent> screenContent;
+  std::optional<JsonValue> config;
+  std::optional<std::string> configFile;
 };
 
 class DevServer {
@@ -92,10 +98,15 @@ class DevServer {
   DevServer& operator=(const DevServer&) = delete;
 
   // Binds the address and starts serving; connections are accepted as soon as this
-  // returns. False when the address cannot be bound (or the server was started before).
+  // returns. False when the address cannot be bound, the server was started before, or
+  // the configuration cannot be used.
   bool start();
   void stop();
   bool isRunning() const;
+  // Why the last start() failed, e.g. "cannot listen on 127.0.0.1:80" or
+  // "configuration: screens.home[0]: an interaction must be an object"; "" after a start
+  // that succeeded.
+  std::string startError() const;
 
   // The bound port (0 before start()).
   int port() const;

@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
   bool plJson = false;
   std::string domainGroup;
   std::string zone;
+  std::string config;
   app.add_option("-p,--port", port, "Port to listen on; 0 picks a free one")
       ->check(CLI::Range(0, 65535));
   app.add_flag("-l,--log", log, "Log every request and answer");
@@ -25,6 +26,9 @@ int main(int argc, char** argv) {
   app.add_option("--zone", zone,
                  "Zone that getProfile reports (default: the one in the request path, if any)");
   app.add_flag("--pl-json", plJson, "Wrap every answer as pl_json(...)");
+  app.add_option("-c,--config", config,
+                 "JSON file with the interactions per screen and event, segments and "
+                 "connections to answer with (see README.md)");
   CLI11_PARSE(app, argc, argv);
 
   // Block the stop signals before any thread starts, so that all of them inherit the mask
@@ -41,9 +45,10 @@ int main(int argc, char** argv) {
   if (!domainGroup.empty()) options.rpc.domainGroupId = domainGroup;
   if (!zone.empty()) options.rpc.zoneId = zone;
   options.rpc.wrapInPlJson = plJson;
+  if (!config.empty()) options.configFile = config;
   pelorin::devserver::DevServer server(std::move(options));
   if (!server.start()) {
-    std::fprintf(stderr, "pelorin-devserver: cannot listen on 127.0.0.1:%d\n", port);
+    std::fprintf(stderr, "pelorin-devserver: %s\n", server.startError().c_str());
     return 1;
   }
   std::printf("pelorin-devserver listening on %s\n", server.baseUrl().c_str());

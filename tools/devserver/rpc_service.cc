@@ -209,6 +209,9 @@ JsonValue RpcService::createEvent(const JsonRef& params, BatchState& batch) {
   // No interaction: the client asks which interactions apply to this event's screen.
   PageView pageView{
       .profileId = batch.profileId, .eventType = type, .screenName = batch.screenName};
+  if (auto profile = _profiles.find(batch.profileId); profile != _profiles.end()) {
+    pageView.properties = profile->second.properties;
+  }
   if (auto context = params["timelineContext"].at(0); context.isString()) {
     pageView.timelineContext = JsonValue::parse(context.stringView());
   }

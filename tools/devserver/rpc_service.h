@@ -50,11 +50,14 @@ struct PageView {
   std::string eventType{};                     // "PAGEVIEW", or the name of another event
   std::string screenName{};                    // from the "referer" header; "" when it names none
   std::optional<JsonValue> timelineContext{};  // the decoded "timelineContext", if sent
+  // The profile's properties when the request is answered: after the property commands
+  // that came earlier in the same batch. Empty when the batch has no profile.
+  Parameters properties{};
 };
 
 // Decides the "result" of an interactions request: its "interactions", "segments" and
-// "connections". A configured server (interactions per screen name, segments, connections)
-// plugs in here.
+// "connections". `ConfigScreenContent` (config_screen_content.h) answers from a
+// configuration.
 class ScreenContent {
  public:
   virtual ~ScreenContent() = default;
