@@ -28,6 +28,13 @@ JsonRef answerOf(const PelorinConnector::ExchangeResult& result, std::string_vie
   return it == result.response->end() ? JsonRef() : it->second.ref();
 }
 
+// A properties answer whose map has no members. With a profile hash in the request the
+// server leaves out what the device holds already, so such an answer says "current".
+bool holdsNoProperties(JsonRef answer) {
+  JsonRef properties = answer["result"]["properties"];
+  return properties.isObject() && properties.empty();
+}
+
 }  // namespace
 
 // How the event bus sees the engine: it exists, and its screen name.
@@ -132,23 +139,37 @@ void PelorinClientImpl::setEnabled(bool enabled) {
 // ---- The tick and the update cycle ------------------------------------------------------
 
 void PelorinClientImpl::sync() {
-  PelorinClient::synchronized([this] {
+  // The state is encoded under the global lock and written after it: an atomic write syncs
+  // the disk, and app threads must not wait for that. Writes of successive ticks keep their
+  // order through `_fileWriteMutex`, taken before the global lock is let go.
+  std::vector<std::pair<std::string_view, std::string>> files;
+  std::unique_lock<std::mutex> writing;
+  PelorinClient::synchronized([&] {
     if (!_isEnabled) return;
+    auto encode = [&](const auto& object, std::string_view fileName) {
+      if (auto text = PelorinDataManager::encodeForFile(object, fileName)) {
+        files.emplace_back(fileName, std::move(*text));
+      }
+    };
     if (_cache->modified) {
       _cache->modified = false;
-      PelorinDataManager::writeToFile(*_cache, Constants::Files::CACHE);
+      encode(*_cache, Constants::Files::CACHE);
     }
     if (_commitLog->isModified()) {
       _commitLog->setModified(false);
-      PelorinDataManager::writeToFile(*_commitLog, Constants::Files::COMMITLOG);
-      PelorinDataManager::writeToFile(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
+      encode(*_commitLog, Constants::Files::COMMITLOG);
+      encode(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
     }
+    if (!files.empty()) writing = std::unique_lock<std::mutex>(_fileWriteMutex);
     // A request in flight: the next tick sends, so requests never overlap or queue up.
     if (_operationQueue->operationCount() > 0) return;
     if (!_updateRequired) return;
     log("Sync started.");
     sendUpdates(false, nullptr);
   });
+  for (const auto& [fileName, text] : files) {
+    PelorinDataManager::writeStringToFile(text, fileName);
+  }
 }
 
 PelorinClientImpl::UpdateEntries PelorinClientImpl::takeUpdateEntries() {
@@ -222,7 +243,10 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
         return false;
       }
       const bool changed = processProfileResult(answerOf(result, "0"));
-      processPropertiesResult(answerOf(result, "3"), false);
+      // Taken as the whole profile, an empty answer to the hash would empty a current device.
+      if (JsonRef properties = answerOf(result, "3"); !holdsNoProperties(properties)) {
+        processPropertiesResult(properties, false);
+      }
       emptyRequestCommitLog();
       return changed;
     });
