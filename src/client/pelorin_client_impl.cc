@@ -1,11 +1,13 @@
 #include "client/pelorin_client_impl.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include <fmt/format.h>
 
 #include "client/constants.h"
 #include "events/event_bus_client_link.h"
+#include "json/utf8.h"
 #include "pelorin/event.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
@@ -34,6 +36,17 @@ bool holdsNoProperties(JsonRef answer) {
   JsonRef properties = answer["result"]["properties"];
   return properties.isObject() && properties.empty();
 }
+
+// The files and the wire carry UTF-8 only. A change holding other bytes could be neither
+// stored nor sent, and would take every other pending change of its batch down with it.
+bool isUtf8Change(const std::string& name, const std::vector<std::string>& values) {
+  return isValidUtf8(name) && std::all_of(values.begin(), values.end(), [](const auto& value) {
+           return isValidUtf8(value);
+         });
+}
+
+constexpr std::string_view kNotUtf8Change =
+    "Profile change ignored: the property name or a value is not UTF-8";
 
 }  // namespace
 
@@ -106,8 +119,18 @@ bool PelorinClientImpl::canReachServer() const {
 void PelorinClientImpl::setProfileValues(const std::string& name,
                                          const std::vector<std::string>& values) {
   if (name.empty() || values.empty()) return;
+  if (!isUtf8Change(name, values)) {
+    log(std::string(kNotUtf8Change), LogFlag::WARNING);
+    return;
+  }
   _commitLog->setProperties(name, values);
-  _cache->properties[name] = PelorinCache::filterEmpty(values);
+  // The values without empty texts, in the stored list's own storage: a property set again
+  // and again allocates nothing here.
+  std::vector<std::string>& stored = _cache->properties[name];
+  stored.clear();
+  for (const auto& value : values) {
+    if (!value.empty()) stored.push_back(value);
+  }
   _cache->modified = true;
   _updateRequired = true;
 }
@@ -115,6 +138,10 @@ void PelorinClientImpl::setProfileValues(const std::string& name,
 void PelorinClientImpl::addProfileValues(const std::string& name,
                                          const std::vector<std::string>& values) {
   if (name.empty() || values.empty()) return;
+  if (!isUtf8Change(name, values)) {
+    log(std::string(kNotUtf8Change), LogFlag::WARNING);
+    return;
+  }
   _commitLog->addProperties(name, values);
   _cache->addProperties(name, values);
   _updateRequired = true;
@@ -304,7 +331,9 @@ void PelorinClientImpl::createEvent(const std::string& name, const std::optional
     std::optional<std::string> interactionId;
     if (data) interactionId = data->get("interactionId").asString();
     if (interactionId) {
-      if (!interactionId->empty()) {
+      if (!isValidUtf8(*interactionId)) {
+        log("Event ignored: the interaction identifier is not UTF-8", LogFlag::WARNING);
+      } else if (!interactionId->empty()) {
         _commitLog->updateEvent(*eventTypeFromString(name), *interactionId, 1);
         _commitLog->setModified(true);
       }

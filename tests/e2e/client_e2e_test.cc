@@ -192,6 +192,20 @@ TEST_F(ClientE2ETest, UpdateProfileOfAnOutdatedDeviceTakesTheServersProfile) {
   EXPECT_EQ(client().getProfileValues("city"), (std::vector<std::string>{"Amsterdam"}));
 }
 
+// A value that is not UTF-8 can be neither stored nor sent; it must not take the other
+// changes of its batch, or the state files, down with it.
+TEST_F(ClientE2ETest, ChangeThatIsNotUtf8IsIgnoredAndTheOthersReachTheServer) {
+  pageView("home");
+  client().setProfileValue("city", "Utrecht");
+  client().setProfileValue("bad", "\xff");
+  client().addProfileValues("tags", {"new", "\xc0\xaf"});
+  tick();
+  tick();
+  EXPECT_EQ(serverProfile(), (Parameters{{"city", {"Utrecht"}}}));
+  EXPECT_EQ(client().getProfileValues("bad"), std::nullopt);
+  EXPECT_NE(storedFile("cache5.2.data").find(R"("city":["Utrecht"])"), std::string::npos);
+}
+
 TEST_F(ClientE2ETest, OtherEventWithContextPublishesAnAdvancedEvent) {
   pageView("home");
   _server.clearRequests();
