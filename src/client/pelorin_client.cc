@@ -63,9 +63,12 @@ std::optional<std::string> PelorinClient::getProfileId() {
 }
 
 std::string PelorinClient::getProfileValue(std::string_view name) {
+  const std::string key(name);
   return synchronized([&] {
-    auto values = valuesOf(*_engine, name);
-    return values && !values->empty() ? values->front() : std::string();
+    // Only the first value is copied, not the whole list.
+    const auto& properties = _engine->cache().properties;
+    auto it = properties.find(key);
+    return it != properties.end() && !it->second.empty() ? it->second.front() : std::string();
   });
 }
 
@@ -74,16 +77,21 @@ std::optional<std::vector<std::string>> PelorinClient::getProfileValues(std::str
 }
 
 void PelorinClient::setProfileValue(const std::string& name, const std::string& value) {
-  synchronized([&] { _engine->setProfileValue(name, value); });
+  if (name.empty() || value.empty()) return;
+  // The one-value list is made before taking the lock, so contending threads wait less.
+  const std::vector<std::string> values{value};
+  synchronized([&] { _engine->setProfileValues(name, values); });
+}
+
+void PelorinClient::addProfileValue(const std::string& name, const std::string& value) {
+  if (name.empty() || value.empty()) return;
+  const std::vector<std::string> values{value};
+  synchronized([&] { _engine->addProfileValues(name, values); });
 }
 
 void PelorinClient::setProfileValues(const std::string& name,
                                      const std::vector<std::string>& values) {
   synchronized([&] { _engine->setProfileValues(name, values); });
-}
-
-void PelorinClient::addProfileValue(const std::string& name, const std::string& value) {
-  synchronized([&] { _engine->addProfileValue(name, value); });
 }
 
 void PelorinClient::addProfileValues(const std::string& name,

@@ -1,11 +1,13 @@
 #include "client/pelorin_client_impl.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include <fmt/format.h>
 
 #include "client/constants.h"
 #include "events/event_bus_client_link.h"
+#include "json/utf8.h"
 #include "pelorin/event.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
@@ -27,6 +29,23 @@ JsonRef answerOf(const PelorinConnector::ExchangeResult& result, std::string_vie
   auto it = result.response->find(id);
   return it == result.response->end() ? JsonRef() : it->second.ref();
 }
+
+// A properties answer whose map has no members. With a profile hash in the request the
+// server leaves out what the device holds already, so such an answer says "current".
+bool holdsNoProperties(JsonRef answer) {
+  JsonRef properties = answer["result"]["properties"];
+  return properties.isObject() && properties.empty();
+}
+
+// The files and the wire carry UTF-8 only. A change holding other bytes could be neither
+// stored nor sent, and would take every other pending change of its batch down with it.
+bool isUtf8Change(const std::string& name, const std::vector<std::string>& values) {
+  return isValidUtf8(name) && std::all_of(values.begin(), values.end(),
+                                          [](const auto& value) { return isValidUtf8(value); });
+}
+
+constexpr std::string_view kNotUtf8Change =
+    "Profile change ignored: the property name or a value is not UTF-8";
 
 }  // namespace
 
@@ -99,8 +118,18 @@ bool PelorinClientImpl::canReachServer() const {
 void PelorinClientImpl::setProfileValues(const std::string& name,
                                          const std::vector<std::string>& values) {
   if (name.empty() || values.empty()) return;
+  if (!isUtf8Change(name, values)) {
+    log(std::string(kNotUtf8Change), LogFlag::WARNING);
+    return;
+  }
   _commitLog->setProperties(name, values);
-  _cache->properties[name] = PelorinCache::filterEmpty(values);
+  // The values without empty texts, in the stored list's own storage: a property set again
+  // and again allocates nothing here.
+  std::vector<std::string>& stored = _cache->properties[name];
+  stored.clear();
+  for (const auto& value : values) {
+    if (!value.empty()) stored.push_back(value);
+  }
   _cache->modified = true;
   _updateRequired = true;
 }
@@ -108,6 +137,10 @@ void PelorinClientImpl::setProfileValues(const std::string& name,
 void PelorinClientImpl::addProfileValues(const std::string& name,
                                          const std::vector<std::string>& values) {
   if (name.empty() || values.empty()) return;
+  if (!isUtf8Change(name, values)) {
+    log(std::string(kNotUtf8Change), LogFlag::WARNING);
+    return;
+  }
   _commitLog->addProperties(name, values);
   _cache->addProperties(name, values);
   _updateRequired = true;
@@ -132,23 +165,37 @@ void PelorinClientImpl::setEnabled(bool enabled) {
 // ---- The tick and the update cycle ------------------------------------------------------
 
 void PelorinClientImpl::sync() {
-  PelorinClient::synchronized([this] {
+  // The state is encoded under the global lock and written after it: an atomic write syncs
+  // the disk, and app threads must not wait for that. Writes of successive ticks keep their
+  // order through `_fileWriteMutex`, taken before the global lock is let go.
+  std::vector<std::pair<std::string_view, std::string>> files;
+  std::unique_lock<std::mutex> writing;
+  PelorinClient::synchronized([&] {
     if (!_isEnabled) return;
+    auto encode = [&](const auto& object, std::string_view fileName) {
+      if (auto text = PelorinDataManager::encodeForFile(object, fileName)) {
+        files.emplace_back(fileName, std::move(*text));
+      }
+    };
     if (_cache->modified) {
       _cache->modified = false;
-      PelorinDataManager::writeToFile(*_cache, Constants::Files::CACHE);
+      encode(*_cache, Constants::Files::CACHE);
     }
     if (_commitLog->isModified()) {
       _commitLog->setModified(false);
-      PelorinDataManager::writeToFile(*_commitLog, Constants::Files::COMMITLOG);
-      PelorinDataManager::writeToFile(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
+      encode(*_commitLog, Constants::Files::COMMITLOG);
+      encode(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
     }
+    if (!files.empty()) writing = std::unique_lock<std::mutex>(_fileWriteMutex);
     // A request in flight: the next tick sends, so requests never overlap or queue up.
     if (_operationQueue->operationCount() > 0) return;
     if (!_updateRequired) return;
     log("Sync started.");
     sendUpdates(false, nullptr);
   });
+  for (const auto& [fileName, text] : files) {
+    PelorinDataManager::writeStringToFile(text, fileName);
+  }
 }
 
 PelorinClientImpl::UpdateEntries PelorinClientImpl::takeUpdateEntries() {
@@ -222,7 +269,10 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
         return false;
       }
       const bool changed = processProfileResult(answerOf(result, "0"));
-      processPropertiesResult(answerOf(result, "3"), false);
+      // Taken as the whole profile, an empty answer to the hash would empty a current device.
+      if (JsonRef properties = answerOf(result, "3"); !holdsNoProperties(properties)) {
+        processPropertiesResult(properties, false);
+      }
       emptyRequestCommitLog();
       return changed;
     });
@@ -280,7 +330,9 @@ void PelorinClientImpl::createEvent(const std::string& name, const std::optional
     std::optional<std::string> interactionId;
     if (data) interactionId = data->get("interactionId").asString();
     if (interactionId) {
-      if (!interactionId->empty()) {
+      if (!isValidUtf8(*interactionId)) {
+        log("Event ignored: the interaction identifier is not UTF-8", LogFlag::WARNING);
+      } else if (!interactionId->empty()) {
         _commitLog->updateEvent(*eventTypeFromString(name), *interactionId, 1);
         _commitLog->setModified(true);
       }

@@ -8,9 +8,11 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "client/operation_queue.h"
@@ -160,6 +162,8 @@ class PelorinClientImpl {
   std::string _screenName;
   std::unique_ptr<PelorinConfiguration> _configuration;
   std::unique_ptr<EngineEventBusLink> _eventBusLink;
+  // Held while the tick writes its files, outside the global lock.
+  std::mutex _fileWriteMutex;
 };
 
 }  // namespace pelorin

@@ -124,7 +124,8 @@ std::optional<T> PelorinDataManager::loadFromFile(std::string_view fileName) {
 }
 
 template <typename T>
-void PelorinDataManager::writeToFile(const T& object, std::string_view fileName) {
+std::optional<std::string> PelorinDataManager::encodeForFile(const T& object,
+                                                             std::string_view fileName) {
   // Texts in memory may hold any bytes; the stored form is UTF-8 JSON, so such an object
   // cannot be encoded (the JSON writer copies string bytes as they are).
   std::string text = object.encode();
@@ -132,9 +133,14 @@ void PelorinDataManager::writeToFile(const T& object, std::string_view fileName)
     logError([&] {
       return "Unable to encoded data! " + std::string(fileName) + ": a text is not UTF-8";
     });
-    return;
+    return std::nullopt;
   }
-  writeStringToFile(text, fileName);
+  return text;
+}
+
+template <typename T>
+void PelorinDataManager::writeToFile(const T& object, std::string_view fileName) {
+  if (auto text = encodeForFile(object, fileName)) writeStringToFile(*text, fileName);
 }
 
 void PelorinDataManager::cleanUpFiles() {
@@ -163,5 +169,9 @@ template std::optional<PelorinCommitLog> PelorinDataManager::loadFromFile(std::s
 template std::optional<PelorinCache> PelorinDataManager::loadFromFile(std::string_view);
 template void PelorinDataManager::writeToFile(const PelorinCommitLog&, std::string_view);
 template void PelorinDataManager::writeToFile(const PelorinCache&, std::string_view);
+template std::optional<std::string> PelorinDataManager::encodeForFile(const PelorinCommitLog&,
+                                                                      std::string_view);
+template std::optional<std::string> PelorinDataManager::encodeForFile(const PelorinCache&,
+                                                                      std::string_view);
 
 }  // namespace pelorin

@@ -46,6 +46,11 @@ class PelorinDataManager {
   // An object holding texts that are not UTF-8 cannot be encoded and is not written.
   template <typename T>
   static void writeToFile(const T& object, std::string_view fileName);
+  // The stored text of `object`, as `writeToFile` would write it; nothing (logged as there)
+  // when it holds a text that is not UTF-8. With `writeStringToFile`, lets a caller encode
+  // under its lock and do the slow write after releasing it.
+  template <typename T>
+  static std::optional<std::string> encodeForFile(const T& object, std::string_view fileName);
 
   // Removes the files of the earlier, unversioned storage, and staging files that an
   // interrupted write left behind. Call at start-up, before the first write.
@@ -56,6 +61,10 @@ extern template std::optional<PelorinCommitLog> PelorinDataManager::loadFromFile
 extern template std::optional<PelorinCache> PelorinDataManager::loadFromFile(std::string_view);
 extern template void PelorinDataManager::writeToFile(const PelorinCommitLog&, std::string_view);
 extern template void PelorinDataManager::writeToFile(const PelorinCache&, std::string_view);
+extern template std::optional<std::string> PelorinDataManager::encodeForFile(
+    const PelorinCommitLog&, std::string_view);
+extern template std::optional<std::string> PelorinDataManager::encodeForFile(const PelorinCache&,
+                                                                             std::string_view);
 
 }  // namespace pelorin
 

@@ -119,6 +119,37 @@ TEST_F(PelorinClientTest, SetWithEmptyListLeavesThePropertyUnchanged) {
   EXPECT_EQ(client().getProfileValues("city"), std::vector<std::string>{"Utrecht"});
 }
 
+TEST_F(PelorinClientTest, ChangeWithTextThatIsNotUtf8IsIgnoredWithAWarning) {
+  client().setProfileValue("city", "Utrecht");
+  _test.console().clear();
+  client().setProfileValue("city", "Amsterdam\xff");
+  client().addProfileValues("tags", {"ok", "\xed\xa0\x80"});
+  client().setProfileValues("bad\x80name", {"x"});
+  EXPECT_EQ(client().getProfileValue("city"), "Utrecht");
+  EXPECT_EQ(client().getProfileValues("tags"), std::nullopt);
+  const std::string warning =
+      "WARNING [PL_CLIENT]: Profile change ignored: the property name or a value is not UTF-8";
+  EXPECT_EQ(_test.logLines(), (Lines{warning, warning, warning}));
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().commitLog().getProperty("tags"), nullptr);
+    ASSERT_NE(engine().commitLog().getProperty("city"), nullptr);
+    EXPECT_EQ(engine().commitLog().getProperty("city")->values(),
+              (std::vector<std::string>{"Utrecht"}));
+  });
+}
+
+TEST_F(PelorinClientTest, ClickWithAnInteractionIdThatIsNotUtf8RecordsNothing) {
+  client();
+  _test.console().clear();
+  bool called = false;
+  client().createEvent("CLICK", {{"interactionId", "i\xff"}}, [&] { called = true; });
+  _test.mainLoop().runUntilIdle();
+  EXPECT_TRUE(called);
+  EXPECT_EQ(_test.logLines(),
+            Lines{"WARNING [PL_CLIENT]: Event ignored: the interaction identifier is not UTF-8"});
+  PelorinClient::synchronized([&] { EXPECT_TRUE(engine().commitLog().events().empty()); });
+}
+
 TEST_F(PelorinClientTest, SetStoresValuesWithoutEmptyTextsInTheCache) {
   client().setProfileValues("tags", {"", "a"});
   EXPECT_EQ(client().getProfileValues("tags"), std::vector<std::string>{"a"});

@@ -167,6 +167,45 @@ TEST_F(ClientE2ETest, UpdateProfileAlwaysAsksForProperties) {
   EXPECT_TRUE(contains(bodies()[0], R"("method":"getProperties")"));
 }
 
+// The server leaves the properties out of its answer when the device's hash shows a current
+// copy; that answer must not empty the device's profile.
+TEST_F(ClientE2ETest, UpdateProfileOfACurrentDeviceKeepsItsProperties) {
+  pageView("home");
+  client().setProfileValue("city", "Utrecht");
+  tick();
+  ASSERT_EQ(serverProfile(), (Parameters{{"city", {"Utrecht"}}}));
+  client().updateProfile();
+  drain();
+  EXPECT_EQ(client().getProfileValue("city"), "Utrecht");
+  tick();
+  EXPECT_NE(storedFile("cache5.2.data").find(R"("city":["Utrecht"])"), std::string::npos);
+}
+
+// A device whose copy is out of date gets the server's whole profile in its place.
+TEST_F(ClientE2ETest, UpdateProfileOfAnOutdatedDeviceTakesTheServersProfile) {
+  pageView("home");
+  client().setProfileValue("city", "Utrecht");
+  tick();
+  ASSERT_TRUE(_server.service().setProperty(*client().getProfileId(), "city", {"Amsterdam"}));
+  client().updateProfile();
+  drain();
+  EXPECT_EQ(client().getProfileValues("city"), (std::vector<std::string>{"Amsterdam"}));
+}
+
+// A value that is not UTF-8 can be neither stored nor sent; it must not take the other
+// changes of its batch, or the state files, down with it.
+TEST_F(ClientE2ETest, ChangeThatIsNotUtf8IsIgnoredAndTheOthersReachTheServer) {
+  pageView("home");
+  client().setProfileValue("city", "Utrecht");
+  client().setProfileValue("bad", "\xff");
+  client().addProfileValues("tags", {"new", "\xc0\xaf"});
+  tick();
+  tick();
+  EXPECT_EQ(serverProfile(), (Parameters{{"city", {"Utrecht"}}}));
+  EXPECT_EQ(client().getProfileValues("bad"), std::nullopt);
+  EXPECT_NE(storedFile("cache5.2.data").find(R"("city":["Utrecht"])"), std::string::npos);
+}
+
 TEST_F(ClientE2ETest, OtherEventWithContextPublishesAnAdvancedEvent) {
   pageView("home");
   _server.clearRequests();

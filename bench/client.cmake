@@ -1,0 +1,1 @@
+pelorin_add_benchmark(bench_client SOURCES client_bench.cc)
