@@ -1,5 +1,6 @@
 #include "client/plugin_registry.h"
 #include "listeners/behavior_listener.h"
+#include "listeners/form_listener.h"
 
 namespace pelorin {
 
@@ -10,6 +11,7 @@ std::vector<PluginClass> builtInPluginClasses() {
   static const std::vector<PluginClass> classes = [] {
     std::vector<PluginClass> list{
         PluginClass::of<BehaviorListener>(std::string(BehaviorListener::CLASS_NAME)),
+        PluginClass::of<FormListener>(std::string(FormListener::CLASS_NAME)),
     };
     for (const auto& pluginClass : list) RuntimeClasses::add(pluginClass);
     return list;
