@@ -55,9 +55,8 @@ JsonValue FormListener::migrateToV2(JsonRef rules) {
         updated["profileProperty"] = boost::json::string(first["profileproperty"].string());
       }
     }
-    boost::json::object* converter = updated.contains("converter")
-                                         ? updated["converter"].if_object()
-                                         : nullptr;
+    boost::json::object* converter =
+        updated.contains("converter") ? updated["converter"].if_object() : nullptr;
     boost::json::array* mappings = nullptr;
     if (converter != nullptr && converter->contains("mappings")) {
       mappings = (*converter)["mappings"].if_array();

@@ -109,8 +109,8 @@ void FormListeningService::applyRule(const JsonValue& rule) {
   } else if (type == "clickselection") {
     applySelectionRule(rule, ", for a click action", "Apply on click rule: ", ClickEvent::NAME);
   } else if (type == "formselection") {
-    applySelectionRule(rule, ", for a form action", "Apply on form selection rule: ",
-                       FormSubmitEvent::NAME);
+    applySelectionRule(rule, ", for a form action",
+                       "Apply on form selection rule: ", FormSubmitEvent::NAME);
   } else {
     logInfo([&] { return "Appling a rule with the type '" + type + "' is not supported"; });
   }
@@ -133,7 +133,8 @@ void FormListeningService::applyChangeRule(const JsonValue& rule) {
   }
   logInfo([&] { return "Apply on value change rule: " + ruleText(rule.ref()); });
   if (auto picker = std::dynamic_pointer_cast<platform::PickerView>(view)) {
-    logInfo([] { return "Can't listen to UIPickerView realtime, throw a FieldChangeEvent instead"; });
+    logInfo(
+        [] { return "Can't listen to UIPickerView realtime, throw a FieldChangeEvent instead"; });
     // The service stands in as the picker's delegate and reports each selection as an
     // update-values event; the app's own delegate is still told.
     std::shared_ptr<platform::PickerViewDelegate> previous = picker->delegate();

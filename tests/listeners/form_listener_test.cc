@@ -87,8 +87,8 @@ TEST_F(FormListenerTest, VersionTwoListIsAppliedUnchanged) {
   auto listener = load({{"version", "2"}, {"form_listener_rules", std::string(kV2Rules)}});
   ASSERT_NE(listener->formListeningService(), nullptr);
   EXPECT_EQ(listener->formListeningService()->listenerId(), "i1");
-  const auto& rules = listener->formListeningService()->eventMap().at(
-      std::string(FormSubmitEvent::NAME));
+  const auto& rules =
+      listener->formListeningService()->eventMap().at(std::string(FormSubmitEvent::NAME));
   ASSERT_EQ(rules.size(), 1U);
   EXPECT_EQ(rules[0].toCompactString(), json(kV2Rules).ref().at(0).toCompactString());
   EXPECT_THAT(subscribedIds(), ElementsAre("PelorinClient.FormSubmitEvent i1"));
@@ -101,8 +101,7 @@ TEST_F(FormListenerTest, VersionOneRulesAreUpgraded) {
   auto listener = make({{"version", "1"}, {"form_listener_rules", std::string(kV1Rules)}});
   std::optional<JsonValue> rules = listener->migrate();
   ASSERT_TRUE(rules.has_value());
-  EXPECT_EQ(rules->toCompactString(),
-            json(R"([{"identifier": "r1", "action": {"type": "onchange"},
+  EXPECT_EQ(rules->toCompactString(), json(R"([{"identifier": "r1", "action": {"type": "onchange"},
                 "formfield": {"selector": "#cityField"},
                 "profileproperty": [{"profileproperty": "city"}], "addset": "set",
                 "converter": {"mappings": [
@@ -113,7 +112,7 @@ TEST_F(FormListenerTest, VersionOneRulesAreUpgraded) {
                 "id": "r1", "profileProperty": "city"},
                {"action": {"type": "onchange"}, "profileproperty": [{}], "converter": "none",
                 "profileProperty": ""}])")
-                .toCompactString());
+                                          .toCompactString());
 }
 
 TEST_F(FormListenerTest, UpgradedRulesWork) {

@@ -15,11 +15,11 @@
 namespace pelorin::testing {
 namespace {
 
+using platform::ControlEvents;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using platform::ControlEvents;
 using Strings = std::vector<std::string>;
 
 std::uint32_t eventsFor(const platform::Control& control, const FormListeningService& service) {
@@ -94,8 +94,8 @@ TEST_F(FormServiceTest, ControlEventsChosenByTheControlKind) {
   screen.add("stepper", stepper);
   screen.add("stepSlider", stepSlider);
   std::string rules = "[";
-  for (const char* name : {"segments", "datePicker", "stepper", "newsletterSwitch",
-                           "budgetSlider", "stepSlider", "cityField"}) {
+  for (const char* name : {"segments", "datePicker", "stepper", "newsletterSwitch", "budgetSlider",
+                           "stepSlider", "cityField"}) {
     if (rules.size() > 1) rules += ",";
     rules += R"({"action": {"type": "onchange"}, "formfield": {"selector": "#)" +
              std::string(name) + R"("}, "profileProperty": "p", "addset": "set"})";
@@ -117,7 +117,8 @@ TEST_F(FormServiceTest, OtherControlGetsNoTarget) {
   auto service = apply(R"([{"action": {"type": "onchange"}, "formfield": {"selector":
       "#planButton"}, "profileProperty": "plan", "addset": "set"}])");
   EXPECT_THAT(serviceLines(), Contains("INFO [PL_FORMSERVICE]: Unable to add a target to the "
-                                       "element: " + screen.plan->description()));
+                                       "element: " +
+                                       screen.plan->description()));
   EXPECT_EQ(eventsFor(*screen.plan, *service), 0U);
   // still filed: the app may publish field changes for it itself
   EXPECT_EQ(service->eventMap().count(FieldChangeEvent::NAME), 1U);
@@ -312,8 +313,8 @@ TEST_F(FormServiceTest, RuleWithoutPropertyOrMethodWritesNothing) {
   screen.submit->tap();
   EXPECT_EQ(profile("city"), std::nullopt);
   EXPECT_THAT(service->pendingChanges(), IsEmpty());
-  EXPECT_THAT(serviceLines(), Not(Contains(::testing::StartsWith(
-                                  "INFO [PL_FORMSERVICE]: Profile Change"))));
+  EXPECT_THAT(serviceLines(),
+              Not(Contains(::testing::StartsWith("INFO [PL_FORMSERVICE]: Profile Change"))));
 }
 
 TEST_F(FormServiceTest, MalformedRulesAreSkipped) {
