@@ -1,5 +1,6 @@
 #include "client/plugin_registry.h"
 #include "listeners/behavior_listener.h"
+#include "listeners/form_listener.h"
 #include "plugins/fullscreen_lightbox.h"
 #include "plugins/global_listener.h"
 #include "plugins/preferred_hour_listener.h"
@@ -13,7 +14,8 @@ std::vector<PluginClass> builtInPluginClasses() {
   static const std::vector<PluginClass> classes = [] {
     std::vector<PluginClass> list;
     list.push_back(PluginClass::of<BehaviorListener>(std::string(BehaviorListener::CLASS_NAME)));
-    // Slots for EngagementRankingListener, EngagementScoreListener and FormListener follow.
+    // Slots for EngagementRankingListener and EngagementScoreListener follow.
+    list.push_back(PluginClass::of<FormListener>(std::string(FormListener::CLASS_NAME)));
     list.push_back(PluginClass::of<FullscreenLightbox>("PelorinClient.FullscreenLightbox"));
     list.push_back(PluginClass::of<PreferredHourListener>("PelorinClient.PreferredHourListener"));
     list.push_back(PluginClass::of<GlobalListener>("PelorinClient.GlobalListener"));

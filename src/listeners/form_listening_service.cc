@@ -1,0 +1,375 @@
+#include "listeners/form_listening_service.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "base/describe.h"
+#include "client/pelorin_configuration.h"
+#include "listeners/listener_util.h"
+#include "listeners/rule_service.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
+#include "pelorin/platform/control.h"
+#include "pelorin/platform/controls.h"
+#include "pelorin/platform/view.h"
+
+namespace pelorin {
+namespace {
+
+using Strings = std::vector<std::string>;
+using platform::ControlEvents;
+using platform::ControlKind;
+
+void logInfo(auto&& makeMessage) {
+  PelorinConfiguration::log(std::forward<decltype(makeMessage)>(makeMessage),
+                            FormListeningService::LOG_TAG, LogFlag::INFO);
+}
+
+std::string ruleText(JsonRef rule) { return rule.exists() ? rule.toPrettyString() : "unknown"; }
+
+[[noreturn]] void fatal(const char* message) {
+  std::fprintf(stderr, "FormListeningService: %s\n", message);
+  std::abort();
+}
+
+// The events after which an observed control's value counts, by its kind.
+std::optional<ControlEvents> changeEventsFor(const platform::Control& control) {
+  switch (control.kind()) {
+    case ControlKind::kSegmentedControl:
+    case ControlKind::kDatePicker:
+    case ControlKind::kStepper:
+    case ControlKind::kSwitch:
+      return ControlEvents::kValueChanged;
+    case ControlKind::kSlider:
+      // A continuous slider changes on every step of a drag; it counts once, on release.
+      return static_cast<const platform::Slider&>(control).isContinuous()
+                 ? ControlEvents::kTouchUpInside
+                 : ControlEvents::kValueChanged;
+    case ControlKind::kTextField:
+      return ControlEvents::kEditingDidEndOnExit | ControlEvents::kEditingDidEnd;
+    default:
+      return std::nullopt;
+  }
+}
+
+// The value of a control that has no text: a switch's "true"/"false", a slider's or a
+// stepper's number, the selected segment's title, a date picker's milliseconds since 1970.
+std::optional<std::string> controlValue(const platform::View& view) {
+  const auto* control = dynamic_cast<const platform::Control*>(&view);
+  if (control == nullptr) return std::nullopt;
+  switch (control->kind()) {
+    case ControlKind::kSwitch:
+      return static_cast<const platform::Switch*>(control)->isOn() ? "true" : "false";
+    case ControlKind::kSlider:
+      return RuleService::formatNumber(static_cast<const platform::Slider*>(control)->value());
+    case ControlKind::kStepper:
+      return RuleService::formatNumber(static_cast<const platform::Stepper*>(control)->value());
+    case ControlKind::kSegmentedControl: {
+      const auto* segments = static_cast<const platform::SegmentedControl*>(control);
+      if (std::optional<std::size_t> index = segments->selectedSegmentIndex()) {
+        return segments->titleForSegment(*index);
+      }
+      return std::nullopt;
+    }
+    case ControlKind::kDatePicker: {
+      auto date = static_cast<const platform::DatePicker*>(control)->date();
+      return std::to_string(
+          std::chrono::duration_cast<std::chrono::milliseconds>(date.time_since_epoch()).count());
+    }
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace
+
+std::shared_ptr<FormListeningService> FormListeningService::self() {
+  auto shared = std::static_pointer_cast<FormListeningService>(weak_from_this().lock());
+  if (!shared) fatal("the service is not owned by a shared_ptr");
+  return shared;
+}
+
+void FormListeningService::applyRules(JsonRef rules) {
+  std::vector<JsonValue> list;
+  for (const JsonRef& rule : rules.elements()) list.emplace_back(rule);
+  applyRules(list);
+}
+
+void FormListeningService::applyRules(const std::vector<JsonValue>& rules) {
+  for (const JsonValue& rule : rules) applyRule(rule);
+  subscribeListeners();
+}
+
+void FormListeningService::applyRule(const JsonValue& rule) {
+  const std::string type = rule["action"]["type"].string();
+  if (type == "onchange") {
+    applyChangeRule(rule);
+  } else if (type == "clickselection") {
+    applySelectionRule(rule, ", for a click action", "Apply on click rule: ", ClickEvent::NAME);
+  } else if (type == "formselection") {
+    applySelectionRule(rule, ", for a form action",
+                       "Apply on form selection rule: ", FormSubmitEvent::NAME);
+  } else {
+    logInfo([&] { return "Appling a rule with the type '" + type + "' is not supported"; });
+  }
+}
+
+void FormListeningService::applyChangeRule(const JsonValue& rule) {
+  std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"]);
+  std::shared_ptr<platform::View> view;
+  if (selector) view = PelorinClient::synchronized([&] { return _client.getView(*selector); });
+  if (auto control = std::dynamic_pointer_cast<platform::Control>(view)) {
+    logInfo([&] { return "Apply on change rule: " + ruleText(rule.ref()); });
+    if (std::optional<ControlEvents> events = changeEventsFor(*control)) {
+      control->addTarget(self(), &FormListeningService::fieldChangeAction, *events);
+    } else {
+      logInfo([&] { return "Unable to add a target to the element: " + control->description(); });
+    }
+    addToClickRuleMap(rule, control);
+    registerEvent(rule, FieldChangeEvent::NAME);
+    return;
+  }
+  logInfo([&] { return "Apply on value change rule: " + ruleText(rule.ref()); });
+  if (auto picker = std::dynamic_pointer_cast<platform::PickerView>(view)) {
+    logInfo(
+        [] { return "Can't listen to UIPickerView realtime, throw a FieldChangeEvent instead"; });
+    // The service stands in as the picker's delegate and reports each selection as an
+    // update-values event; the app's own delegate is still told.
+    std::shared_ptr<platform::PickerViewDelegate> previous = picker->delegate();
+    if (previous.get() != this) {
+      _delegate[picker.get()] = previous;
+      picker->setDelegate(std::static_pointer_cast<platform::PickerViewDelegate>(self()));
+    }
+    AttachedRules& entry = _pickerMap[picker.get()];
+    if (entry.view.lock() != picker) entry = AttachedRules{picker, {}};
+    entry.rules.push_back(rule);
+  }
+  registerEvent(rule, UpdateValuesEvent::NAME);
+}
+
+void FormListeningService::applySelectionRule(const JsonValue& rule, std::string_view kind,
+                                              std::string_view applyMessage,
+                                              std::string_view className) {
+  std::optional<std::string> selector = ListenerUtil::getSelector(rule["action"]);
+  std::shared_ptr<platform::View> view;
+  if (selector) view = PelorinClient::synchronized([&] { return _client.getView(*selector); });
+  if (!view) {
+    logInfo([&] {
+      return "Unable to get the view with the selector: " + selector.value_or("") +
+             std::string(kind);
+    });
+    return;
+  }
+  logInfo([&] { return std::string(applyMessage) + ruleText(rule.ref()); });
+  if (auto control = std::dynamic_pointer_cast<platform::Control>(view)) {
+    control->addTarget(self(), &FormListeningService::touchAction, ControlEvents::kTouchDown);
+    addToClickRuleMap(rule, control);
+  }
+  registerEvent(rule, className);
+}
+
+void FormListeningService::addToClickRuleMap(const JsonValue& rule,
+                                             const std::shared_ptr<platform::View>& view) {
+  AttachedRules& entry = _clickMap[view.get()];
+  if (entry.view.lock() != view) entry = AttachedRules{view, {}};
+  entry.rules.push_back(rule);
+}
+
+std::vector<JsonValue> FormListeningService::attachedRules(const AttachedMap& map,
+                                                           const platform::View& view) const {
+  auto found = map.find(&view);
+  if (found == map.end() || found->second.view.lock().get() != &view) return {};
+  return found->second.rules;
+}
+
+void FormListeningService::touchAction(platform::Control& control) {
+  PelorinEventManager& bus = PelorinEventFactory::getInstance();
+  for (const JsonValue& rule : attachedRules(_clickMap, control)) {
+    const std::string_view type = rule["action"]["type"].stringView();
+    std::optional<std::string> selector = ListenerUtil::getSelector(rule["action"]);
+    if (!selector) continue;
+    std::shared_ptr<Event> event;
+    if (type == "clickselection") {
+      event = std::make_shared<ClickEvent>(*selector);
+    } else if (type == "formselection") {
+      event = std::make_shared<FormSubmitEvent>(*selector);
+    } else {
+      continue;
+    }
+    PelorinClient::synchronized([&] { bus.publish(event); });
+  }
+}
+
+void FormListeningService::fieldChangeAction(platform::Control& control) {
+  PelorinEventManager& bus = PelorinEventFactory::getInstance();
+  for (const JsonValue& rule : attachedRules(_clickMap, control)) {
+    if (rule["action"]["type"].stringView() != "onchange") continue;
+    if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"])) {
+      PelorinClient::synchronized(
+          [&] { bus.publish(std::make_shared<FieldChangeEvent>(*selector)); });
+    }
+  }
+}
+
+void FormListeningService::didSelectRow(platform::PickerView& pickerView, std::size_t row,
+                                        std::size_t component) {
+  if (auto found = _delegate.find(&pickerView); found != _delegate.end()) {
+    if (std::shared_ptr<platform::PickerViewDelegate> previous = found->second.lock()) {
+      previous->didSelectRow(pickerView, row, component);
+    }
+  }
+  PelorinEventManager& bus = PelorinEventFactory::getInstance();
+  for (const JsonValue& rule : attachedRules(_pickerMap, pickerView)) {
+    std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"]);
+    if (!selector) continue;
+    Strings values = getValues(rule.ref(), std::nullopt);
+    PelorinClient::synchronized(
+        [&] { bus.publish(std::make_shared<UpdateValuesEvent>(*selector, std::move(values))); });
+  }
+}
+
+void FormListeningService::handleEvent(const std::shared_ptr<Event>& event) {
+  if (!event) return;
+  logInfo([&] { return "Handling event " + event->description(); });
+  auto found = _eventMap.find(event->name());
+  if (found == _eventMap.end()) return;
+  const std::vector<JsonValue> rules = found->second;
+  const auto* fieldChange = dynamic_cast<const FieldChangeEvent*>(event.get());
+  const auto* click = dynamic_cast<const ClickEvent*>(event.get());
+  const auto* update = dynamic_cast<const UpdateValuesEvent*>(event.get());
+  for (const JsonValue& rule : rules) {
+    std::optional<ProfileChange> change;
+    if (fieldChange != nullptr) {
+      change = handleFieldChangeEvent(rule.ref(), *fieldChange);
+    } else if (click != nullptr) {
+      change = handleTouchEvent(rule.ref(), *click);
+    } else if (update != nullptr) {
+      change = handleUpdateValuesEvent(rule.ref(), *update);
+    }
+    if (change) {
+      std::lock_guard<std::mutex> lock(_changesLock);
+      _changes.push_back(*std::move(change));
+    }
+  }
+  save();
+}
+
+std::optional<ProfileChange> FormListeningService::handleTouchEvent(JsonRef rule,
+                                                                    const ClickEvent& clickEvent) {
+  std::optional<std::string> selector = ListenerUtil::getSelector(rule["action"]);
+  if (!selector || *selector != clickEvent.selector()) return std::nullopt;
+  // "value" takes what the event carries; without a context the field is read after all.
+  const bool useContext = rule["valuetext"].stringView() == "value";
+  return addProfileChange(rule, useContext ? clickEvent.context() : std::nullopt);
+}
+
+std::optional<ProfileChange> FormListeningService::handleFieldChangeEvent(
+    JsonRef rule, const FieldChangeEvent& fieldChangeEvent) {
+  std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"]);
+  if (!selector || *selector != fieldChangeEvent.selector()) return std::nullopt;
+  const bool useContext = rule["valuetext"].stringView() == "value";
+  return addProfileChange(rule, useContext ? fieldChangeEvent.context() : std::nullopt);
+}
+
+std::optional<ProfileChange> FormListeningService::handleUpdateValuesEvent(
+    JsonRef rule, const UpdateValuesEvent& updateValuesEvent) {
+  std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"]);
+  if (!selector || !updateValuesEvent.selector() || *selector != *updateValuesEvent.selector()) {
+    return std::nullopt;
+  }
+  std::optional<std::string> property = rule["profileProperty"].asString();
+  std::optional<Method> method = methodFromString(rule["addset"].stringView());
+  if (!property || !method) return std::nullopt;
+  return ProfileChange{*std::move(property), convertValues(rule, updateValuesEvent.values()),
+                       *method};
+}
+
+std::optional<ProfileChange> FormListeningService::addProfileChange(
+    JsonRef rule, const std::optional<Strings>& context) {
+  std::optional<std::string> property = rule["profileProperty"].asString();
+  if (!property) return std::nullopt;
+  std::optional<Method> method = methodFromString(rule["addset"].stringView());
+  if (!method) return std::nullopt;
+  return ProfileChange{*std::move(property), convertValues(rule, getValues(rule, context)),
+                       *method};
+}
+
+Strings FormListeningService::getValues(JsonRef rule, const std::optional<Strings>& context) {
+  Strings values;
+  if (context) {
+    values = *context;
+  } else if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"])) {
+    std::shared_ptr<platform::View> view =
+        PelorinClient::synchronized([&] { return _client.getView(*selector); });
+    if (auto picker = std::dynamic_pointer_cast<platform::PickerView>(view)) {
+      // A picker has no text: its value is the title of the selected row of each wheel.
+      for (std::size_t component = 0; component < picker->numberOfComponents(); ++component) {
+        std::optional<std::size_t> row = picker->selectedRow(component);
+        if (!row) continue;
+        logInfo([&] {
+          return "Index: " + std::to_string(component) + " rowindex: " + std::to_string(*row);
+        });
+        if (std::optional<std::string> title = picker->titleForRow(*row, component)) {
+          values.push_back(*std::move(title));
+        }
+      }
+    } else {
+      values = ListenerUtil::getContent(*selector, std::nullopt);
+      if (values.empty() && view) {
+        if (std::optional<std::string> value = controlValue(*view)) values.push_back(*value);
+      }
+    }
+  }
+  logInfo([&] { return "The content from getValues: " + describe(values); });
+  return values;
+}
+
+Strings FormListeningService::convertValues(JsonRef rule, const Strings& values) {
+  JsonRef mappings = rule["converter"]["mappings"];
+  if (!mappings.isArray()) return values;
+  Strings converted;
+  converted.reserve(values.size());
+  for (const std::string& value : values) converted.push_back(getConvertedValue(value, mappings));
+  return converted;
+}
+
+std::string FormListeningService::getConvertedValue(const std::string& value, JsonRef mappings) {
+  for (const JsonRef& mapping : mappings.elements()) {
+    std::optional<std::string> original = mapping["original"].asString();
+    if (!original || *original != value) continue;
+    // A mapping without a text to store does not convert.
+    if (std::optional<std::string> converted = mapping["converted"].asString()) return *converted;
+  }
+  return value;
+}
+
+void FormListeningService::saveChange(const ProfileChange& change) {
+  logInfo([&] { return "Profile Change: " + change.description(); });
+  PelorinClient::synchronized([&] {
+    if (change.method == Method::set) {
+      _client.setProfileValues(change.property, change.values);
+    } else {
+      // "add" and "merge" both append here: form values are not numbers to sum.
+      _client.addProfileValues(change.property, change.values);
+    }
+  });
+}
+
+void FormListeningService::save() {
+  logInfo([] { return "Saving"; });
+  std::vector<ProfileChange> pending;
+  {
+    std::lock_guard<std::mutex> lock(_changesLock);
+    pending.swap(_changes);
+  }
+  for (const ProfileChange& change : pending) saveChange(change);
+}
+
+std::vector<ProfileChange> FormListeningService::pendingChanges() const {
+  std::lock_guard<std::mutex> lock(_changesLock);
+  return _changes;
+}
+
+}  // namespace pelorin

@@ -1,0 +1,151 @@
+// The form listener end to end: the devserver configures it for the SignUp screen, the
+// client starts it at the page view, and what the user enters reaches the server at the
+// next tick.
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "client/pelorin_client_impl.h"
+#include "devserver/dev_server.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/platform/toolkit.h"
+#include "support/test_platform.h"
+
+namespace pelorin {
+namespace {
+
+constexpr std::string_view kFormRules = R"([
+    {"id": "city", "action": {"type": "onchange"}, "formfield": {"selector": "#cityField"},
+     "profileProperty": "city", "addset": "set",
+     "converter": {"mappings": [{"id": "1", "original": "Amsterdam", "converted": "AMS"}]}},
+    {"id": "news", "action": {"type": "onchange"},
+     "formfield": {"selector": "#newsletterSwitch"}, "profileProperty": "newsletter",
+     "addset": "set"},
+    {"id": "email", "action": {"type": "formselection", "selector": "#submitButton"},
+     "formfield": {"selector": "#emailField"}, "profileProperty": "email", "addset": "add"}])";
+
+// Answers a page view of "SignUp" with one form listener interaction.
+class SignUpInteractions : public devserver::ScreenContent {
+ public:
+  JsonValue resultFor(const devserver::PageView& pageView) const override {
+    boost::json::array interactions;
+    if (pageView.eventType == "PAGEVIEW" && pageView.screenName == "SignUp") {
+      boost::json::array parameters{
+          boost::json::object{{"id", "version"}, {"value", boost::json::array{"2"}}},
+          boost::json::object{{"id", "form_listener_rules"},
+                              {"value", boost::json::array{boost::json::string(kFormRules)}}}};
+      interactions.push_back(boost::json::object{
+          {"id", "form-1"},
+          {"pluginClass", "PelorinClient.FormListener"},
+          {"myInteractionTypeId", "type-2"},
+          {"defaultLocale", "en"},
+          {"parameters",
+           boost::json::array{boost::json::object{{"locale", "en"}, {"parameter", parameters}}}}});
+    }
+    return JsonValue(boost::json::object{{"interactions", std::move(interactions)},
+                                         {"segments", boost::json::array()},
+                                         {"connections", boost::json::array()}});
+  }
+};
+
+devserver::DevServerOptions serverOptions() {
+  devserver::DevServerOptions options;
+  options.screenContent = std::make_unique<SignUpInteractions>();
+  return options;
+}
+
+class FormListenerE2ETest : public ::testing::Test {
+ protected:
+  FormListenerE2ETest() {
+    EXPECT_TRUE(_server.start());
+    _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
+    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+    add("cityField", _city);
+    add("emailField", _email);
+    add("newsletterSwitch", _newsletter);
+    add("submitButton", _submit);
+    _test.ui().setKeyWindowRootViewController(_signUp);
+  }
+
+  void add(const std::string& outlet, const std::shared_ptr<platform::View>& view) {
+    _signUp->view()->addSubview(view);
+    _signUp->addOutlet(outlet, view);
+  }
+
+  PelorinClient& client() { return PelorinClient::getInstance(_signUp); }
+  PelorinClientImpl& engine() { return client().engine(); }
+
+  // Runs queued network operations and main-thread work until both are idle.
+  void drain() {
+    for (int round = 0; round < 100; ++round) {
+      engine().waitForOperations();
+      if (_test.mainLoop().runUntilIdle() == 0 && engine().pendingOperations() == 0) return;
+    }
+    ADD_FAILURE() << "client did not become idle";
+  }
+  void tick() {
+    _test.advanceClock(Platform::current().syncInterval());
+    _test.mainLoop().runUntilIdle();
+    drain();
+  }
+  void pageView(const std::string& screen) {
+    client().createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", screen}});
+    drain();
+  }
+  std::optional<Parameters> serverProfile() {
+    auto id = client().getProfileId();
+    return id ? _server.service().properties(*id) : std::nullopt;
+  }
+
+  testing::TestPlatform _test;
+  devserver::DevServer _server{serverOptions()};
+  std::shared_ptr<platform::ViewController> _signUp =
+      std::make_shared<platform::ViewController>("SignUp");
+  std::shared_ptr<platform::TextField> _city = std::make_shared<platform::TextField>();
+  std::shared_ptr<platform::TextField> _email =
+      std::make_shared<platform::TextField>("ann@example.com");
+  std::shared_ptr<platform::Switch> _newsletter = std::make_shared<platform::Switch>();
+  std::shared_ptr<platform::Button> _submit = std::make_shared<platform::Button>("Send");
+};
+
+TEST_F(FormListenerE2ETest, PageViewStartsTheListenerOnTheForm) {
+  pageView("SignUp");
+  PelorinClient::synchronized([&] { EXPECT_EQ(engine().currentPlugins().size(), 1U); });
+  EXPECT_EQ(_city->targetCount(), 1U);
+  EXPECT_EQ(_newsletter->targetCount(), 1U);
+  EXPECT_EQ(_submit->targetCount(), 1U);
+}
+
+TEST_F(FormListenerE2ETest, FilledInFormReachesTheServerAtTheNextTick) {
+  pageView("SignUp");
+  tick();
+
+  _city->typeText("Amsterdam");
+  _city->pressReturn();
+  _newsletter->toggle();
+  _submit->tap();
+
+  EXPECT_EQ(client().getProfileValues("city"), std::vector<std::string>{"AMS"});
+  tick();
+  EXPECT_EQ(
+      serverProfile(),
+      (Parameters{{"city", {"AMS"}}, {"email", {"ann@example.com"}}, {"newsletter", {"true"}}}));
+}
+
+TEST_F(FormListenerE2ETest, NextPageViewDestroysTheListener) {
+  pageView("SignUp");
+  pageView("Home");
+  // Its subscriptions ended: the controls publish to nobody.
+  _city->typeText("Amsterdam");
+  _city->endEditing();
+  _submit->tap();
+  EXPECT_EQ(client().getProfileValues("city"), std::nullopt);
+  EXPECT_EQ(client().getProfileValues("email"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace pelorin
