@@ -11,6 +11,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "platform/atomic_file.h"
+
 namespace pelorin::platform {
 namespace {
 
@@ -247,6 +249,25 @@ class CurlHttpClient::Impl {
     curl_easy_cleanup(loader);
   }
 
+  // Writes the shared store to the cookie file when it changed. curl's own cookie jar
+  // truncates the file before it writes the new one, so a process killed in between would
+  // come back as a stranger to the server; the atomic write leaves the old file or the new.
+  void saveCookies(CURL* easy) {
+    curl_slist* cookies = nullptr;
+    if (curl_easy_getinfo(easy, CURLINFO_COOKIELIST, &cookies) != CURLE_OK) return;
+    std::string text = "# Netscape HTTP Cookie File\n";
+    for (const curl_slist* line = cookies; line != nullptr; line = line->next) {
+      text += line->data;
+      text += '\n';
+    }
+    curl_slist_free_all(cookies);
+    if (text == _savedCookies) return;
+    std::optional<std::filesystem::path> file = cookieFile();
+    if (file && writeFileAtomically(file->string(), text).isOk()) {
+      _savedCookies = std::move(text);
+    }
+  }
+
   CURLcode prepare(Transfer& transfer, CookieAcceptPolicy policy) {
     // Like the URL-loading system, and unlike curl, a URL must name its scheme: curl would
     // take "localhost:1/x" for http and refuse a relative URL as malformed.
@@ -311,10 +332,7 @@ class CurlHttpClient::Impl {
       curl_easy_setopt(easy, CURLOPT_SHARE, _share);
       curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
       std::lock_guard<std::mutex> lock(_mutex);
-      if (_cookieFile) {
-        curl_easy_setopt(easy, CURLOPT_COOKIEJAR, _cookieFile->c_str());
-        transfer.writesCookieFile = true;
-      }
+      transfer.writesCookieFile = _cookieFile.has_value();
     }
     return CURLE_OK;
   }
@@ -347,11 +365,8 @@ class CurlHttpClient::Impl {
                                                       : std::string(curl_easy_strerror(code));
       result.error = std::move(error);
     }
-    if (transfer->writesCookieFile && transfer->easy != nullptr) {
-      // Save now, so a process started after this answer sees the visitor's cookies.
-      curl_easy_setopt(transfer->easy, CURLOPT_COOKIELIST, "FLUSH");
-      curl_easy_setopt(transfer->easy, CURLOPT_COOKIEJAR, static_cast<char*>(nullptr));
-    }
+    // Save now, so a process started after this answer sees the visitor's cookies.
+    if (transfer->writesCookieFile && transfer->easy != nullptr) saveCookies(transfer->easy);
     Completion completion = std::move(transfer->completion);
     transfer.reset();
     if (completion) completion(std::move(result));
@@ -384,6 +399,7 @@ class CurlHttpClient::Impl {
   bool _stopping = false;                         // guarded by _mutex
   CookieAcceptPolicy _policy = CookieAcceptPolicy::kOnlyFromMainDocumentDomain;  // by _mutex
   std::optional<std::filesystem::path> _cookieFile;  // guarded by _mutex
+  std::string _savedCookies;                         // the cookie file's text, on the worker
   std::thread _worker;
 };
 

@@ -10,6 +10,7 @@
 
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"
+#include "platform/atomic_file.h"
 
 namespace pelorin::platform {
 namespace {
@@ -180,7 +181,11 @@ FileStatus PosixFileSystem::renameFile(const std::string& from, const std::strin
 
 FileStatus PosixFileSystem::writeFileAtomically(const std::string& path,
                                                 std::string_view contents) {
-  std::string staging = path + std::string(TEMPORARY_MARKER) + "XXXXXX";
+  return platform::writeFileAtomically(path, contents);
+}
+
+FileStatus writeFileAtomically(const std::string& path, std::string_view contents) {
+  std::string staging = path + std::string(FileSystem::TEMPORARY_MARKER) + "XXXXXX";
   // mkostemp creates a fresh file with mode 0600 and a unique name, so concurrent writers
   // of one target never share a staging file.
   Descriptor file(::mkostemp(staging.data(), O_CLOEXEC));

@@ -71,9 +71,19 @@ int writeSteadily(pelorin::platform::MainLoop& loop) {
 int flush(pelorin::platform::MainLoop& loop) {
   auto& client = pelorin::PelorinClient::getInstance();
   // A page-view style sync sends what the commit logs hold even when nothing new was
-  // written since the last start; ticks then write the emptied logs.
-  client.updateProfile();
-  for (int i = 0; i < 8; ++i) loop.runFor(kSyncInterval);
+  // written since the last start. Its completion ends the wait, however loaded the machine.
+  bool sent = false;
+  client.updateProfile([&] {
+    sent = true;
+    loop.stop();
+  });
+  loop.runFor(30s);
+  if (!sent) {
+    std::printf("not sent\n");
+    return 1;
+  }
+  // A few ticks store the emptied logs, so the next run does not send them again.
+  for (int i = 0; i < 3; ++i) loop.runFor(kSyncInterval);
   std::printf("profile %s\n", client.getProfileId().value_or("").c_str());
   std::fflush(stdout);
   return 0;

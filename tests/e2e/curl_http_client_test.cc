@@ -360,6 +360,37 @@ TEST_F(CurlHttpClientTest, CookieFileIsWrittenBeforeTheCompletionRuns) {
   EXPECT_EQ(client.cookieFile(), cookieFile);
 }
 
+// The file is replaced by a rename, never truncated and rewritten in place: a process
+// killed mid-write must still find the visitor's cookie at its next start. A second link
+// to the old file shows which: it keeps the old text only if the file was replaced.
+TEST_F(CurlHttpClientTest, CookieFileIsReplacedWholeAndPrivate) {
+  TempFolder folder;
+  const auto cookieFile = std::filesystem::path(folder.path()) / "cookies.txt";
+  const auto oldLink = std::filesystem::path(folder.path()) / "old.txt";
+  const std::string oldText = "# Netscape HTTP Cookie File\n";
+  {
+    std::ofstream out(cookieFile);
+    out << oldText;
+  }
+  std::filesystem::create_hard_link(cookieFile, oldLink);
+  CurlHttpClient client(cookieFile);
+
+  ASSERT_TRUE(sendAndWait(client, post(_server.rpcUrl())));
+
+  ASSERT_EQ(_server.service().profileIds().size(), 1U);
+  const std::string profileId = _server.service().profileIds()[0];
+  EXPECT_EQ(readFile(oldLink), oldText);
+  const std::string text = readFile(cookieFile);
+  EXPECT_TRUE(text.starts_with("# Netscape HTTP Cookie File\n#HttpOnly_127.0.0.1\tFALSE\t/\t"))
+      << text;
+  EXPECT_TRUE(text.ends_with("\tpl_profile\t" + profileId + "\n")) << text;
+  EXPECT_EQ(std::filesystem::status(cookieFile).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()),
+                          std::filesystem::directory_iterator()),
+            2);
+}
+
 TEST_F(CurlHttpClientTest, CookieFileLocationIsAskedOnFirstRequest) {
   TempFolder folder;
   int asked = 0;

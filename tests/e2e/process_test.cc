@@ -28,6 +28,16 @@ class ProcessTest : public ::testing::Test {
     return {PELORIN_TEST_HOST, scenario, _storage.path(), _server.baseUrl()};
   }
 
+  // The profiles on the server that hold a property of this name, for failure messages.
+  std::string profilesHolding(const std::string& name) {
+    std::string found;
+    for (const auto& id : _server.service().profileIds()) {
+      auto properties = _server.service().properties(id);
+      if (properties && properties->contains(name)) found += id + " ";
+    }
+    return found.empty() ? "none" : found;
+  }
+
   devserver::DevServer _server;
   testing::TempFolder _storage;
 };
@@ -59,6 +69,7 @@ TEST_F(ProcessTest, ChangesSurviveKillsAtRandomMoments) {
   std::mt19937 random(20261122);
   std::uniform_int_distribution<int> delay(400, 1000);
   constexpr int kKills = 50;
+  std::string firstProfileId;
   for (int round = 0; round < kKills; ++round) {
     {
       ChildProcess writer(host("write"));
@@ -81,11 +92,20 @@ TEST_F(ProcessTest, ChangesSurviveKillsAtRandomMoments) {
       ASSERT_EQ(flusher.wait(), 0) << flusher.output();
       std::string profileId = flusher.output().substr(flusher.output().find("profile ") + 8);
       profileId = profileId.substr(0, profileId.find('\n'));
+      // The cookie file survives every kill, so the server knows the visitor throughout.
+      if (round == 0) firstProfileId = profileId;
+      ASSERT_EQ(profileId, firstProfileId) << "round " << round << ": the visitor was lost";
       auto properties = _server.service().properties(profileId);
       ASSERT_TRUE(properties.has_value()) << "round " << round << ": no profile " << profileId;
+      std::vector<std::string> lost;
       for (std::size_t i = 0; i < safe; ++i) {
-        ASSERT_TRUE(properties->count(written[i])) << "round " << round << ": lost " << written[i];
+        if (!properties->contains(written[i])) lost.push_back(written[i]);
       }
+      ASSERT_TRUE(lost.empty()) << "round " << round << ": lost " << lost.size() << " of "
+                                << written.size() << ", the first " << lost.front()
+                                << " (on the profiles " << profilesHolding(lost.front())
+                                << "), flusher said:\n"
+                                << flusher.output();
     }
   }
 }
