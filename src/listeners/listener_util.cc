@@ -150,7 +150,8 @@ std::set<std::string> ListenerUtil::applyToSubViews(
     pending.pop_back();
     if (std::optional<std::string> result = operation(*current)) results.insert(*std::move(result));
     const auto& subviews = current->subviews();
-    for (auto it = subviews.rbegin(); it != subviews.rend(); ++it) pending.push_back(*it);
+    // Pushed last to first, so the first subview is visited next.
+    pending.insert(pending.end(), subviews.rbegin(), subviews.rend());
   }
   return results;
 }

@@ -36,14 +36,14 @@ class BehaviorListenerTest : public RuleServiceTest {
                                          std::string_view id = "i1") {
     JsonValue source = interaction(listenerRules, id);
     auto listener = std::make_shared<BehaviorListener>(
-        client, InteractionContext(source.ref(), screen.controller, std::nullopt));
+        _client, InteractionContext(source.ref(), _screen.controller, std::nullopt));
     listener->onLoad();
     return listener;
   }
 
   std::vector<std::string> subscribedIds() const {
     std::vector<std::string> ids;
-    for (const auto& [name, records] : bus.handlersByEvent()) {
+    for (const auto& [name, records] : _bus.handlersByEvent()) {
       for (const auto& record : records) ids.push_back(name + " " + record.id);
     }
     return ids;
@@ -83,30 +83,30 @@ TEST_F(BehaviorListenerTest, OnLoadAppliesTheRulesAndSavesAtOnce) {
 
 TEST_F(BehaviorListenerTest, TapAndCustomEventChangeTheProfile) {
   auto listener = load(kBuyRules);
-  screen.buy->tap();
-  bus.publish(std::make_shared<AdvancedEvent>("share"));
+  _screen.buy->tap();
+  _bus.publish(std::make_shared<AdvancedEvent>("share"));
   EXPECT_EQ(profile("buyer"), Strings{"yes"});
   EXPECT_EQ(profile("shared"), Strings{"yes"});
 }
 
 TEST_F(BehaviorListenerTest, MissingParameterDoesNothing) {
   JsonValue source = json(R"({"id": "i1"})");
-  BehaviorListener listener(client, InteractionContext(source.ref(), {}, std::nullopt));
+  BehaviorListener listener(_client, InteractionContext(source.ref(), {}, std::nullopt));
   listener.onLoad();
   EXPECT_EQ(listener.ruleService(), nullptr);
-  EXPECT_THAT(bus.handlersByEvent(), IsEmpty());
+  EXPECT_THAT(_bus.handlersByEvent(), IsEmpty());
 }
 
 TEST_F(BehaviorListenerTest, ParameterThatIsNotAnObjectDoesNothing) {
   EXPECT_EQ(load(R"([{"ruletype": "scoreevent"}])")->ruleService(), nullptr);
   EXPECT_EQ(load("not json")->ruleService(), nullptr);
-  EXPECT_THAT(bus.handlersByEvent(), IsEmpty());
+  EXPECT_THAT(_bus.handlersByEvent(), IsEmpty());
 }
 
 TEST_F(BehaviorListenerTest, InteractionWithoutIdentifierDoesNothing) {
   auto listener = load(kBuyRules, "");
   EXPECT_EQ(listener->ruleService(), nullptr);
-  EXPECT_EQ(screen.buy->targetCount(), 0U);
+  EXPECT_EQ(_screen.buy->targetCount(), 0U);
 }
 
 TEST_F(BehaviorListenerTest, ObjectWithoutRulesListDoesNothing) {
@@ -121,7 +121,7 @@ TEST_F(BehaviorListenerTest, OnDestroyEndsOnlyItsOwnSubscriptions) {
   listener->onDestroy();
 
   EXPECT_THAT(subscribedIds(), ElementsAre("PelorinClient.AdvancedEvent i2"));
-  bus.publish(std::make_shared<AdvancedEvent>("share"));
+  _bus.publish(std::make_shared<AdvancedEvent>("share"));
   EXPECT_EQ(profile("shared"), std::nullopt);
 }
 
@@ -136,8 +136,8 @@ TEST_F(BehaviorListenerTest, TargetOfADestroyedListenerGoesAwayWithIt) {
   auto listener = load(kBuyRules);
   listener->onDestroy();
   listener.reset();
-  EXPECT_EQ(screen.buy->targetCount(), 0U);
-  screen.buy->tap();
+  EXPECT_EQ(_screen.buy->targetCount(), 0U);
+  _screen.buy->tap();
   EXPECT_EQ(profile("buyer"), std::nullopt);
 }
 

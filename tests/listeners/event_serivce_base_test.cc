@@ -28,44 +28,44 @@ class StubClientLink : public EventBusClientLink {
 
 class EventSerivceBaseTest : public ::testing::Test {
  protected:
-  EventSerivceBaseTest() { bus.setClientLink(&link); }
+  EventSerivceBaseTest() { _bus.setClientLink(&_link); }
   ~EventSerivceBaseTest() override {
-    bus.clearEventHandlers();
-    bus.clearEvents();
-    bus.setClientLink(nullptr);
+    _bus.clearEventHandlers();
+    _bus.clearEvents();
+    _bus.setClientLink(nullptr);
   }
 
   // The identifiers subscribed under each event name.
   std::map<std::string, std::vector<std::string>> subscriptions() const {
     std::map<std::string, std::vector<std::string>> result;
-    for (const auto& [name, records] : bus.handlersByEvent()) {
+    for (const auto& [name, records] : _bus.handlersByEvent()) {
       for (const auto& record : records) result[name].push_back(record.id);
     }
     return result;
   }
 
-  testing::TestPlatform platform;
-  StubClientLink link;
-  PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  std::shared_ptr<EventSerivceBase> service = std::make_shared<EventSerivceBase>();
+  testing::TestPlatform _platform;
+  StubClientLink _link;
+  PelorinEventManager& _bus = PelorinEventFactory::getInstance();
+  std::shared_ptr<EventSerivceBase> _service = std::make_shared<EventSerivceBase>();
 };
 
 TEST_F(EventSerivceBaseTest, StartsEmptyWithAnEmptyIdentifier) {
-  EXPECT_EQ(service->listenerId(), "");
-  EXPECT_THAT(service->eventMap(), IsEmpty());
+  EXPECT_EQ(_service->listenerId(), "");
+  EXPECT_THAT(_service->eventMap(), IsEmpty());
 }
 
 TEST_F(EventSerivceBaseTest, ListenerIdCanBeSet) {
-  service->setListenerId("interaction-7");
-  EXPECT_EQ(service->listenerId(), "interaction-7");
+  _service->setListenerId("interaction-7");
+  EXPECT_EQ(_service->listenerId(), "interaction-7");
 }
 
 TEST_F(EventSerivceBaseTest, RegisterEventKeepsRulesInOrderPerClass) {
-  service->registerEvent(json(R"({"n": 1})"), ClickEvent::NAME);
-  service->registerEvent(json(R"({"n": 2})"), FormSubmitEvent::NAME);
-  service->registerEvent(json(R"({"n": 3})"), ClickEvent::NAME);
+  _service->registerEvent(json(R"({"n": 1})"), ClickEvent::NAME);
+  _service->registerEvent(json(R"({"n": 2})"), FormSubmitEvent::NAME);
+  _service->registerEvent(json(R"({"n": 3})"), ClickEvent::NAME);
 
-  const auto& map = service->eventMap();
+  const auto& map = _service->eventMap();
   ASSERT_EQ(map.size(), 2U);
   ASSERT_EQ(map.at("PelorinClient.ClickEvent").size(), 2U);
   EXPECT_EQ(map.at("PelorinClient.ClickEvent")[0].toCompactString(), R"({"n":1})");
@@ -75,76 +75,76 @@ TEST_F(EventSerivceBaseTest, RegisterEventKeepsRulesInOrderPerClass) {
 
 TEST_F(EventSerivceBaseTest, SameRuleRegisteredTwiceIsKeptTwice) {
   JsonValue rule = json(R"({"event": "buy"})");
-  service->registerEvent(rule, AdvancedEvent::NAME);
-  service->registerEvent(rule, AdvancedEvent::NAME);
-  EXPECT_EQ(service->eventMap().at("PelorinClient.AdvancedEvent").size(), 2U);
+  _service->registerEvent(rule, AdvancedEvent::NAME);
+  _service->registerEvent(rule, AdvancedEvent::NAME);
+  EXPECT_EQ(_service->eventMap().at("PelorinClient.AdvancedEvent").size(), 2U);
 }
 
 TEST_F(EventSerivceBaseTest, TwoClickRulesAndOneFormRuleGiveTwoSubscriptions) {
-  service->setListenerId("i1");
-  service->registerEvent(json(R"({"n": 1})"), ClickEvent::NAME);
-  service->registerEvent(json(R"({"n": 2})"), ClickEvent::NAME);
-  service->registerEvent(json(R"({"n": 3})"), FormSubmitEvent::NAME);
+  _service->setListenerId("i1");
+  _service->registerEvent(json(R"({"n": 1})"), ClickEvent::NAME);
+  _service->registerEvent(json(R"({"n": 2})"), ClickEvent::NAME);
+  _service->registerEvent(json(R"({"n": 3})"), FormSubmitEvent::NAME);
 
-  service->subscribeListeners();
+  _service->subscribeListeners();
 
   EXPECT_EQ(subscriptions(),
             (std::map<std::string, std::vector<std::string>>{
                 {"PelorinClient.ClickEvent", {"i1"}}, {"PelorinClient.FormSubmitEvent", {"i1"}}}));
   EXPECT_THAT(
-      platform.logLines(),
+      _platform.logLines(),
       ElementsAre("INFO [PL_EVENT_MANAGER]: Subscribe 'PelorinClient.ClickEvent' event",
                   "INFO [PL_EVENT_MANAGER]: Subscribe 'PelorinClient.FormSubmitEvent' event"));
 }
 
 TEST_F(EventSerivceBaseTest, ServiceWithEmptyIdentifierSubscribesUnderIt) {
-  service->registerEvent(json("{}"), AdvancedEvent::NAME);
-  service->subscribeListeners();
+  _service->registerEvent(json("{}"), AdvancedEvent::NAME);
+  _service->subscribeListeners();
   EXPECT_EQ(
       subscriptions(),
       (std::map<std::string, std::vector<std::string>>{{"PelorinClient.AdvancedEvent", {""}}}));
 }
 
 TEST_F(EventSerivceBaseTest, EmptyServiceSubscribesToNothing) {
-  service->subscribeListeners();
-  EXPECT_THAT(bus.handlersByEvent(), IsEmpty());
-  EXPECT_THAT(platform.logLines(), IsEmpty());
+  _service->subscribeListeners();
+  EXPECT_THAT(_bus.handlersByEvent(), IsEmpty());
+  EXPECT_THAT(_platform.logLines(), IsEmpty());
 }
 
 TEST_F(EventSerivceBaseTest, ClassFiledAfterSubscribingIsNotSubscribed) {
-  service->setListenerId("i1");
-  service->registerEvent(json("{}"), ClickEvent::NAME);
-  service->subscribeListeners();
-  service->registerEvent(json("{}"), UpdateContentEvent::NAME);
+  _service->setListenerId("i1");
+  _service->registerEvent(json("{}"), ClickEvent::NAME);
+  _service->subscribeListeners();
+  _service->registerEvent(json("{}"), UpdateContentEvent::NAME);
   EXPECT_EQ(
       subscriptions(),
       (std::map<std::string, std::vector<std::string>>{{"PelorinClient.ClickEvent", {"i1"}}}));
 }
 
 TEST_F(EventSerivceBaseTest, BusDeliversToTheServiceWhichIgnoresTheEvent) {
-  service->setListenerId("i1");
-  service->registerEvent(json("{}"), ClickEvent::NAME);
-  service->subscribeListeners();
+  _service->setListenerId("i1");
+  _service->registerEvent(json("{}"), ClickEvent::NAME);
+  _service->subscribeListeners();
   auto event = std::make_shared<ClickEvent>("#buy");
-  bus.publish(event);
+  _bus.publish(event);
   EXPECT_THAT(event->handledBy(), ElementsAre("i1"));
-  EXPECT_EQ(service->eventMap().at("PelorinClient.ClickEvent").size(), 1U);
+  EXPECT_EQ(_service->eventMap().at("PelorinClient.ClickEvent").size(), 1U);
 }
 
 TEST_F(EventSerivceBaseTest, ClearingTheIdentifierEndsTheSubscriptions) {
-  service->setListenerId("i1");
-  service->registerEvent(json("{}"), ClickEvent::NAME);
-  service->subscribeListeners();
-  bus.clearEventHandlers("i1");
+  _service->setListenerId("i1");
+  _service->registerEvent(json("{}"), ClickEvent::NAME);
+  _service->subscribeListeners();
+  _bus.clearEventHandlers("i1");
   EXPECT_THAT(subscriptions(), IsEmpty());
 }
 
 TEST(EventSerivceBaseDeathTest, SubscribingAServiceNotOwnedBySharedPtrAborts) {
   EXPECT_DEATH(
       {
-        EventSerivceBase service;
-        service.registerEvent(JsonValue(), ClickEvent::NAME);
-        service.subscribeListeners();
+        EventSerivceBase _service;
+        _service.registerEvent(JsonValue(), ClickEvent::NAME);
+        _service.subscribeListeners();
       },
       "not owned by a shared_ptr");
 }

@@ -61,9 +61,9 @@ InteractionContext contextWithParameters(testing::TestPlatform& platform,
 
 class ListenerUtilTest : public ::testing::Test {
  protected:
-  std::vector<std::string> logLines() const { return platform.logLines(); }
+  std::vector<std::string> logLines() const { return _platform.logLines(); }
 
-  testing::TestPlatform platform;
+  testing::TestPlatform _platform;
 };
 
 // --- getSelector
@@ -268,45 +268,45 @@ class ContentTest : public ListenerUtilTest {
     auto banner = std::make_shared<View>();
     banner->addSubview(std::make_shared<Label>("Spring sale"));
     banner->addSubview(std::make_shared<Label>("20% off"));
-    screen->view()->addSubview(banner);
-    screen->view()->addSubview(std::make_shared<Label>("Checkout"));
-    screen->view()->addSubview(std::make_shared<TextField>("ann@example.com"));
-    screen->addOutlet("banner", banner);
-    screen->setProperty("headline", std::string("not a view"));
+    _screen->view()->addSubview(banner);
+    _screen->view()->addSubview(std::make_shared<Label>("Checkout"));
+    _screen->view()->addSubview(std::make_shared<TextField>("ann@example.com"));
+    _screen->addOutlet("banner", banner);
+    _screen->setProperty("headline", std::string("not a view"));
   }
 
-  std::shared_ptr<ViewController> screen = std::make_shared<ViewController>("Checkout");
-  ScreenViews views{screen};
+  std::shared_ptr<ViewController> _screen = std::make_shared<ViewController>("Checkout");
+  ScreenViews _views{_screen};
 };
 
 TEST_F(ContentTest, PreContextGivesTheContext) {
-  EXPECT_THAT(ListenerUtil::getContent("pre_context", Strings{"b", "a", "b"}, views),
+  EXPECT_THAT(ListenerUtil::getContent("pre_context", Strings{"b", "a", "b"}, _views),
               ElementsAre("b", "a", "b"));
-  EXPECT_THAT(ListenerUtil::getContent("pre_context", std::nullopt, views), IsEmpty());
+  EXPECT_THAT(ListenerUtil::getContent("pre_context", std::nullopt, _views), IsEmpty());
 }
 
 TEST_F(ContentTest, JQuerySelectorsGiveNothing) {
-  EXPECT_THAT(ListenerUtil::getContent("jQuery('#banner')", std::nullopt, views), IsEmpty());
-  EXPECT_THAT(ListenerUtil::getContent("x jQuery(", std::nullopt, views), IsEmpty());
+  EXPECT_THAT(ListenerUtil::getContent("jQuery('#banner')", std::nullopt, _views), IsEmpty());
+  EXPECT_THAT(ListenerUtil::getContent("x jQuery(", std::nullopt, _views), IsEmpty());
 }
 
 TEST_F(ContentTest, AnyAndPreHeaderReadTheWholeScreen) {
-  EXPECT_THAT(ListenerUtil::getContent("any", std::nullopt, views),
+  EXPECT_THAT(ListenerUtil::getContent("any", std::nullopt, _views),
               UnorderedElementsAre("Spring sale", "20% off", "Checkout", "ann@example.com"));
-  EXPECT_THAT(ListenerUtil::getContent("pre_header", Strings{"ignored"}, views),
+  EXPECT_THAT(ListenerUtil::getContent("pre_header", Strings{"ignored"}, _views),
               UnorderedElementsAre("Spring sale", "20% off", "Checkout", "ann@example.com"));
 }
 
 TEST_F(ContentTest, HashSelectorReadsTheOutletsTree) {
-  EXPECT_THAT(ListenerUtil::getContent("#banner", std::nullopt, views),
+  EXPECT_THAT(ListenerUtil::getContent("#banner", std::nullopt, _views),
               UnorderedElementsAre("Spring sale", "20% off"));
 }
 
 TEST_F(ContentTest, SelectorWithoutAViewGivesNothing) {
-  EXPECT_THAT(ListenerUtil::getContent("#missing", std::nullopt, views), IsEmpty());
-  EXPECT_THAT(ListenerUtil::getContent("#headline", std::nullopt, views), IsEmpty());
-  EXPECT_THAT(ListenerUtil::getContent("banner", std::nullopt, views), IsEmpty());
-  EXPECT_THAT(ListenerUtil::getContent("pre_body", std::nullopt, views), IsEmpty());
+  EXPECT_THAT(ListenerUtil::getContent("#missing", std::nullopt, _views), IsEmpty());
+  EXPECT_THAT(ListenerUtil::getContent("#headline", std::nullopt, _views), IsEmpty());
+  EXPECT_THAT(ListenerUtil::getContent("banner", std::nullopt, _views), IsEmpty());
+  EXPECT_THAT(ListenerUtil::getContent("pre_body", std::nullopt, _views), IsEmpty());
 }
 
 TEST_F(ContentTest, NoScreenGivesNothing) {
@@ -318,7 +318,7 @@ TEST_F(ContentTest, NoScreenGivesNothing) {
 
 TEST_F(ListenerUtilTest, ValueFromParametersIsTheFirstValue) {
   InteractionContext context =
-      contextWithParameters(platform,
+      contextWithParameters(_platform,
                             R"([{"id": "a", "value": ["1", "2"]}, {"id": "empty", "value": []},
           {"id": "blank", "value": [""]}])");
   EXPECT_EQ(ListenerUtil::getValueFromParameters(&context, "a"), "1");
@@ -337,7 +337,7 @@ TEST_F(ListenerUtilTest, ValueFromDictionary) {
 
 TEST_F(ListenerUtilTest, DictionaryFromParametersDecodesAnObject) {
   InteractionContext context =
-      contextWithParameters(platform,
+      contextWithParameters(_platform,
                             R"([{"id": "rules", "value": ["{\"rules\": [1]}"]},
           {"id": "list", "value": ["[1, 2]"]}])");
   std::optional<JsonValue> rules = ListenerUtil::getDictionaryFromParameters("rules", &context);
@@ -349,7 +349,7 @@ TEST_F(ListenerUtilTest, DictionaryFromParametersDecodesAnObject) {
 
 TEST_F(ListenerUtilTest, ArrayFromParametersDecodesAList) {
   InteractionContext context =
-      contextWithParameters(platform,
+      contextWithParameters(_platform,
                             R"([{"id": "rules", "value": ["{\"rules\": [1]}"]},
           {"id": "list", "value": ["[1, 2]"]}])");
   std::optional<JsonValue> list = ListenerUtil::getArrayFromParameters("list", &context);
@@ -359,7 +359,7 @@ TEST_F(ListenerUtilTest, ArrayFromParametersDecodesAList) {
 }
 
 TEST_F(ListenerUtilTest, MissingParameterDecodesToNothingWithoutALogLine) {
-  InteractionContext context = contextWithParameters(platform, "[]");
+  InteractionContext context = contextWithParameters(_platform, "[]");
   EXPECT_EQ(ListenerUtil::getDictionaryFromParameters("rules", &context), std::nullopt);
   EXPECT_EQ(ListenerUtil::getArrayFromParameters("rules", nullptr), std::nullopt);
   EXPECT_THAT(logLines(), IsEmpty());
@@ -367,7 +367,7 @@ TEST_F(ListenerUtilTest, MissingParameterDecodesToNothingWithoutALogLine) {
 
 TEST_F(ListenerUtilTest, ParameterThatIsNotJsonLogsAndDecodesToNothing) {
   InteractionContext context =
-      contextWithParameters(platform, R"([{"id": "rules", "value": ["{oops"]}])");
+      contextWithParameters(_platform, R"([{"id": "rules", "value": ["{oops"]}])");
   EXPECT_EQ(ListenerUtil::getDictionaryFromParameters("rules", &context), std::nullopt);
   ASSERT_EQ(logLines().size(), 1U);
   EXPECT_THAT(logLines()[0],
@@ -466,7 +466,7 @@ TEST_F(ListenerUtilTest, JsonStringifyRejectsNumbersThatAreNotFinite) {
 
 TEST_F(ListenerUtilTest, CurrentTimeIsMillisecondsOfThePlatformClock) {
   EXPECT_EQ(ListenerUtil::getCurrentTime(), "1714568531000");
-  platform.clock().advance(std::chrono::milliseconds(1234));
+  _platform.clock().advance(std::chrono::milliseconds(1234));
   EXPECT_EQ(ListenerUtil::getCurrentTime(), "1714568532234");
 }
 
@@ -477,19 +477,19 @@ TEST_F(ListenerUtilTest, CurrentDateIsMidnightUtcOfTheLocalDate) {
 
 TEST_F(ListenerUtilTest, CurrentDateFollowsTheLocalDateEastOfUtc) {
   // 13:02 UTC is already 2 May at UTC+11.
-  platform.clock().setUtcOffset(11 * 3600);
+  _platform.clock().setUtcOffset(11 * 3600);
   EXPECT_EQ(ListenerUtil::getCurrentDate(), "1714608000000");  // 2024-05-02 00:00 UTC
 }
 
 TEST_F(ListenerUtilTest, CurrentDateFollowsTheLocalDateWestOfUtc) {
   // 01:30 UTC on 1 May is still 30 April at UTC-5.
-  platform.clock().set(platform::Clock::TimePoint(std::chrono::seconds(1714527000)));
-  platform.clock().setUtcOffset(-5 * 3600);
+  _platform.clock().set(platform::Clock::TimePoint(std::chrono::seconds(1714527000)));
+  _platform.clock().setUtcOffset(-5 * 3600);
   EXPECT_EQ(ListenerUtil::getCurrentDate(), "1714435200000");  // 2024-04-30 00:00 UTC
 }
 
 TEST_F(ListenerUtilTest, CurrentDateBefore1970RoundsDown) {
-  platform.clock().set(platform::Clock::TimePoint(std::chrono::seconds(-1)));
+  _platform.clock().set(platform::Clock::TimePoint(std::chrono::seconds(-1)));
   EXPECT_EQ(ListenerUtil::getCurrentDate(), "-86400000");
 }
 

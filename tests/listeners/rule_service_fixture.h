@@ -60,20 +60,20 @@ class CheckoutScreen {
 
 class RuleServiceTest : public ::testing::Test {
  protected:
-  RuleServiceTest() : client(PelorinClient::getInstance(screen.controller)) {
-    bus.clearEventHandlers();
-    bus.clearEvents();
-    platform.console().clear();
+  RuleServiceTest() : _client(PelorinClient::getInstance(_screen.controller)) {
+    _bus.clearEventHandlers();
+    _bus.clearEvents();
+    _platform.console().clear();
   }
   ~RuleServiceTest() override {
-    bus.clearEventHandlers();
-    bus.clearEvents();
+    _bus.clearEventHandlers();
+    _bus.clearEvents();
   }
 
   // A service for the interaction "i1" with the rules of `rulesJson` (a JSON list) applied.
   std::shared_ptr<RuleService> apply(std::string_view rulesJson) {
     auto service = std::make_shared<RuleService>();
-    service->setClient(client);
+    service->setClient(_client);
     service->setListenerId("i1");
     JsonValue rules = json(rulesJson);
     service->applyRules(rules.ref());
@@ -83,28 +83,28 @@ class RuleServiceTest : public ::testing::Test {
   // Makes `name` the engine's current screen name with a page view (no server is
   // configured, so nothing is sent), and lets the page view finish.
   void showScreen(const std::string& name) {
-    client.createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", name}});
-    client.engine().waitForOperations();
-    platform.mainLoop().runUntilIdle();
+    _client.createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", name}});
+    _client.engine().waitForOperations();
+    _platform.mainLoop().runUntilIdle();
   }
 
   std::optional<std::vector<std::string>> profile(std::string_view property) {
-    return client.getProfileValues(property);
+    return _client.getProfileValues(property);
   }
   // Log lines of the rule service only.
   std::vector<std::string> serviceLines() const {
     std::vector<std::string> lines;
-    for (const auto& line : platform.logLines()) {
+    for (const auto& line : _platform.logLines()) {
       if (line.find("[PL_RULESERVICE]") != std::string::npos) lines.push_back(line);
     }
     return lines;
   }
-  void clearLog() { platform.console().clear(); }
+  void clearLog() { _platform.console().clear(); }
 
-  TestPlatform platform;
-  CheckoutScreen screen;
-  PelorinClient& client;
-  PelorinEventManager& bus = PelorinEventFactory::getInstance();
+  TestPlatform _platform;
+  CheckoutScreen _screen;
+  PelorinClient& _client;
+  PelorinEventManager& _bus = PelorinEventFactory::getInstance();
 };
 
 }  // namespace pelorin::testing

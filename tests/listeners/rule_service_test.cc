@@ -47,13 +47,13 @@ TEST_F(RuleServiceTest, ScoreSocialEventIsRegisteredLikeScoreEvent) {
                            {"ruletype": "scoreevent", "event": "buy"}])");
   ASSERT_EQ(service->eventMap().size(), 1U);
   EXPECT_EQ(service->eventMap().at("PelorinClient.AdvancedEvent").size(), 2U);
-  EXPECT_THAT(subscribedNames(bus), ElementsAre("PelorinClient.AdvancedEvent"));
+  EXPECT_THAT(subscribedNames(_bus), ElementsAre("PelorinClient.AdvancedEvent"));
 }
 
 TEST_F(RuleServiceTest, MisspeltRuleTypeIsRejectedWithAWarning) {
   auto service = apply(R"([{"ruletype": "scoreevnt", "event": "buy"}])");
   EXPECT_THAT(service->eventMap(), IsEmpty());
-  EXPECT_THAT(subscribedNames(bus), IsEmpty());
+  EXPECT_THAT(subscribedNames(_bus), IsEmpty());
   ASSERT_EQ(serviceLines().size(), 2U);
   EXPECT_EQ(serviceLines()[1], "WARNING [PL_RULESERVICE]: Invalid or not supported rule detected");
 }
@@ -73,11 +73,11 @@ TEST_F(RuleServiceTest, ListThatIsNotAnArrayAppliesNothing) {
 
 TEST_F(RuleServiceTest, ClickRuleOnAControlAddsATouchDownTarget) {
   auto service = apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"}}])");
-  EXPECT_EQ(screen.buy->controlEventsForTarget(service.get()), ControlEvents::kTouchDown);
+  EXPECT_EQ(_screen.buy->controlEventsForTarget(service.get()), ControlEvents::kTouchDown);
   EXPECT_EQ(serviceLines()[1],
-            "INFO [PL_RULESERVICE]: Adding target to " + screen.buy->description());
+            "INFO [PL_RULESERVICE]: Adding target to " + _screen.buy->description());
   EXPECT_EQ(service->eventMap().at("PelorinClient.ClickEvent").size(), 1U);
-  EXPECT_THAT(subscribedNames(bus), ElementsAre("PelorinClient.ClickEvent"));
+  EXPECT_THAT(subscribedNames(_bus), ElementsAre("PelorinClient.ClickEvent"));
 }
 
 TEST_F(RuleServiceTest, ClickRuleWithoutClickareaIsLoggedAndSkipped) {
@@ -90,7 +90,7 @@ TEST_F(RuleServiceTest, ClickRuleWithoutClickareaIsLoggedAndSkipped) {
             "    \"selector\" : \"#buyButton\"\n"
             "  }\n"
             "}");
-  EXPECT_EQ(screen.buy->targetCount(), 0U);
+  EXPECT_EQ(_screen.buy->targetCount(), 0U);
 }
 
 TEST_F(RuleServiceTest, ClickRuleOnAPlainViewRegistersForCustomClickEvents) {
@@ -101,7 +101,7 @@ TEST_F(RuleServiceTest, ClickRuleOnAPlainViewRegistersForCustomClickEvents) {
             "INFO [PL_RULESERVICE]: Element from #banner not clickable, registering event for "
             "custom ClickEvents");
 
-  bus.publish(std::make_shared<ClickEvent>("#banner"));
+  _bus.publish(std::make_shared<ClickEvent>("#banner"));
 
   EXPECT_EQ(profile("clicked"), Strings{"banner"});
 }
@@ -112,7 +112,7 @@ TEST_F(RuleServiceTest, ClickRuleWithAnUnknownSelectorStillRegisters) {
             "INFO [PL_RULESERVICE]: Element from buyButton not clickable, registering event for "
             "custom ClickEvents");
   EXPECT_EQ(service->eventMap().at("PelorinClient.ClickEvent").size(), 1U);
-  EXPECT_EQ(screen.buy->targetCount(), 0U);
+  EXPECT_EQ(_screen.buy->targetCount(), 0U);
 }
 
 TEST_F(RuleServiceTest, TappingTheControlChangesTheProfile) {
@@ -121,7 +121,7 @@ TEST_F(RuleServiceTest, TappingTheControlChangesTheProfile) {
                             "addset": "set", "values": ["yes"]}])");
   clearLog();
 
-  screen.buy->tap();
+  _screen.buy->tap();
 
   EXPECT_EQ(profile("buyer"), Strings{"yes"});
   std::vector<std::string> lines = serviceLines();
@@ -138,9 +138,9 @@ TEST_F(RuleServiceTest, OnlyTouchDownTriggersTheRule) {
   apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"},
              "profileproperty": [{"profileproperty": "buyer"}],
              "addset": "set", "values": ["yes"]}])");
-  screen.buy->sendActions(ControlEvents::kTouchUpInside);
+  _screen.buy->sendActions(ControlEvents::kTouchUpInside);
   EXPECT_EQ(profile("buyer"), std::nullopt);
-  screen.buy->sendActions(ControlEvents::kTouchDown);
+  _screen.buy->sendActions(ControlEvents::kTouchDown);
   EXPECT_EQ(profile("buyer"), Strings{"yes"});
 }
 
@@ -148,7 +148,7 @@ TEST_F(RuleServiceTest, ClickEventWithAnotherSelectorCollectsNothing) {
   apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#banner"},
              "profileproperty": [{"profileproperty": "clicked"}],
              "addset": "set", "values": ["x"]}])");
-  bus.publish(std::make_shared<ClickEvent>("#other"));
+  _bus.publish(std::make_shared<ClickEvent>("#other"));
   EXPECT_EQ(profile("clicked"), std::nullopt);
 }
 
@@ -161,7 +161,7 @@ TEST_F(RuleServiceTest, ClickRuleWithAContentAreaNeedsItsWords) {
              "contentarea": {"selector": "#banner"}, "words": ["winter"],
              "profileproperty": [{"profileproperty": "winter"}], "addset": "add",
              "values": ["seen"]}])");
-  bus.publish(std::make_shared<ClickEvent>("#banner"));
+  _bus.publish(std::make_shared<ClickEvent>("#banner"));
   EXPECT_EQ(profile("sale"), Strings{"seen"});
   EXPECT_EQ(profile("winter"), std::nullopt);
 }
@@ -170,7 +170,7 @@ TEST_F(RuleServiceTest, ClickRuleWithContentAreaAnyCollectsAlways) {
   apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#banner"},
              "contentarea": {"selector": "pre_body"}, "words": ["absent"],
              "profileproperty": [{"profileproperty": "p"}], "addset": "set", "values": ["v"]}])");
-  bus.publish(std::make_shared<ClickEvent>("#banner"));
+  _bus.publish(std::make_shared<ClickEvent>("#banner"));
   EXPECT_EQ(profile("p"), Strings{"v"});
 }
 
@@ -179,9 +179,9 @@ TEST_F(RuleServiceTest, ClickRuleContentAreaCanBeTheEventsContext) {
              "contentarea": {"selector": "pre_context"}, "words": ["gold"],
              "profileproperty": [{"profileproperty": "tier"}], "addset": "set",
              "values": {"selectedoption": "context"}}])");
-  bus.publish(std::make_shared<ClickEvent>("#banner", Strings{"silver"}));
+  _bus.publish(std::make_shared<ClickEvent>("#banner", Strings{"silver"}));
   EXPECT_EQ(profile("tier"), std::nullopt);
-  bus.publish(std::make_shared<ClickEvent>("#banner", Strings{"gold"}));
+  _bus.publish(std::make_shared<ClickEvent>("#banner", Strings{"gold"}));
   EXPECT_EQ(profile("tier"), Strings{"gold"});
 }
 
@@ -191,9 +191,9 @@ TEST_F(RuleServiceTest, FormSubmitRuleWithOnlyAFormSelectorCollectsNoChange) {
   auto service = apply(R"([{"ruletype": "scoreformsubmit", "form": {"selector": "#submitButton"},
                             "profileproperty": [{"profileproperty": "submitted"}],
                             "addset": "set", "values": ["yes"]}])");
-  EXPECT_EQ(screen.submit->controlEventsForTarget(service.get()), ControlEvents::kTouchDown);
+  EXPECT_EQ(_screen.submit->controlEventsForTarget(service.get()), ControlEvents::kTouchDown);
 
-  screen.submit->tap();
+  _screen.submit->tap();
 
   EXPECT_EQ(profile("submitted"), std::nullopt);
   EXPECT_EQ(service->eventMap().at("PelorinClient.FormSubmitEvent").size(), 1U);
@@ -204,15 +204,15 @@ TEST_F(RuleServiceTest, FormSubmitRuleFiresWhenItsClickareaNamesTheSameSelector)
              "clickarea": {"selector": "#submitButton"},
              "profileproperty": [{"profileproperty": "submitted"}],
              "addset": "set", "values": ["yes"]}])");
-  bus.publish(std::make_shared<FormSubmitEvent>("#submitButton"));
+  _bus.publish(std::make_shared<FormSubmitEvent>("#submitButton"));
   EXPECT_EQ(profile("submitted"), Strings{"yes"});
 }
 
 TEST_F(RuleServiceTest, TappingAFormControlPublishesAFormSubmitEvent) {
   apply(R"([{"ruletype": "scoreformsubmit", "form": {"selector": "#submitButton"}}])");
   clearLog();
-  screen.submit->tap();
-  std::vector<std::string> lines = platform.logLines();
+  _screen.submit->tap();
+  std::vector<std::string> lines = _platform.logLines();
   EXPECT_NE(std::find(lines.begin(), lines.end(),
                       "INFO [PL_EVENT_MANAGER]: Publish '#submitButton' - "
                       "PelorinClient.FormSubmitEvent at ''."),
@@ -235,9 +235,9 @@ TEST_F(RuleServiceTest, ClickRuleAlsoNamingAFormPublishesBothEvents) {
   apply(R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"},
              "form": {"selector": "#checkoutForm"}}])");
   clearLog();
-  screen.buy->tap();
+  _screen.buy->tap();
   std::vector<std::string> published;
-  for (const auto& line : platform.logLines()) {
+  for (const auto& line : _platform.logLines()) {
     if (line.find("Publish ") != std::string::npos) published.push_back(line);
   }
   EXPECT_THAT(published, ElementsAre("INFO [PL_EVENT_MANAGER]: Publish '#buyButton' - "
@@ -301,7 +301,7 @@ TEST_F(RuleServiceTest, ContentRuleNotMatchingIsStillRegisteredForUpdates) {
   EXPECT_FALSE(service->isChanged());
   EXPECT_EQ(service->eventMap().at("PelorinClient.UpdateContentEvent").size(), 1U);
 
-  bus.publish(std::make_shared<UpdateContentEvent>("#banner", Strings{"Winter coats"}));
+  _bus.publish(std::make_shared<UpdateContentEvent>("#banner", Strings{"Winter coats"}));
 
   EXPECT_EQ(profile("interest"), Strings{"winter"});
 }
@@ -327,15 +327,15 @@ TEST_F(RuleServiceTest, ContentRuleRegistrationsAccumulateWithEachUpdate) {
   EXPECT_EQ(profile("views"), Strings{"1.0"});
   const auto& updates = service->eventMap().at("PelorinClient.UpdateContentEvent");
 
-  bus.publish(std::make_shared<UpdateContentEvent>(Strings{"a"}));
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"a"}));
   EXPECT_EQ(profile("views"), Strings{"2.0"});
   EXPECT_EQ(updates.size(), 2U);
 
-  bus.publish(std::make_shared<UpdateContentEvent>(Strings{"b"}));
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"b"}));
   EXPECT_EQ(profile("views"), Strings{"4.0"});
   EXPECT_EQ(updates.size(), 3U);
 
-  bus.publish(std::make_shared<UpdateContentEvent>(Strings{"c"}));
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"c"}));
   EXPECT_EQ(profile("views"), Strings{"7.0"});
   EXPECT_EQ(updates.size(), 4U);
 }
@@ -347,7 +347,7 @@ TEST_F(RuleServiceTest, ChangesAreWrittenRuleByRule) {
             {"ruletype": "scoreevent", "event": "buy",
              "profileproperty": [{"profileproperty": "total"}], "addset": "merge",
              "values": ["5"]}])");
-  bus.publish(std::make_shared<AdvancedEvent>("buy"));
+  _bus.publish(std::make_shared<AdvancedEvent>("buy"));
   EXPECT_EQ(profile("total"), Strings{"15.0"});
 }
 

@@ -33,35 +33,35 @@ void publishBuy(PelorinEventManager& bus, std::optional<Strings> context = std::
 
 TEST_F(RuleServiceTest, AdvancedRuleFiresForItsEventName) {
   apply(eventRule(R"(["yes"])"));
-  bus.publish(std::make_shared<AdvancedEvent>("sell"));
+  _bus.publish(std::make_shared<AdvancedEvent>("sell"));
   EXPECT_EQ(profile("p"), std::nullopt);
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), Strings{"yes"});
 }
 
 TEST_F(RuleServiceTest, AdvancedRuleWithoutEventNameNeverFires) {
   apply(R"([{"ruletype": "scoreevent", "event": 5,
              "profileproperty": [{"profileproperty": "p"}], "addset": "set", "values": ["x"]}])");
-  publishBuy(bus);
-  bus.publish(std::make_shared<AdvancedEvent>(""));
+  publishBuy(_bus);
+  _bus.publish(std::make_shared<AdvancedEvent>(""));
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
 TEST_F(RuleServiceTest, AdvancedRuleWritesTheEventsContext) {
   apply(eventRule(R"({"selectedoption": "context"})"));
-  publishBuy(bus, Strings{"shoes", "hats"});
+  publishBuy(_bus, Strings{"shoes", "hats"});
   EXPECT_EQ(profile("p"), (Strings{"shoes", "hats"}));
 }
 
 TEST_F(RuleServiceTest, ContextPositionPicksOneElement) {
   apply(eventRule(R"({"selectedoption": "context"})", "set", R"("contextposition": "2", )"));
-  publishBuy(bus, Strings{"shoes", "hats"});
+  publishBuy(_bus, Strings{"shoes", "hats"});
   EXPECT_EQ(profile("p"), Strings{"hats"});
 }
 
 TEST_F(RuleServiceTest, ContextPositionBeyondTheContextYieldsNoValue) {
   apply(eventRule(R"({"selectedoption": "context"})", "set", R"("contextposition": "2", )"));
-  publishBuy(bus, Strings{"shoes"});
+  publishBuy(_bus, Strings{"shoes"});
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
@@ -76,7 +76,7 @@ TEST_F(RuleServiceTest, ContextPositionZeroOrNegativeYieldsNoValue) {
              "contextposition": "99999999999999999999999",
              "profileproperty": [{"profileproperty": "huge"}], "addset": "set",
              "values": {"selectedoption": "context"}}])");
-  publishBuy(bus, Strings{"shoes"});
+  publishBuy(_bus, Strings{"shoes"});
   EXPECT_EQ(profile("zero"), std::nullopt);
   EXPECT_EQ(profile("negative"), std::nullopt);
   EXPECT_EQ(profile("huge"), std::nullopt);
@@ -89,14 +89,14 @@ TEST_F(RuleServiceTest, ContextPositionThatIsNotADecimalStringIsIgnored) {
             {"ruletype": "scoreevent", "event": "buy", "contextposition": "two",
              "profileproperty": [{"profileproperty": "word"}], "addset": "set",
              "values": {"selectedoption": "context"}}])");
-  publishBuy(bus, Strings{"shoes", "hats"});
+  publishBuy(_bus, Strings{"shoes", "hats"});
   EXPECT_EQ(profile("number"), (Strings{"shoes", "hats"}));
   EXPECT_EQ(profile("word"), (Strings{"shoes", "hats"}));
 }
 
 TEST_F(RuleServiceTest, ContextPositionDoesNotStopFixedValues) {
   apply(eventRule(R"(["bought"])", "set", R"("contextposition": "3", )"));
-  publishBuy(bus, Strings{"shoes"});
+  publishBuy(_bus, Strings{"shoes"});
   EXPECT_EQ(profile("p"), Strings{"bought"});
 }
 
@@ -104,7 +104,7 @@ TEST_F(RuleServiceTest, ContextPositionDoesNotStopFixedValues) {
 
 TEST_F(RuleServiceTest, MethodInCapitalsYieldsNoChange) {
   apply(eventRule(R"(["x"])", "SET"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
@@ -116,7 +116,7 @@ TEST_F(RuleServiceTest, RuleWithoutProfilePropertyYieldsNoChange) {
             {"ruletype": "scoreevent", "event": "buy", "profileproperty": [],
              "addset": "set", "values": ["x"]}])");
   clearLog();
-  publishBuy(bus);
+  publishBuy(_bus);
   for (const auto& line : serviceLines()) EXPECT_EQ(line.find("Profile Change"), std::string::npos);
 }
 
@@ -124,38 +124,38 @@ TEST_F(RuleServiceTest, RuleWithoutProfilePropertyYieldsNoChange) {
 
 TEST_F(RuleServiceTest, ValuesDatetimeIsTheCurrentTimeInMilliseconds) {
   apply(eventRule(R"("datetime")"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), Strings{"1714568531000"});
 }
 
 TEST_F(RuleServiceTest, ValuesOtherStringYieldsNothing) {
   apply(eventRule(R"("date")"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
 TEST_F(RuleServiceTest, ValuesListMustHoldOnlyStrings) {
   apply(eventRule(R"(["a", 1])"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
 TEST_F(RuleServiceTest, EmptyValuesListYieldsNoChange) {
   auto service = apply(eventRule("[]"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_FALSE(service->isChanged());
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
 TEST_F(RuleServiceTest, ValuesFromASelector) {
   apply(eventRule(R"({"selectedoption": "selector", "selector": "#banner"})"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), (Strings{"20% off", "Spring sale"}));
 }
 
 TEST_F(RuleServiceTest, ValuesFromASelectorWithoutTextYieldNothing) {
   apply(eventRule(R"({"selectedoption": "selector", "selector": "#buyButton"})"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
@@ -166,7 +166,7 @@ TEST_F(RuleServiceTest, ValuesDatetimeAndDateOptions) {
             {"ruletype": "scoreevent", "event": "buy",
              "profileproperty": [{"profileproperty": "day"}], "addset": "set",
              "values": {"selectedoption": "date"}}])");
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("time"), Strings{"1714568531000"});
   EXPECT_EQ(profile("day"), Strings{"1714521600000"});
 }
@@ -178,7 +178,7 @@ TEST_F(RuleServiceTest, ValuesParameterAndUnknownOptionsYieldNothing) {
             {"ruletype": "scoreevent", "event": "buy",
              "profileproperty": [{"profileproperty": "other"}], "addset": "set",
              "values": {"selectedoption": "cookie"}}])");
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("parameter"), std::nullopt);
   EXPECT_EQ(profile("other"), std::nullopt);
 }
@@ -186,14 +186,14 @@ TEST_F(RuleServiceTest, ValuesParameterAndUnknownOptionsYieldNothing) {
 TEST_F(RuleServiceTest, RegexpValuesAreTheWholeMatchesOverTheScreenName) {
   showScreen("Product-1234-Shoes-56");
   apply(eventRule(R"x({"selectedoption": "regexp", "regexp": "(\\d)(\\d+)"})x"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), (Strings{"1234", "56"}));
 }
 
 TEST_F(RuleServiceTest, RegexpWithoutMatchYieldsNothing) {
   showScreen("Home");
   apply(eventRule(R"({"selectedoption": "regexp", "regexp": "\\d+"})"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
@@ -201,7 +201,7 @@ TEST_F(RuleServiceTest, RegexpThatDoesNotCompileIsLogged) {
   showScreen("Home");
   apply(eventRule(R"x({"selectedoption": "regexp", "regexp": "(unclosed"})x"));
   clearLog();
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
   EXPECT_EQ(serviceLines()[1], "WARNING [PL_RULESERVICE]: No valid reg. exp: '(unclosed'");
 }
@@ -220,7 +220,7 @@ TEST_F(RuleServiceTest, RegexpTooLongOrTooDeepIsNotCompiled) {
              "values": {"selectedoption": "regexp", "regexp": ")" +
         deepPattern + R"("}}])");
   clearLog();
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
   EXPECT_EQ(profile("deep"), std::nullopt);
   std::vector<std::string> warnings;
@@ -236,7 +236,7 @@ TEST_F(RuleServiceTest, RegexpWithTooManyStatesIsNotValid) {
   showScreen("aaaa");
   apply(eventRule(R"x({"selectedoption": "regexp", "regexp": "(?:a?){99999}"})x"));
   clearLog();
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
   EXPECT_EQ(serviceLines()[1], "WARNING [PL_RULESERVICE]: No valid reg. exp: '(?:a?){99999}'");
 }
@@ -244,7 +244,7 @@ TEST_F(RuleServiceTest, RegexpWithTooManyStatesIsNotValid) {
 TEST_F(RuleServiceTest, RegexpOverAVeryLongScreenNameYieldsNothing) {
   showScreen(std::string(RuleService::kMaxRegexSubjectLength + 1, 'a'));
   apply(eventRule(R"({"selectedoption": "regexp", "regexp": "a"})"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), std::nullopt);
 }
 
@@ -252,20 +252,20 @@ TEST_F(RuleServiceTest, RegexpMemberThatIsNotAStringIsTheEmptyPattern) {
   // The empty pattern matches the empty text at every position.
   showScreen("ab");
   apply(eventRule(R"({"selectedoption": "regexp", "regexp": 5})", "add"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), (Strings{""}));
 }
 
 // --- Writing changes
 
 TEST_F(RuleServiceTest, SetReplacesAndAddAppends) {
-  client.setProfileValues("p", {"old"});
-  client.setProfileValues("q", {"old"});
+  _client.setProfileValues("p", {"old"});
+  _client.setProfileValues("q", {"old"});
   apply(R"([{"ruletype": "scoreevent", "event": "buy",
              "profileproperty": [{"profileproperty": "p"}], "addset": "set", "values": ["new"]},
             {"ruletype": "scoreevent", "event": "buy",
              "profileproperty": [{"profileproperty": "q"}], "addset": "add", "values": ["new"]}])");
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), Strings{"new"});
   EXPECT_EQ(profile("q"), (Strings{"old", "new"}));
 }
@@ -273,7 +273,7 @@ TEST_F(RuleServiceTest, SetReplacesAndAddAppends) {
 TEST_F(RuleServiceTest, MergeOnAPropertyWithoutValueWritesTheSum) {
   apply(eventRule(R"(["2", "3"])", "merge"));
   clearLog();
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), Strings{"5.0"});
   EXPECT_THAT(
       serviceLines(),
@@ -287,23 +287,23 @@ TEST_F(RuleServiceTest, MergeOnAPropertyWithoutValueWritesTheSum) {
 
 TEST_F(RuleServiceTest, MergeWithAValueThatIsNotANumberWritesZero) {
   apply(eventRule(R"(["x"])", "merge"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), Strings{"0.0"});
 }
 
 TEST_F(RuleServiceTest, MergeOntoACurrentValueThatIsNotANumberWritesNothing) {
-  client.setProfileValues("p", {"xyz"});
+  _client.setProfileValues("p", {"xyz"});
   apply(eventRule(R"(["1"])", "merge"));
   clearLog();
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), Strings{"xyz"});
   for (const auto& line : serviceLines()) EXPECT_EQ(line.find("Summed value"), std::string::npos);
 }
 
 TEST_F(RuleServiceTest, MergeStartsFromTheFirstNonBlankValue) {
-  client.setProfileValues("p", {" ", "1.234,5", "9"});
+  _client.setProfileValues("p", {" ", "1.234,5", "9"});
   apply(eventRule(R"(["0.5"])", "merge"));
-  publishBuy(bus);
+  publishBuy(_bus);
   EXPECT_EQ(profile("p"), Strings{"1235.0"});
 }
 

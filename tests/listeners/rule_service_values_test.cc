@@ -19,7 +19,7 @@ using Strings = std::vector<std::string>;
 
 class RuleServiceValuesTest : public ::testing::Test {
  protected:
-  testing::TestPlatform platform;
+  testing::TestPlatform _platform;
 };
 
 TEST_F(RuleServiceValuesTest, MethodNamesMatchExactly) {
@@ -44,7 +44,7 @@ TEST_F(RuleServiceValuesTest, MergeOnAPropertyWithoutValueSumsFromZero) {
   std::string current = RuleService::getFirstNonEmptyValue(std::nullopt);
   EXPECT_EQ(current, "0");
   EXPECT_EQ(RuleService::sum(current, {"2", "3"}), "5.0");
-  EXPECT_THAT(platform.logLines(),
+  EXPECT_THAT(_platform.logLines(),
               ElementsAre(R"(INFO [PL_RULESERVICE]: Merging currentValue 0 with ["2", "3"])"));
 }
 
@@ -55,7 +55,7 @@ TEST_F(RuleServiceValuesTest, NewValueThatIsNotANumberIsDropped) {
 
 TEST_F(RuleServiceValuesTest, CurrentValueThatIsNotANumberGivesNothing) {
   EXPECT_EQ(RuleService::sum("xyz", {"1"}), std::nullopt);
-  EXPECT_THAT(platform.logLines(),
+  EXPECT_THAT(_platform.logLines(),
               ElementsAre(R"(INFO [PL_RULESERVICE]: Merging currentValue xyz with ["1"])"));
 }
 
