@@ -77,14 +77,12 @@ std::optional<std::vector<std::string>> PelorinClient::getProfileValues(std::str
 }
 
 void PelorinClient::setProfileValue(const std::string& name, const std::string& value) {
-  if (name.empty() || value.empty()) return;
-  // The one-value list is made before taking the lock, so contending threads wait less.
-  const std::vector<std::string> values{value};
-  synchronized([&] { _engine->setProfileValues(name, values); });
+  synchronized([&] { _engine->setProfileValue(name, value); });
 }
 
 void PelorinClient::addProfileValue(const std::string& name, const std::string& value) {
   if (name.empty() || value.empty()) return;
+  // The one-value list is made before taking the lock, so contending threads wait less.
   const std::vector<std::string> values{value};
   synchronized([&] { _engine->addProfileValues(name, values); });
 }

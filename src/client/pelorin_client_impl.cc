@@ -148,7 +148,15 @@ void PelorinClientImpl::addProfileValues(const std::string& name,
 
 void PelorinClientImpl::setProfileValue(const std::string& name, const std::string& value) {
   if (name.empty() || value.empty()) return;
-  setProfileValues(name, {value});
+  // The list form with one value, without making the list: the most frequent write.
+  if (!isValidUtf8(name) || !isValidUtf8(value)) {
+    log(std::string(kNotUtf8Change), LogFlag::WARNING);
+    return;
+  }
+  _commitLog->setProperty(name, value);
+  _cache->properties[name].assign(1, value);
+  _cache->modified = true;
+  _updateRequired = true;
 }
 
 void PelorinClientImpl::addProfileValue(const std::string& name, const std::string& value) {

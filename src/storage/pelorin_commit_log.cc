@@ -80,6 +80,17 @@ void PelorinCommitLog::setProperties(std::string_view name,
   _modified = true;
 }
 
+void PelorinCommitLog::setProperty(std::string_view name, const std::string& value) {
+  if (name.empty()) return;
+  if (auto it = _propertyIndex.find(name); it != _propertyIndex.end()) {
+    // In the entry's own storage: setting a property again allocates nothing.
+    _properties[it->second]._values.assign(1, value);
+  } else {
+    appendProperty(OperationType::SET, name, {value});
+  }
+  _modified = true;
+}
+
 void PelorinCommitLog::addProperties(std::string_view name,
                                      const std::vector<std::string>& values) {
   if (name.empty() || values.empty()) return;

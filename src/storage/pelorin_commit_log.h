@@ -76,6 +76,8 @@ class PelorinCommitLog {
   // Replaces the values of the property's entry (keeping its type), or appends a SET entry.
   // An empty name or an empty value list is ignored.
   void setProperties(std::string_view name, const std::vector<std::string>& values);
+  // `setProperties(name, {value})`, without making the one-value list.
+  void setProperty(std::string_view name, const std::string& value);
   // Appends the values the property's entry does not hold yet (keeping its type), or
   // appends an ADD entry with the values as given. An empty name or list is ignored.
   void addProperties(std::string_view name, const std::vector<std::string>& values);

@@ -68,6 +68,30 @@ TEST(PelorinCommitLogTest, AddAfterSetExtendsSetEntry) {
   EXPECT_EQ(log.properties()[0].values(), (Values{"x", "z"}));
 }
 
+// The one-value form gives the same log as the list form, whatever came before.
+TEST(PelorinCommitLogTest, SetPropertyIsSetPropertiesWithOneValue) {
+  PelorinCommitLog single;
+  PelorinCommitLog list;
+  single.setProperty("", "x");
+  EXPECT_TRUE(single.isEmpty());
+  EXPECT_FALSE(single.isModified());
+  for (PelorinCommitLog* log : {&single, &list}) {
+    log->addProperties("tags", {"a", "b"});
+    log->setProperties("city", {"Utrecht", "Amsterdam"});
+  }
+  single.setProperty("tags", "c");
+  single.setProperty("city", "Delft");
+  single.setProperty("name", "Ann");
+  list.setProperties("tags", {"c"});
+  list.setProperties("city", {"Delft"});
+  list.setProperties("name", {"Ann"});
+  EXPECT_EQ(single, list);
+  EXPECT_EQ(single.getProperty("tags")->type(), OperationType::ADD);
+  EXPECT_EQ(single.getProperty("tags")->values(), Values{"c"});
+  EXPECT_EQ(single.getProperty("name")->type(), OperationType::SET);
+  EXPECT_TRUE(single.isModified());
+}
+
 TEST(PelorinCommitLogTest, GetPropertiesFiltersByTypeInLogOrder) {
   PelorinCommitLog log;
   log.setProperties("s1", {"1"});
