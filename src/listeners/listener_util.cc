@@ -234,11 +234,12 @@ std::string ListenerUtil::JSONStringify(JsonRef value, bool prettyPrinted) {
   return prettyPrinted ? value.toPrettyString() : value.toCompactString();
 }
 
-std::string ListenerUtil::getCurrentTime() {
-  const auto now = Platform::current().clock().now();
-  return std::to_string(
-      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count());
+std::int64_t ListenerUtil::currentTimeMillis() {
+  const auto sinceEpoch = Platform::current().clock().now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch).count();
 }
+
+std::string ListenerUtil::getCurrentTime() { return std::to_string(currentTimeMillis()); }
 
 std::string ListenerUtil::getCurrentDate() {
   const platform::Clock& clock = Platform::current().clock();

@@ -8,6 +8,7 @@
 #ifndef PELORIN_SRC_LISTENERS_LISTENER_UTIL_H_
 #define PELORIN_SRC_LISTENERS_LISTENER_UTIL_H_
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -114,7 +115,9 @@ class ListenerUtil {
   static std::string JSONStringify(  // NOLINT(readability-identifier-naming): public name
       JsonRef value, bool prettyPrinted);
 
-  // The platform clock's current time in milliseconds since 1970, as decimal text.
+  // The platform clock's current time in whole milliseconds since 1970 (truncated).
+  static std::int64_t currentTimeMillis();
+  // The same as decimal text, e.g. "1714568531000".
   static std::string getCurrentTime();
   // Today's local date, stamped as midnight UTC of that date, in milliseconds since 1970.
   static std::string getCurrentDate();

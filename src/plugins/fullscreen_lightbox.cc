@@ -5,9 +5,9 @@
 
 #include <fmt/format.h>
 
+#include "base/decimal_integer.h"
 #include "client/pelorin_configuration.h"
 #include "pelorin/pelorin_client.h"
-#include "plugins/listener_helpers.h"
 
 namespace pelorin {
 namespace {
@@ -98,7 +98,7 @@ std::optional<float> FullscreenLightbox::parseMargin(std::string_view text) {
 }
 
 std::optional<std::int64_t> FullscreenLightbox::parseHideTimer(std::string_view text) {
-  const auto seconds = plugins::parseDecimalInteger(text);
+  const auto seconds = parseDecimalInteger(text);
   if (!seconds || *seconds < 0 || *seconds > PLLightbox::kMaxHideTimerSeconds) {
     logIgnored("hideTimer", text);
     return std::nullopt;

@@ -1,9 +1,9 @@
 #include "plugins/global_listener.h"
 
+#include "listeners/listener_util.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/platform.h"
 #include "plugins/global_listener_properties.h"
-#include "plugins/listener_helpers.h"
 #include "plugins/platform_name.h"
 
 namespace pelorin {
@@ -91,7 +91,7 @@ void GlobalListener::setStatistics() {
   counters.visits = firstValue("visits");
   counters.clickCount = firstValue("clickcount");
   counters.visitClicks = firstValue("visitclicks");
-  if (auto statistics = plugins::statisticsProperties(counters, plugins::currentTimeMillis())) {
+  if (auto statistics = plugins::statisticsProperties(counters, ListenerUtil::currentTimeMillis())) {
     handleProperties(*statistics);
   }
 }

@@ -5,8 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "base/decimal_integer.h"
 #include "client/pelorin_configuration.h"
-#include "plugins/listener_helpers.h"
 
 namespace pelorin::plugins {
 namespace {

@@ -4,24 +4,18 @@
 
 #include <boost/json/object.hpp>
 
+#include "base/day_number.h"
+#include "listeners/listener_util.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/platform.h"
-#include "plugins/listener_helpers.h"
 
 namespace pelorin {
-namespace {
-
-// 2012-01-01 00:00:00 UTC.
-constexpr std::chrono::sys_days kDayZero{std::chrono::year{2012} / 1 / 1};
-
-}  // namespace
-
 PreferredHourListener::PreferredHourListener(PelorinClient& client, InteractionContext context)
     : _client(client), _context(std::move(context)) {}
 
 void PreferredHourListener::onLoad() {
-  const auto property = plugins::getProfilePropertyFromParameters(_context.getParameters());
+  const auto property = ListenerUtil::getProfilePropertyFromParameters(_context.getParameters());
   if (!property) return;
   const auto& parameters = _context.getParameters();
   auto locale = parameters.find(std::string(PARAMETER_LOCALE));
@@ -45,7 +39,7 @@ std::string PreferredHourListener::get(int hour, std::string_view locale) {
 }
 
 std::int64_t PreferredHourListener::daysSince2012(platform::Clock::TimePoint date) {
-  return std::chrono::floor<std::chrono::days>(date - kDayZero).count();
+  return daysSince(kClassicDayZero, date);
 }
 
 std::string PreferredHourListener::pointText(int hour, std::string_view locale,

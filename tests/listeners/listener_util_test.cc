@@ -395,6 +395,14 @@ TEST_F(ListenerUtilTest, ProfilePropertyMissingOrEmptyGivesNothing) {
   EXPECT_EQ(ListenerUtil::getProfilePropertyFromParameters({}), std::nullopt);
   EXPECT_EQ(ListenerUtil::getProfilePropertyFromParameters({{"property", {}}}), std::nullopt);
   EXPECT_EQ(ListenerUtil::getProfilePropertyFromParameters({{"property", {"[]"}}}), std::nullopt);
+  EXPECT_THAT(logLines(), IsEmpty());
+}
+
+TEST_F(ListenerUtilTest, ProfilePropertyTextThatIsNotJsonIsLoggedOnce) {
+  EXPECT_EQ(ListenerUtil::getProfilePropertyFromParameters({{"property", {"[{"}}}), std::nullopt);
+  ASSERT_EQ(logLines().size(), 1U);
+  EXPECT_THAT(logLines()[0],
+              ::testing::StartsWith("ERROR [PL_LISTENER_UTIL]: JSON error occurred: "));
 }
 
 // --- JSON text
@@ -467,6 +475,7 @@ TEST_F(ListenerUtilTest, JsonStringifyRejectsNumbersThatAreNotFinite) {
 TEST_F(ListenerUtilTest, CurrentTimeIsMillisecondsOfThePlatformClock) {
   EXPECT_EQ(ListenerUtil::getCurrentTime(), "1714568531000");
   _platform.clock().advance(std::chrono::milliseconds(1234));
+  EXPECT_EQ(ListenerUtil::currentTimeMillis(), 1714568532234);
   EXPECT_EQ(ListenerUtil::getCurrentTime(), "1714568532234");
 }
 
