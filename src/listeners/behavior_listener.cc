@@ -5,7 +5,6 @@
 
 #include "listeners/listener_util.h"
 #include "pelorin/pelorin_client.h"
-#include "pelorin/pelorin_event_factory.h"
 
 namespace pelorin {
 
@@ -25,12 +24,7 @@ void BehaviorListener::onLoad() {
 }
 
 void BehaviorListener::onDestroy() {
-  // Without an identifier nothing was subscribed; clearing "no identifier" would end every
-  // plug-in's subscriptions.
-  const std::optional<std::string>& interactionId = _context.getInteractionId();
-  if (!interactionId) return;
-  PelorinClient::synchronized(
-      [&] { PelorinEventFactory::getInstance().clearEventHandlers(*interactionId); });
+  EventSerivceBase::unsubscribe(_context.getInteractionId());
 }
 
 }  // namespace pelorin

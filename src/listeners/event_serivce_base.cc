@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 
 namespace pelorin {
@@ -30,6 +31,12 @@ void EventSerivceBase::subscribeListeners() {
   }
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
   for (const auto& [className, rules] : _eventMap) bus.subscribe(className, self, _listenerId);
+}
+
+void EventSerivceBase::unsubscribe(const std::optional<std::string>& listenerId) {
+  if (!listenerId) return;
+  PelorinClient::synchronized(
+      [&] { PelorinEventFactory::getInstance().clearEventHandlers(*listenerId); });
 }
 
 }  // namespace pelorin

@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,6 +52,11 @@ class EventSerivceBase : public EventHandler,
   // per class. Classes first filed afterwards are not subscribed. The service must be
   // owned by a std::shared_ptr (the bus shares it); otherwise this aborts.
   void subscribeListeners();
+
+  // Ends every subscription made under `listenerId` (a plug-in's interaction identifier),
+  // under the global lock. Without an identifier nothing was subscribed, and nothing is
+  // cleared: clearing "no identifier" would end every plug-in's subscriptions.
+  static void unsubscribe(const std::optional<std::string>& listenerId);
 
   // The rules by event class name, each list in registration order.
   const EventMap& eventMap() const { return _eventMap; }

@@ -127,7 +127,7 @@ void FormListeningService::applyChangeRule(const JsonValue& rule) {
     } else {
       logInfo([&] { return "Unable to add a target to the element: " + control->description(); });
     }
-    addToClickRuleMap(rule, control);
+    _clickMap.add(control, rule);
     registerEvent(rule, FieldChangeEvent::NAME);
     return;
   }
@@ -142,9 +142,7 @@ void FormListeningService::applyChangeRule(const JsonValue& rule) {
       _delegate[picker.get()] = previous;
       picker->setDelegate(std::static_pointer_cast<platform::PickerViewDelegate>(self()));
     }
-    AttachedRules& entry = _pickerMap[picker.get()];
-    if (entry.view.lock() != picker) entry = AttachedRules{picker, {}};
-    entry.rules.push_back(rule);
+    _pickerMap.add(picker, rule);
   }
   registerEvent(rule, UpdateValuesEvent::NAME);
 }
@@ -165,28 +163,14 @@ void FormListeningService::applySelectionRule(const JsonValue& rule, std::string
   logInfo([&] { return std::string(applyMessage) + ruleText(rule.ref()); });
   if (auto control = std::dynamic_pointer_cast<platform::Control>(view)) {
     control->addTarget(self(), &FormListeningService::touchAction, ControlEvents::kTouchDown);
-    addToClickRuleMap(rule, control);
+    _clickMap.add(control, rule);
   }
   registerEvent(rule, className);
 }
 
-void FormListeningService::addToClickRuleMap(const JsonValue& rule,
-                                             const std::shared_ptr<platform::View>& view) {
-  AttachedRules& entry = _clickMap[view.get()];
-  if (entry.view.lock() != view) entry = AttachedRules{view, {}};
-  entry.rules.push_back(rule);
-}
-
-std::vector<JsonValue> FormListeningService::attachedRules(const AttachedMap& map,
-                                                           const platform::View& view) const {
-  auto found = map.find(&view);
-  if (found == map.end() || found->second.view.lock().get() != &view) return {};
-  return found->second.rules;
-}
-
 void FormListeningService::touchAction(platform::Control& control) {
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const JsonValue& rule : attachedRules(_clickMap, control)) {
+  for (const JsonValue& rule : _clickMap.rulesOf(control)) {
     const std::string_view type = rule["action"]["type"].stringView();
     std::optional<std::string> selector = ListenerUtil::getSelector(rule["action"]);
     if (!selector) continue;
@@ -204,7 +188,7 @@ void FormListeningService::touchAction(platform::Control& control) {
 
 void FormListeningService::fieldChangeAction(platform::Control& control) {
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const JsonValue& rule : attachedRules(_clickMap, control)) {
+  for (const JsonValue& rule : _clickMap.rulesOf(control)) {
     if (rule["action"]["type"].stringView() != "onchange") continue;
     if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"])) {
       PelorinClient::synchronized(
@@ -221,7 +205,7 @@ void FormListeningService::didSelectRow(platform::PickerView& pickerView, std::s
     }
   }
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const JsonValue& rule : attachedRules(_pickerMap, pickerView)) {
+  for (const JsonValue& rule : _pickerMap.rulesOf(pickerView)) {
     std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"]);
     if (!selector) continue;
     Strings values = getValues(rule.ref(), std::nullopt);

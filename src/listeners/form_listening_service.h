@@ -20,6 +20,7 @@
 
 #include "listeners/event_serivce_base.h"
 #include "listeners/profile_change.h"
+#include "listeners/view_rule_map.h"
 #include "pelorin/event.h"
 #include "pelorin/json_value.h"
 #include "pelorin/platform/picker_view.h"
@@ -82,12 +83,6 @@ class FormListeningService : public EventSerivceBase, public platform::PickerVie
  private:
   // Rules attached to one control or picker, and the object itself, to tell it from a
   // later one at the same address.
-  struct AttachedRules {
-    std::weak_ptr<platform::View> view;
-    std::vector<JsonValue> rules;
-  };
-  using AttachedMap = std::map<const platform::View*, AttachedRules>;
-
   void applyRule(const JsonValue& rule);
   void applyChangeRule(const JsonValue& rule);
   void applySelectionRule(const JsonValue& rule, std::string_view kind,
@@ -102,16 +97,13 @@ class FormListeningService : public EventSerivceBase, public platform::PickerVie
   std::vector<std::string> getValues(JsonRef rule,
                                      const std::optional<std::vector<std::string>>& context);
   void saveChange(const ProfileChange& change);
-  void addToClickRuleMap(const JsonValue& rule, const std::shared_ptr<platform::View>& view);
-  // The rules attached to `view`, when it is still the object they were attached to.
-  std::vector<JsonValue> attachedRules(const AttachedMap& map, const platform::View& view) const;
   std::shared_ptr<FormListeningService> self();
 
   PelorinClient& _client;
   mutable std::mutex _changesLock;
   std::vector<ProfileChange> _changes;  // guarded by _changesLock
-  AttachedMap _clickMap;
-  AttachedMap _pickerMap;
+  ViewRuleMap _clickMap;
+  ViewRuleMap _pickerMap;
   // The delegate each observed picker had before the service took its place; still told
   // of every selection.
   std::map<const platform::View*, std::weak_ptr<platform::PickerViewDelegate>> _delegate;

@@ -148,7 +148,7 @@ void RuleService::applyTouchRule(const JsonValue& rule, std::string_view areaKey
     // Touch-down, not touch-up-inside: the tap counts as soon as it starts.
     control->addTarget(self, &RuleService::touchAction, platform::ControlEvents::kTouchDown);
     logInfo([&] { return "Adding target to " + control->description(); });
-    addToClickRuleMap(rule, control);
+    _clickMap.add(control, rule);
   } else {
     logInfo([&] {
       return "Element from " + *selector +
@@ -237,17 +237,8 @@ void RuleService::handleAdvancedEvent(JsonRef rule, const AdvancedEvent& advance
   addProfileChange(rule, context);
 }
 
-void RuleService::addToClickRuleMap(const JsonValue& rule,
-                                    const std::shared_ptr<platform::Control>& control) {
-  ClickRules& entry = _clickMap[control.get()];
-  if (entry.control.lock() != control) entry = ClickRules{control, {}};
-  entry.rules.push_back(rule);
-}
-
 void RuleService::touchAction(platform::Control& control) {
-  auto found = _clickMap.find(&control);
-  if (found == _clickMap.end() || found->second.control.expired()) return;
-  const std::vector<JsonValue> rules = found->second.rules;
+  const std::vector<JsonValue> rules = _clickMap.rulesOf(control);
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
   for (const JsonValue& rule : rules) {
     if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["clickarea"])) {

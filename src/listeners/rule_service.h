@@ -20,6 +20,7 @@
 
 #include "listeners/event_serivce_base.h"
 #include "listeners/profile_change.h"
+#include "listeners/view_rule_map.h"
 #include "pelorin/event.h"
 #include "pelorin/json_value.h"
 
@@ -106,13 +107,6 @@ class RuleService : public EventSerivceBase {
   static std::string formatNumber(double value);
 
  private:
-  // The rules attached to one control, and the control, to tell it from a later control
-  // at the same address.
-  struct ClickRules {
-    std::weak_ptr<platform::Control> control;
-    std::vector<JsonValue> rules;
-  };
-
   void applyRule(const JsonValue& rule);
   void applyTouchRule(const JsonValue& rule, std::string_view areaKey,
                       std::string_view missingMessage, std::string_view className);
@@ -121,7 +115,6 @@ class RuleService : public EventSerivceBase {
   // is not registered).
   bool handleContentRule(JsonRef rule, const std::optional<std::vector<std::string>>& content);
   void handleAdvancedEvent(JsonRef rule, const AdvancedEvent& advancedEvent);
-  void addToClickRuleMap(const JsonValue& rule, const std::shared_ptr<platform::Control>& control);
   void addProfileChange(JsonRef rule, const std::optional<std::vector<std::string>>& context);
   std::optional<std::vector<std::string>> getValues(
       JsonRef rule, const std::optional<std::vector<std::string>>& context);
@@ -134,7 +127,7 @@ class RuleService : public EventSerivceBase {
   PelorinClient* _client = nullptr;
   mutable std::mutex _changesLock;
   std::vector<ProfileChange> _changes;  // guarded by _changesLock
-  std::map<const platform::Control*, ClickRules> _clickMap;
+  ViewRuleMap _clickMap;
   // How many content rules were filed for update events when the rules were applied.
   // Each update event files each of them once more (see handleEvent).
   std::size_t _contentRuleCount = 0;

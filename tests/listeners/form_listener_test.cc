@@ -74,11 +74,10 @@ class FormListenerTest : public FormServiceTest {
 
 TEST_F(FormListenerTest, IsABuiltInPluginAfterTheBehaviorListener) {
   std::vector<PluginClass> builtIns = builtInPluginClasses();
-  ASSERT_GE(builtIns.size(), 2U);
+  ASSERT_GE(builtIns.size(), 4U);
   EXPECT_EQ(builtIns[0].name(), "PelorinClient.BehaviorListener");
-  EXPECT_EQ(builtIns[1].name(),
-            "PelorinClient.FormListener");  // the two engagement slots are empty
-  EXPECT_TRUE(builtIns[1].isPlugin());
+  EXPECT_EQ(builtIns[3].name(), "PelorinClient.FormListener");
+  EXPECT_TRUE(builtIns[3].isPlugin());
   std::optional<PluginClass> found = RuntimeClasses::lookup("PelorinClient.FormListener");
   ASSERT_TRUE(found.has_value());
   EXPECT_TRUE(found->isPlugin());

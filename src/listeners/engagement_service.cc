@@ -1,0 +1,372 @@
+#include "listeners/engagement_service.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include <boost/json.hpp>
+
+#include "base/day_number.h"
+#include "base/decimal_integer.h"
+#include "client/pelorin_configuration.h"
+#include "listeners/listener_util.h"
+#include "listeners/text_util.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
+#include "pelorin/platform/control.h"
+#include "pelorin/platform/platform.h"
+#include "pelorin/platform/view.h"
+
+namespace pelorin {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+// The separator of context elements in the content of an event rule.
+constexpr std::string_view kContextSeparator = "|";
+
+void logInfo(auto&& makeMessage) {
+  PelorinConfiguration::log(std::forward<decltype(makeMessage)>(makeMessage),
+                            EngagementService::LOG_TAG, LogFlag::INFO);
+}
+
+void logWarning(auto&& makeMessage) {
+  PelorinConfiguration::log(std::forward<decltype(makeMessage)>(makeMessage),
+                            EngagementService::LOG_TAG, LogFlag::WARNING);
+}
+
+// A rule as log lines show it: compact JSON text, "unknown" for a missing value.
+std::string ruleText(JsonRef rule) { return rule.exists() ? rule.toCompactString() : "unknown"; }
+
+std::string joined(const Strings& parts, std::string_view separator) {
+  std::string text;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    if (i > 0) text += separator;
+    text += parts[i];
+  }
+  return text;
+}
+
+// An element of a rule's "interests" list as an interest name: a string as it stands, a
+// number in decimal, a boolean as "true" or "false", anything else "".
+std::string interestName(JsonRef element) {
+  if (std::optional<std::string> text = element.asString()) return *text;
+  if (std::optional<std::int64_t> integer = element.asInt()) return std::to_string(*integer);
+  if (std::optional<double> number = element.asDouble()) {
+    std::array<char, 32> buffer{};
+    auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), *number);
+    return error == std::errc() ? std::string(buffer.data(), end) : std::string();
+  }
+  if (std::optional<bool> flag = element.asBool()) return *flag ? "true" : "false";
+  return "";
+}
+
+}  // namespace
+
+EngagementService::EngagementService(PelorinClient& client, std::string listenerId,
+                                     std::string propertyName, bool isInterest,
+                                     std::vector<std::string> allInterests, bool useHalfTime)
+    : _client(client),
+      _propertyName(std::move(propertyName)),
+      _internalPropertyName("_" + _propertyName),
+      _isInterest(isInterest),
+      _allInterests(std::move(allInterests)),
+      _useHalfTime(useHalfTime),
+      _days(dayNumber(Platform::current().clock().now(), useHalfTime)) {
+  setListenerId(std::move(listenerId));
+}
+
+std::int64_t EngagementService::dayNumber(platform::Clock::TimePoint now, bool useHalfTime) {
+  return daysSince(useHalfTime ? kHalfTimeDayZero : kClassicDayZero, now);
+}
+
+void EngagementService::applyRules(JsonRef rules) {
+  std::vector<JsonValue> list;
+  for (const JsonRef& rule : rules.elements()) list.emplace_back(rule);
+  applyRules(list);
+}
+
+void EngagementService::applyRules(const std::vector<JsonValue>& rules) {
+  for (const JsonValue& rule : rules) applyRule(rule);
+  subscribeListeners();
+}
+
+void EngagementService::applyRule(const JsonValue& rule) {
+  logInfo([&] { return "Apply rule: " + ruleText(rule.ref()); });
+  const std::optional<std::string> ruleType = rule["ruletype"].asString();
+  if (!ruleType) return;
+  // The "score"/"interest" prefix does not choose where the points go: the service's mode
+  // does.
+  if (*ruleType == "scorecontent" || *ruleType == "interestcontent") {
+    applyContentRule(rule);
+  } else if (*ruleType == "scoreclick" || *ruleType == "interestclick") {
+    applyTouchRule(rule, "clickarea", "Found a click rule without a clickarea selector: ",
+                   ClickEvent::NAME);
+  } else if (*ruleType == "scoreformsubmit" || *ruleType == "interestformsubmit") {
+    applyTouchRule(rule, "form", "Found a form submit rule without a form selector: ",
+                   FormSubmitEvent::NAME);
+  } else if (*ruleType == "interesturl" || *ruleType == "scoreurl") {
+    applyUrlRule(rule);
+  } else if (*ruleType == "scoresocialevent" || *ruleType == "scoreevent" ||
+             *ruleType == "interestsocialevent" || *ruleType == "interestevent") {
+    registerEvent(rule, AdvancedEvent::NAME);
+  } else {
+    logWarning([] { return "Invalid or not supported rule detected"; });
+  }
+}
+
+void EngagementService::applyContentRule(const JsonValue& rule) {
+  std::optional<std::string> selector = ListenerUtil::getSelector(rule["contentarea"]);
+  if (!selector) {
+    logInfo([] { return "Found a rule without a selector"; });
+    return;
+  }
+  addPointsForRule(rule.ref(), ListenerUtil::getContent(*selector, std::nullopt));
+  registerEvent(rule, UpdateContentEvent::NAME);
+}
+
+void EngagementService::applyTouchRule(const JsonValue& rule, std::string_view areaKey,
+                                       std::string_view missingMessage,
+                                       std::string_view className) {
+  std::optional<std::string> selector = ListenerUtil::getSelector(rule[areaKey]);
+  if (!selector) {
+    logInfo([&] { return std::string(missingMessage) + ruleText(rule.ref()); });
+    return;
+  }
+  std::shared_ptr<platform::View> view =
+      PelorinClient::synchronized([&] { return _client.getView(*selector); });
+  if (auto control = std::dynamic_pointer_cast<platform::Control>(view)) {
+    auto self = std::static_pointer_cast<EngagementService>(weak_from_this().lock());
+    if (!self) {
+      std::fputs("EngagementService: the service is not owned by a shared_ptr\n", stderr);
+      std::abort();
+    }
+    // Touch-down: the tap counts as soon as it starts (form submit controls too).
+    control->addTarget(self, &EngagementService::touchAction, platform::ControlEvents::kTouchDown);
+    _elementRuleMap.add(control, rule);
+  } else {
+    logInfo([&] { return "Unable to get the view with the selector: " + *selector; });
+  }
+  registerEvent(rule, className);
+}
+
+void EngagementService::applyUrlRule(const JsonValue& rule) {
+  const std::optional<std::string> url = rule["url"].asString();
+  const bool known = url && std::ranges::find(URL_RULES, *url) != URL_RULES.end();
+  if (known) {
+    const std::string screenName =
+        PelorinClient::synchronized([&] { return _client.getScreenName(); });
+    if (!screenName.empty()) {
+      addPointsForRule(rule.ref(), {screenName});
+      return;
+    }
+  }
+  logInfo([&] {
+    return "Unable to get the current screenName with the url rule: " + ruleText(rule.ref());
+  });
+  // Scored against nothing on purpose: a rule whose words match anything still earns its
+  // points without a screen name.
+  addPointsForRule(rule.ref(), {""});
+}
+
+void EngagementService::touchAction(platform::Control& control) {
+  const std::optional<std::vector<JsonValue>> rules = _elementRuleMap.find(control);
+  logInfo([&] {
+    std::string list = "nil";
+    if (rules) {
+      boost::json::array array;
+      for (const JsonValue& rule : *rules) array.push_back(*rule.raw());
+      list = JsonValue(boost::json::value(std::move(array))).toCompactString();
+    }
+    return "Clicked on " + control.description() + ", with rules " + list;
+  });
+  if (!rules) return;
+  PelorinEventManager& bus = PelorinEventFactory::getInstance();
+  for (const JsonValue& rule : *rules) {
+    if (std::optional<std::string> selector = rule["clickarea"]["selector"].asString()) {
+      PelorinClient::synchronized([&] { bus.publish(std::make_shared<ClickEvent>(*selector)); });
+    }
+  }
+}
+
+void EngagementService::handleEvent(const std::shared_ptr<Event>& event) {
+  if (!event) return;
+  logInfo([&] { return "Handling event " + event->description(); });
+  auto found = _eventMap.find(event->name());
+  if (found == _eventMap.end()) return;
+  const auto* advanced = dynamic_cast<const AdvancedEvent*>(event.get());
+  const auto* update = dynamic_cast<const UpdateContentEvent*>(event.get());
+  // A form submit event is a click event too.
+  const auto* click = dynamic_cast<const ClickEvent*>(event.get());
+  for (const JsonValue& rule : found->second) {
+    if (advanced != nullptr) {
+      handleAdvancedEvent(rule.ref(), *advanced);
+    } else if (update != nullptr) {
+      handleUpdateContentEvent(rule.ref(), *update);
+    } else if (click != nullptr) {
+      handleTouchEvent(rule.ref(), *click);
+    }
+  }
+  save();
+}
+
+void EngagementService::handleAdvancedEvent(JsonRef rule, const AdvancedEvent& event) {
+  const std::optional<std::string> name = rule["event"].asString();
+  if (!name || *name != event.eventName()) return;
+  std::string content(kContextSeparator);
+  if (const std::optional<Strings>& context = event.context()) {
+    const std::optional<std::string> positionText = rule["contextposition"].asString();
+    const std::optional<std::int64_t> position =
+        positionText ? parseDecimalInteger(*positionText) : std::nullopt;
+    if (!position) {
+      content = joined(*context, kContextSeparator);
+    } else if (*position >= 1 && static_cast<std::uint64_t>(*position) <= context->size()) {
+      content = (*context)[static_cast<std::size_t>(*position - 1)];
+    } else {
+      // Counted from 1; a position outside the context names nothing to score.
+      logWarning([&] {
+        return "The context position " + *positionText + " is outside the context of " +
+               std::to_string(context->size()) + " values; the rule is skipped: " +
+               ruleText(rule);
+      });
+      return;
+    }
+  }
+  addPointsForRule(rule, {content});
+}
+
+void EngagementService::handleUpdateContentEvent(JsonRef rule, const UpdateContentEvent& event) {
+  const std::optional<std::string> selector = rule["contentarea"]["selector"].asString();
+  if (!selector) return;
+  const std::string wanted = text::toLower(*selector);
+  // A mobile-wide content area takes the updates of every view.
+  if (wanted.find("pre_mobile") == std::string::npos &&
+      wanted != text::toLower(event.selector().value_or(""))) {
+    return;
+  }
+  addPointsForRule(rule, event.content());
+}
+
+void EngagementService::handleTouchEvent(JsonRef rule, const ClickEvent& event) {
+  const std::optional<std::string> form = ListenerUtil::getSelector(rule["form"]);
+  const std::optional<std::string> clickArea = ListenerUtil::getSelector(rule["clickarea"]);
+  if (event.selector() != form && event.selector() != clickArea) return;
+  // Without a content area there is no text to read: the rule is scored against none, so
+  // a rule without words (or with "pre_any") earns its points on every tap.
+  Strings content;
+  if (std::optional<std::string> area = ListenerUtil::getSelector(rule["contentarea"])) {
+    content = ListenerUtil::getContent(*area, event.context());
+  }
+  addPointsForRule(rule, content);
+}
+
+void EngagementService::addPointsForRule(JsonRef rule, const Strings& content) {
+  const std::int64_t points = rule["points"].integer();
+  if (_isInterest) {
+    for (const std::string& interest : getInterestsFromContent(rule, content)) {
+      addPoints(interest, points);
+    }
+    return;
+  }
+  if (ListenerUtil::contentContainsWord(rule, content, ListenerUtil::getWords(rule))) {
+    addPoints("K", points);
+  }
+}
+
+void EngagementService::addPoints(std::string_view interest, std::int64_t score) {
+  std::lock_guard<std::mutex> lock(_changesLock);
+  _changes.push_back(PointEntry{text::toLower(interest), score});
+}
+
+Strings EngagementService::getInterestsFromContent(JsonRef rule, const Strings& content) const {
+  const Strings words = ListenerUtil::getWords(rule);
+  JsonRef interests = rule["interests"];
+  if (interests.isArray() && !interests.empty()) {
+    const std::optional<std::string> first = interests.at(0).asString();
+    if (first == "pre_any") {
+      Strings found;
+      for (const std::string& interest : _allInterests) {
+        if (ListenerUtil::contentContainsWord(rule, content, {interest})) found.push_back(interest);
+      }
+      return found;
+    }
+    if (!ListenerUtil::contentContainsWord(rule, content, words)) return {};
+    if (first == "pre_context") return content;
+    Strings names;
+    for (const JsonRef& element : interests.elements()) names.push_back(interestName(element));
+    return names;
+  }
+  if (std::optional<std::string> selector = interests["selector"].asString()) {
+    return ListenerUtil::getContent(*selector, content);
+  }
+  return {};
+}
+
+bool EngagementService::isChanged() const {
+  std::lock_guard<std::mutex> lock(_changesLock);
+  return !_changes.empty();
+}
+
+std::vector<PointEntry> EngagementService::changes() const {
+  std::lock_guard<std::mutex> lock(_changesLock);
+  return _changes;
+}
+
+void EngagementService::save() {
+  std::vector<PointEntry> pending;
+  {
+    std::lock_guard<std::mutex> lock(_changesLock);
+    pending.swap(_changes);
+  }
+  if (pending.empty()) return;
+  const std::string text =
+      _useHalfTime ? getHalfTimeData(pending, _days) : getFormattedData(pending, _days);
+  logInfo([&] { return "Saving: " + _internalPropertyName + " - " + text; });
+  // Added, not set: each save is one more value, and the server combines them.
+  PelorinClient::synchronized([&] { _client.addProfileValue(_internalPropertyName, text); });
+}
+
+std::string EngagementService::getFormattedData(const std::vector<PointEntry>& entries,
+                                                std::int64_t days) {
+  // The sum of each name, names in the order they first fired.
+  std::vector<PointEntry> sums;
+  for (const PointEntry& entry : entries) {
+    auto sum = std::ranges::find(sums, entry.n, &PointEntry::n);
+    if (sum == sums.end()) {
+      sums.push_back(entry);
+      continue;
+    }
+    std::int64_t total = 0;
+    if (__builtin_add_overflow(sum->p, entry.p, &total)) {
+      logWarning([&] {
+        return "The points of '" + entry.n + "' overflow the sum; " + std::to_string(entry.p) +
+               " points are skipped";
+      });
+      continue;
+    }
+    sum->p = total;
+  }
+  boost::json::object data;
+  data["TIME"] = ListenerUtil::getCurrentTime();
+  for (const PointEntry& sum : sums) {
+    data[sum.n] = boost::json::object{{"p" + std::to_string(days), sum.p}};
+  }
+  return ListenerUtil::JSONStringify(JsonValue(boost::json::value(std::move(data))).ref(), false);
+}
+
+std::string EngagementService::getHalfTimeData(const std::vector<PointEntry>& entries,
+                                               std::int64_t days) {
+  boost::json::array list;
+  for (const PointEntry& entry : entries) {
+    list.push_back(boost::json::object{{"n", entry.n}, {"p", entry.p}});
+  }
+  boost::json::object data;
+  data["TIME"] = ListenerUtil::getCurrentTime();
+  data["days"] = days;
+  data["data"] = std::move(list);
+  return ListenerUtil::JSONStringify(JsonValue(boost::json::value(std::move(data))).ref(), false);
+}
+
+}  // namespace pelorin
