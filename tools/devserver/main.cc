@@ -1,6 +1,7 @@
 // pelorin-devserver: the reference server on a loopback port, until interrupted.
 #include <pthread.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -18,6 +19,8 @@ int main(int argc, char** argv) {
   std::string domainGroup;
   std::string zone;
   std::string config;
+  double halfLife = pelorin::devserver::DerivedValues::Options().halfLifeDays;
+  bool wallClock = false;
   app.add_option("-p,--port", port, "Port to listen on; 0 picks a free one")
       ->check(CLI::Range(0, 65535));
   app.add_flag("-l,--log", log, "Log every request and answer");
@@ -29,6 +32,11 @@ int main(int argc, char** argv) {
   app.add_option("-c,--config", config,
                  "JSON file with the interactions per screen and event, segments and "
                  "connections to answer with (see README.md)");
+  app.add_option("--half-life", halfLife,
+                 "Days after which engagement and ranking points count half; 0: no decay")
+      ->capture_default_str();
+  app.add_flag("--wall-clock", wallClock,
+               "Decay points up to today's date (default: up to the newest day in the data)");
   CLI11_PARSE(app, argc, argv);
 
   // Block the stop signals before any thread starts, so that all of them inherit the mask
@@ -46,6 +54,8 @@ int main(int argc, char** argv) {
   if (!zone.empty()) options.rpc.zoneId = zone;
   options.rpc.wrapInPlJson = plJson;
   if (!config.empty()) options.configFile = config;
+  options.rpc.derivedValues.halfLifeDays = halfLife;
+  if (wallClock) options.rpc.derivedValues.now = [] { return std::chrono::system_clock::now(); };
   pelorin::devserver::DevServer server(std::move(options));
   if (!server.start()) {
     std::fprintf(stderr, "pelorin-devserver: %s\n", server.startError().c_str());

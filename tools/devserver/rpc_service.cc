@@ -76,6 +76,7 @@ RpcService::RpcService(Options options)
 RpcService::RpcService(Options options, std::unique_ptr<ScreenContent> screenContent)
     : _options(std::move(options)),
       _screenContent(std::move(screenContent)),
+      _derivedValues(_options.derivedValues),
       _wrapInPlJson(_options.wrapInPlJson) {}
 
 RpcReply RpcService::handle(const RpcRequest& request) {
@@ -192,6 +193,11 @@ JsonValue RpcService::changeProperties(const JsonRef& params, BatchState& batch,
       if (!add && text.empty()) continue;
       if (add && std::ranges::find(list, text) != list.end()) continue;
       list.push_back(std::move(text));
+    }
+    // The plug-ins write raw points to the hidden "_" companion; the visible property is
+    // what the platform derives from them.
+    if (name.size() > 1 && name.front() == '_') {
+      if (auto visible = _derivedValues.derive(list)) stored[std::string(name.substr(1))] = *visible;
     }
   }
   return JsonValue(json::object{{"result", json::object()}});

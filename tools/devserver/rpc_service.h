@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "devserver/derived_values.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_types.h"
 
@@ -80,6 +81,9 @@ class RpcService {
     std::optional<std::string> zoneId{};
     // Wrap every answer as "pl_json(" + array + ")".
     bool wrapInPlJson = false;
+    // How the visible value of a property is derived when its hidden companion ("_" +
+    // name) receives values (derived_values.h).
+    DerivedValues::Options derivedValues{};
   };
 
   explicit RpcService(Options options);
@@ -129,6 +133,7 @@ class RpcService {
 
   const Options _options;
   const std::unique_ptr<ScreenContent> _screenContent;
+  const DerivedValues _derivedValues;
 
   mutable std::mutex _mutex;
   bool _wrapInPlJson;                                                      // guarded by _mutex
