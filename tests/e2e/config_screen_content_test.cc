@@ -263,5 +263,24 @@ TEST(ConfigScreenContentExampleTest, ExampleConfigurationStartsABannerOnHome) {
   EXPECT_EQ(result["connections"][0]["id"].string(), "crm");
 }
 
+TEST(ConfigScreenContentExampleTest, ExampleShopScreenStartsAScoreAndARanking) {
+  auto content = ConfigScreenContent::fromFile(PELORIN_DEVSERVER_EXAMPLE_CONFIG);
+  ASSERT_TRUE(content.ok()) << content.error().message;
+  JsonValue result = content.value()->resultFor(pageView("shop", "PAGEVIEW", {}));
+  ASSERT_EQ(result["interactions"].size(), 2U);
+  EXPECT_EQ(result["interactions"][0]["pluginClass"].string(),
+            "PelorinClient.EngagementScoreListener");
+  EXPECT_EQ(result["interactions"][1]["pluginClass"].string(),
+            "PelorinClient.EngagementRankingListener");
+  // Every parameter holds the JSON text the plug-ins decode.
+  for (const JsonRef& interaction : result["interactions"].elements()) {
+    for (const JsonRef& parameter : interaction["parameters"][0]["parameter"].elements()) {
+      const auto decoded = JsonValue::parse(parameter["value"][0].string());
+      EXPECT_TRUE(decoded && (decoded->isObject() || decoded->isArray()))
+          << parameter["id"].string();
+    }
+  }
+}
+
 }  // namespace
 }  // namespace pelorin::devserver
