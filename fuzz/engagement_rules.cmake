@@ -1,0 +1,1 @@
+pelorin_add_fuzzer(fuzz_engagement_rules SOURCES engagement_rules_fuzz.cc)
