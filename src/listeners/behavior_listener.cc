@@ -23,8 +23,6 @@ void BehaviorListener::onLoad() {
   _ruleService->save();
 }
 
-void BehaviorListener::onDestroy() {
-  EventSerivceBase::unsubscribe(_context.getInteractionId());
-}
+void BehaviorListener::onDestroy() { EventSerivceBase::unsubscribe(_context.getInteractionId()); }
 
 }  // namespace pelorin

@@ -102,11 +102,11 @@ void EngagementService::applyRule(const JsonValue& rule) {
   if (*ruleType == "scorecontent" || *ruleType == "interestcontent") {
     applyContentRule(rule);
   } else if (*ruleType == "scoreclick" || *ruleType == "interestclick") {
-    applyTouchRule(rule, "clickarea", "Found a click rule without a clickarea selector: ",
-                   ClickEvent::NAME);
+    applyTouchRule(rule, "clickarea",
+                   "Found a click rule without a clickarea selector: ", ClickEvent::NAME);
   } else if (*ruleType == "scoreformsubmit" || *ruleType == "interestformsubmit") {
-    applyTouchRule(rule, "form", "Found a form submit rule without a form selector: ",
-                   FormSubmitEvent::NAME);
+    applyTouchRule(rule, "form",
+                   "Found a form submit rule without a form selector: ", FormSubmitEvent::NAME);
   } else if (*ruleType == "interesturl" || *ruleType == "scoreurl") {
     applyUrlRule(rule);
   } else if (*ruleType == "scoresocialevent" || *ruleType == "scoreevent" ||
@@ -228,8 +228,7 @@ void EngagementService::handleAdvancedEvent(JsonRef rule, const AdvancedEvent& e
       // Counted from 1; a position outside the context names nothing to score.
       logWarning([&] {
         return "The context position " + *positionText + " is outside the context of " +
-               std::to_string(context->size()) + " values; the rule is skipped: " +
-               ruleText(rule);
+               std::to_string(context->size()) + " values; the rule is skipped: " + ruleText(rule);
       });
       return;
     }

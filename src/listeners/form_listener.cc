@@ -86,8 +86,6 @@ void FormListener::onLoad() {
   _service->save();
 }
 
-void FormListener::onDestroy() {
-  EventSerivceBase::unsubscribe(_context.getInteractionId());
-}
+void FormListener::onDestroy() { EventSerivceBase::unsubscribe(_context.getInteractionId()); }
 
 }  // namespace pelorin

@@ -18,8 +18,8 @@ std::vector<PluginClass> builtInPluginClasses() {
     list.push_back(PluginClass::of<BehaviorListener>(std::string(BehaviorListener::CLASS_NAME)));
     list.push_back(PluginClass::of<EngagementRankingListener>(
         std::string(EngagementRankingListener::CLASS_NAME)));
-    list.push_back(PluginClass::of<EngagementScoreListener>(
-        std::string(EngagementScoreListener::CLASS_NAME)));
+    list.push_back(
+        PluginClass::of<EngagementScoreListener>(std::string(EngagementScoreListener::CLASS_NAME)));
     list.push_back(PluginClass::of<FormListener>(std::string(FormListener::CLASS_NAME)));
     list.push_back(PluginClass::of<FullscreenLightbox>("PelorinClient.FullscreenLightbox"));
     list.push_back(PluginClass::of<PreferredHourListener>("PelorinClient.PreferredHourListener"));

@@ -3,7 +3,6 @@
 #include <optional>
 #include <utility>
 
-
 namespace pelorin {
 
 void EngagementListener::startService(std::string propertyName, bool isInterest,
@@ -19,8 +18,6 @@ void EngagementListener::startService(std::string propertyName, bool isInterest,
   if (_engagementService->isChanged()) _engagementService->save();
 }
 
-void EngagementListener::onDestroy() {
-  EventSerivceBase::unsubscribe(_context.getInteractionId());
-}
+void EngagementListener::onDestroy() { EventSerivceBase::unsubscribe(_context.getInteractionId()); }
 
 }  // namespace pelorin

@@ -25,9 +25,7 @@ class EngagementListener : public PelorinPlugin {
   void onDestroy() override;
 
   // The service made by onLoad; null before, or when a parameter was missing.
-  const std::shared_ptr<EngagementService>& engagementService() const {
-    return _engagementService;
-  }
+  const std::shared_ptr<EngagementService>& engagementService() const { return _engagementService; }
 
  protected:
   EngagementListener(PelorinClient& client, InteractionContext context)

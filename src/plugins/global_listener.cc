@@ -91,7 +91,8 @@ void GlobalListener::setStatistics() {
   counters.visits = firstValue("visits");
   counters.clickCount = firstValue("clickcount");
   counters.visitClicks = firstValue("visitclicks");
-  if (auto statistics = plugins::statisticsProperties(counters, ListenerUtil::currentTimeMillis())) {
+  if (auto statistics =
+          plugins::statisticsProperties(counters, ListenerUtil::currentTimeMillis())) {
     handleProperties(*statistics);
   }
 }

@@ -163,9 +163,10 @@ class RpcServiceDerivedValuesTest : public ::testing::Test {
 TEST_F(RpcServiceDerivedValuesTest, AddingScoreDataDerivesTheVisibleScore) {
   send("addProperties",
        {{"_engagement", boost::json::array{R"({"TIME":"1714568531000","k":{"p4504":5}})"}}});
-  EXPECT_THAT(properties(),
-              ElementsAre(Pair("_engagement", ElementsAre(R"({"TIME":"1714568531000","k":{"p4504":5}})")),
-                          Pair("engagement", ElementsAre("5"))));
+  EXPECT_THAT(
+      properties(),
+      ElementsAre(Pair("_engagement", ElementsAre(R"({"TIME":"1714568531000","k":{"p4504":5}})")),
+                  Pair("engagement", ElementsAre("5"))));
 
   send("addProperties",
        {{"_engagement", boost::json::array{R"({"TIME":"1714568539000","k":{"p4504":7}})"}}});
@@ -175,8 +176,9 @@ TEST_F(RpcServiceDerivedValuesTest, AddingScoreDataDerivesTheVisibleScore) {
 
 TEST_F(RpcServiceDerivedValuesTest, SettingRankingDataDerivesTheVisibleRanking) {
   send("setProperties",
-       {{"_i42", boost::json::array{
-                     R"({"TIME":"1","days":2434,"data":[{"n":"news","p":1},{"n":"sports","p":4}]})"}}});
+       {{"_i42",
+         boost::json::array{
+             R"({"TIME":"1","days":2434,"data":[{"n":"news","p":1},{"n":"sports","p":4}]})"}}});
   EXPECT_EQ(properties().at("i42"), (Strings{"sports", "news"}));
 }
 
@@ -195,16 +197,17 @@ TEST_F(RpcServiceDerivedValuesTest, VisiblePropertyIsAnsweredByGetProperties) {
   request.domainGroup = "DEFAULT";
   request.visitorCookie = _id;
   request.body = R"([{"method":"getProperties","alt":"json","id":"3","params":"{}"}])";
-  EXPECT_EQ(_service.handle(request).body,
-            R"([{"id":"3","result":{"properties":{"_engagement":["{\"TIME\":\"1\",\"k\":{\"p9\":3}}"],)"
-            R"("engagement":["3"]}}}])");
+  EXPECT_EQ(
+      _service.handle(request).body,
+      R"([{"id":"3","result":{"properties":{"_engagement":["{\"TIME\":\"1\",\"k\":{\"p9\":3}}"],)"
+      R"("engagement":["3"]}}}])");
 }
 
 class RpcServiceDecayTest : public RpcServiceDerivedValuesTest {
  protected:
   RpcServiceDecayTest()
-      : RpcServiceDerivedValuesTest(RpcService::Options{
-            .derivedValues = options(7, true, std::chrono::days(7))}) {}
+      : RpcServiceDerivedValuesTest(
+            RpcService::Options{.derivedValues = options(7, true, std::chrono::days(7))}) {}
 };
 
 TEST_F(RpcServiceDecayTest, ScoreDecaysUpToTheServersToday) {

@@ -30,17 +30,18 @@ constexpr std::string_view kRankingRules = R"({"rules": [
     {"ruletype": "interestclick", "clickarea": {"selector": "#buyButton"}, "interests": ["Hats"],
      "points": 4}]})";
 
-boost::json::object interaction(std::string_view id, std::string_view pluginClass,
-                                const std::vector<std::pair<std::string, std::string_view>>& parameters) {
+boost::json::object interaction(
+    std::string_view id, std::string_view pluginClass,
+    const std::vector<std::pair<std::string, std::string_view>>& parameters) {
   boost::json::array list;
   for (const auto& [name, value] : parameters) {
     list.push_back(boost::json::object{{"id", name}, {"value", boost::json::array{value}}});
   }
-  return boost::json::object{
-      {"id", id},
-      {"pluginClass", pluginClass},
-      {"defaultLocale", "en"},
-      {"parameters", boost::json::array{boost::json::object{{"locale", "en"}, {"parameter", list}}}}};
+  return boost::json::object{{"id", id},
+                             {"pluginClass", pluginClass},
+                             {"defaultLocale", "en"},
+                             {"parameters", boost::json::array{boost::json::object{
+                                                {"locale", "en"}, {"parameter", list}}}}};
 }
 
 devserver::DevServerOptions shopServer() {

@@ -4,8 +4,8 @@
 #define PELORIN_TESTS_PLUGINS_ENGAGEMENT_FIXTURE_H_
 
 #include <map>
-#include <ostream>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>

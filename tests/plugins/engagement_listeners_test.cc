@@ -33,12 +33,13 @@ InteractionContext contextWith(const std::map<std::string, std::string>& paramet
   for (const auto& [name, value] : parameters) {
     list.push_back(boost::json::object{{"id", name}, {"value", boost::json::array{value}}});
   }
-  boost::json::object interaction{
-      {"defaultLocale", "en"},
-      {"parameters", boost::json::array{boost::json::object{{"locale", "en"}, {"parameter", list}}}}};
+  boost::json::object interaction{{"defaultLocale", "en"},
+                                  {"parameters", boost::json::array{boost::json::object{
+                                                     {"locale", "en"}, {"parameter", list}}}}};
   if (!id.empty()) interaction["id"] = id;
   JsonValue source(boost::json::value(std::move(interaction)));
-  return InteractionContext(source.ref(), std::shared_ptr<platform::ViewController>(), std::nullopt);
+  return InteractionContext(source.ref(), std::shared_ptr<platform::ViewController>(),
+                            std::nullopt);
 }
 
 class EngagementListenersTest : public EngagementServiceTest {
@@ -159,8 +160,7 @@ TEST_F(EngagementListenersTest, ScoreListenerWhoseDecaysAreAllZeroDoesNothing) {
 }
 
 TEST_F(EngagementListenersTest, ScoreListenerWithoutRulesOrIdentifierDoesNothing) {
-  EXPECT_EQ(load<EngagementScoreListener>(
-                {{"property", R"([{"profileproperty": "engagement"}])"}})
+  EXPECT_EQ(load<EngagementScoreListener>({{"property", R"([{"profileproperty": "engagement"}])"}})
                 ->engagementService(),
             nullptr);
   EXPECT_EQ(load<EngagementScoreListener>(
@@ -176,9 +176,9 @@ TEST_F(EngagementListenersTest, ScoreListenerWithoutRulesOrIdentifierDoesNothing
 }
 
 TEST_F(EngagementListenersTest, EngagementRulesWithoutRulesMakeTheServiceAndAttachNothing) {
-  auto listener = load<EngagementScoreListener>(
-      {{"engagement_rules", R"({"other": []})"},
-       {"property", R"([{"profileproperty": "engagement"}])"}});
+  auto listener =
+      load<EngagementScoreListener>({{"engagement_rules", R"({"other": []})"},
+                                     {"property", R"([{"profileproperty": "engagement"}])"}});
   ASSERT_NE(listener->engagementService(), nullptr);
   EXPECT_THAT(listener->engagementService()->eventMap(), IsEmpty());
   EXPECT_THAT(serviceLines(), IsEmpty());
@@ -187,10 +187,10 @@ TEST_F(EngagementListenersTest, EngagementRulesWithoutRulesMakeTheServiceAndAtta
 // --- Ranking listener
 
 TEST_F(EngagementListenersTest, RankingListenerWritesToTheHiddenPropertyOfItsIdentifier) {
-  auto listener = load<EngagementRankingListener>(
-      {{"engagement_rules", std::string(kRules)},
-       {"interests", R"({"values": ["Sale", "Winter"]})"}},
-      "x42");
+  auto listener =
+      load<EngagementRankingListener>({{"engagement_rules", std::string(kRules)},
+                                       {"interests", R"({"values": ["Sale", "Winter"]})"}},
+                                      "x42");
 
   const auto& service = listener->engagementService();
   ASSERT_NE(service, nullptr);
@@ -213,12 +213,11 @@ TEST_F(EngagementListenersTest, RankingListenerNeedsInterestsAndRules) {
   EXPECT_EQ(load<EngagementRankingListener>({{"engagement_rules", std::string(kRules)}})
                 ->engagementService(),
             nullptr);
-  EXPECT_EQ(load<EngagementRankingListener>({{"interests", R"({"values": []})"}})
-                ->engagementService(),
-            nullptr);
-  EXPECT_EQ(load<EngagementRankingListener>({{"engagement_rules", std::string(kRules)},
-                                             {"interests", R"({"values": []})"}},
-                                            "")
+  EXPECT_EQ(
+      load<EngagementRankingListener>({{"interests", R"({"values": []})"}})->engagementService(),
+      nullptr);
+  EXPECT_EQ(load<EngagementRankingListener>(
+                {{"engagement_rules", std::string(kRules)}, {"interests", R"({"values": []})"}}, "")
                 ->engagementService(),
             nullptr);
 }
@@ -233,13 +232,12 @@ TEST_F(EngagementListenersTest, InterestValuesThatAreNotAllStringsNameNoInterest
 // --- Destruction
 
 TEST_F(EngagementListenersTest, OnDestroyEndsTheSubscriptionsOfTheInteraction) {
-  auto score = load<EngagementScoreListener>(
-      {{"engagement_rules", std::string(kRules)},
-       {"property", R"([{"profileproperty": "engagement"}])"}},
-      "score-1");
+  auto score =
+      load<EngagementScoreListener>({{"engagement_rules", std::string(kRules)},
+                                     {"property", R"([{"profileproperty": "engagement"}])"}},
+                                    "score-1");
   auto ranking = load<EngagementRankingListener>(
-      {{"engagement_rules", std::string(kRules)}, {"interests", R"({"values": []})"}},
-      "ranking-1");
+      {{"engagement_rules", std::string(kRules)}, {"interests", R"({"values": []})"}}, "ranking-1");
   ASSERT_EQ(_bus.handlersByEvent().at("PelorinClient.AdvancedEvent").size(), 2U);
 
   score->onDestroy();

@@ -13,11 +13,11 @@
 namespace pelorin::testing {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using std::chrono::hours;
 using std::chrono::seconds;
 using std::chrono::sys_days;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using TimePoint = platform::Clock::TimePoint;
 using Strings = std::vector<std::string>;
 
@@ -46,11 +46,13 @@ TEST_F(EngagementServiceTest, UnknownRuleTypeIsLoggedAndTheOtherRulesStillAttach
                       {"ruletype": "interestevent", "event": "read"},
                       {"ruletype": "scoresocialevent", "event": "share"}])");
 
-  EXPECT_THAT(serviceLines(),
-              ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":"scoreevnt","event":"buy"})",
-                          "WARNING [PL_ENGAGMENTSERVICE]: Invalid or not supported rule detected",
-                          R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":"interestevent","event":"read"})",
-                          R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":"scoresocialevent","event":"share"})"));
+  EXPECT_THAT(
+      serviceLines(),
+      ElementsAre(
+          R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":"scoreevnt","event":"buy"})",
+          "WARNING [PL_ENGAGMENTSERVICE]: Invalid or not supported rule detected",
+          R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":"interestevent","event":"read"})",
+          R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":"scoresocialevent","event":"share"})"));
   ASSERT_EQ(service->eventMap().size(), 1U);
   EXPECT_EQ(service->eventMap().at("PelorinClient.AdvancedEvent").size(), 2U);
   // Subscribed once, after the last rule.
@@ -60,9 +62,11 @@ TEST_F(EngagementServiceTest, UnknownRuleTypeIsLoggedAndTheOtherRulesStillAttach
 TEST_F(EngagementServiceTest, RuleTypeThatIsNotAStringIsSkippedSilently) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": 7, "contentarea": {"selector": "#banner"}}, 42])");
-  EXPECT_THAT(serviceLines(),
-              ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":7,"contentarea":{"selector":"#banner"}})",
-                          "INFO [PL_ENGAGMENTSERVICE]: Apply rule: 42"));
+  EXPECT_THAT(
+      serviceLines(),
+      ElementsAre(
+          R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":7,"contentarea":{"selector":"#banner"}})",
+          "INFO [PL_ENGAGMENTSERVICE]: Apply rule: 42"));
   EXPECT_THAT(service->eventMap(), IsEmpty());
   EXPECT_FALSE(service->isChanged());
 }
@@ -130,18 +134,20 @@ TEST_F(EngagementServiceTest, TappingAnObservedControlPublishesAClickAndScoresIt
   auto service = scoreService();
   apply(*service,
         R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"}, "points": 5}])");
-  EXPECT_EQ(_screen.buy->controlEventsForTarget(service.get()), platform::ControlEvents::kTouchDown);
+  EXPECT_EQ(_screen.buy->controlEventsForTarget(service.get()),
+            platform::ControlEvents::kTouchDown);
   clearLog();
 
   _screen.buy->tap();
 
   EXPECT_THAT(
       serviceLines(),
-      ElementsAre("INFO [PL_ENGAGMENTSERVICE]: Clicked on " + _screen.buy->description() +
-                      R"(, with rules [{"ruletype":"scoreclick","clickarea":{"selector":"#buyButton"},"points":5}])",
-                  "INFO [PL_ENGAGMENTSERVICE]: Handling event '#buyButton' - "
-                  "PelorinClient.ClickEvent at '' handled by [i1]",
-                  R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _engagement - {"TIME":"1714568531000","k":{"p4504":5}})"));
+      ElementsAre(
+          "INFO [PL_ENGAGMENTSERVICE]: Clicked on " + _screen.buy->description() +
+              R"(, with rules [{"ruletype":"scoreclick","clickarea":{"selector":"#buyButton"},"points":5}])",
+          "INFO [PL_ENGAGMENTSERVICE]: Handling event '#buyButton' - "
+          "PelorinClient.ClickEvent at '' handled by [i1]",
+          R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _engagement - {"TIME":"1714568531000","k":{"p4504":5}})"));
   EXPECT_THAT(stored("_engagement"),
               ElementsAre(json(R"({"TIME": "1714568531000", "k": {"p4504": 5}})")));
 }
@@ -311,14 +317,15 @@ class AdvancedEventContentTest : public EngagementServiceTest {
                                        std::optional<Strings> context) {
     auto service = rankingService();
     apply(*service, R"([{"ruletype": "interestevent", "event": "buy", "interests": ["pre_context"],
-                        "points": 1)" + std::string(positionMember) + "}]");
+                        "points": 1)" +
+                        std::string(positionMember) + "}]");
     clearLog();
     _bus.publish(std::make_shared<AdvancedEvent>("buy", std::move(context)));
     return stored("_i1");
   }
   static JsonValue entryFor(std::string_view name) {
-    return json(R"({"TIME": "1714568531000", "days": 2434, "data": [{"n": ")" +
-                std::string(name) + R"(", "p": 1}]})");
+    return json(R"({"TIME": "1714568531000", "days": 2434, "data": [{"n": ")" + std::string(name) +
+                R"(", "p": 1}]})");
   }
 };
 
@@ -344,21 +351,22 @@ TEST_F(AdvancedEventContentTest, PositionThatIsNotAnIntegerJoinsTheContext) {
 
 TEST_F(AdvancedEventContentTest, PositionZeroIsLoggedAndTheRuleSkipped) {
   EXPECT_THAT(scoredContent(R"(, "contextposition": "0")", Strings{"a", "b"}), IsEmpty());
-  EXPECT_THAT(serviceLines(),
-              ElementsAre("INFO [PL_ENGAGMENTSERVICE]: Handling event 'buy' - "
-                          "PelorinClient.AdvancedEvent at '' handled by [i1]",
-                          "WARNING [PL_ENGAGMENTSERVICE]: The context position 0 is outside the "
-                          "context of 2 values; the rule is skipped: "
-                          R"({"ruletype":"interestevent","event":"buy","interests":["pre_context"],)"
-                          R"("points":1,"contextposition":"0"})"));
+  EXPECT_THAT(
+      serviceLines(),
+      ElementsAre("INFO [PL_ENGAGMENTSERVICE]: Handling event 'buy' - "
+                  "PelorinClient.AdvancedEvent at '' handled by [i1]",
+                  "WARNING [PL_ENGAGMENTSERVICE]: The context position 0 is outside the "
+                  "context of 2 values; the rule is skipped: "
+                  R"({"ruletype":"interestevent","event":"buy","interests":["pre_context"],)"
+                  R"("points":1,"contextposition":"0"})"));
 }
 
 TEST_F(AdvancedEventContentTest, PositionBeyondTheContextIsLoggedAndTheRuleSkipped) {
   EXPECT_THAT(scoredContent(R"(, "contextposition": "3")", Strings{"a", "b"}), IsEmpty());
   ASSERT_EQ(serviceLines().size(), 2U);
-  EXPECT_THAT(serviceLines()[1], ::testing::StartsWith(
-                                     "WARNING [PL_ENGAGMENTSERVICE]: The context position 3 is "
-                                     "outside the context of 2 values; the rule is skipped: "));
+  EXPECT_THAT(serviceLines()[1],
+              ::testing::StartsWith("WARNING [PL_ENGAGMENTSERVICE]: The context position 3 is "
+                                    "outside the context of 2 values; the rule is skipped: "));
 }
 
 TEST_F(AdvancedEventContentTest, NegativeOrHugePositionIsLoggedAndTheRuleSkipped) {
@@ -398,8 +406,8 @@ TEST_F(EngagementServiceTest, ScoreRuleWhoseWordsDoNotMatchGivesNothing) {
 }
 
 TEST_F(EngagementServiceTest, TwoFiringsBeforeASaveAreSummedInTheClassicFormat) {
-  auto service = std::make_shared<EngagementService>(_client, "i1", "interests", true,
-                                                     Strings(), false);
+  auto service =
+      std::make_shared<EngagementService>(_client, "i1", "interests", true, Strings(), false);
   apply(*service, R"([{"ruletype": "interesturl", "url": "x", "interests": ["Shoes"], "points": 2},
                      {"ruletype": "interesturl", "url": "x", "interests": ["shoes"], "points": 3},
                      {"ruletype": "interesturl", "url": "x", "interests": ["hats"], "points": 1}])");

@@ -93,8 +93,7 @@ std::optional<std::vector<std::string>> DerivedValues::derive(
   for (const Point& point : points) {
     // Points from a day after today count in full.
     const double age = static_cast<double>(std::max<std::int64_t>(0, today - point.day));
-    const double weight =
-        _options.halfLifeDays > 0 ? std::exp2(-age / _options.halfLifeDays) : 1.0;
+    const double weight = _options.halfLifeDays > 0 ? std::exp2(-age / _options.halfLifeDays) : 1.0;
     totals[point.name] += static_cast<double>(point.points) * weight;
   }
 
@@ -108,7 +107,8 @@ std::optional<std::vector<std::string>> DerivedValues::derive(
   }
   std::vector<std::pair<std::string, double>> ranked(totals.begin(), totals.end());
   // std::map gives the names in order, and the stable sort keeps it among equal points.
-  std::ranges::stable_sort(ranked, [](const auto& a, const auto& b) { return a.second > b.second; });
+  std::ranges::stable_sort(ranked,
+                           [](const auto& a, const auto& b) { return a.second > b.second; });
   std::vector<std::string> names;
   for (auto& [name, total] : ranked) names.push_back(std::move(name));
   return names;

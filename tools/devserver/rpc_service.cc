@@ -197,7 +197,8 @@ JsonValue RpcService::changeProperties(const JsonRef& params, BatchState& batch,
     // The plug-ins write raw points to the hidden "_" companion; the visible property is
     // what the platform derives from them.
     if (name.size() > 1 && name.front() == '_') {
-      if (auto visible = _derivedValues.derive(list)) stored[std::string(name.substr(1))] = *visible;
+      if (auto visible = _derivedValues.derive(list))
+        stored[std::string(name.substr(1))] = *visible;
     }
   }
   return JsonValue(json::object{{"result", json::object()}});
