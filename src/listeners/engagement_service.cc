@@ -82,17 +82,6 @@ std::int64_t EngagementService::dayNumber(platform::Clock::TimePoint now, bool u
   return daysSince(useHalfTime ? kHalfTimeDayZero : kClassicDayZero, now);
 }
 
-void EngagementService::applyRules(JsonRef rules) {
-  std::vector<JsonValue> list;
-  for (const JsonRef& rule : rules.elements()) list.emplace_back(rule);
-  applyRules(list);
-}
-
-void EngagementService::applyRules(const std::vector<JsonValue>& rules) {
-  for (const JsonValue& rule : rules) applyRule(rule);
-  subscribeListeners();
-}
-
 void EngagementService::applyRule(const JsonValue& rule) {
   logInfo([&] { return "Apply rule: " + ruleText(rule.ref()); });
   const std::optional<std::string> ruleType = rule["ruletype"].asString();

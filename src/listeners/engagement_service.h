@@ -65,13 +65,11 @@ class EngagementService : public EventSerivceBase {
   EngagementService(PelorinClient& client, std::string listenerId, std::string propertyName,
                     bool isInterest, std::vector<std::string> allInterests, bool useHalfTime);
 
-  // Applies every element of the JSON list `rules` (nothing for anything else).
-  void applyRules(JsonRef rules);
-  // Attaches the rules in order, then subscribes the service once for the events they wait
-  // for. Content and URL rules score at once; click and form submit rules attach to their
-  // controls; event rules wait for the app's events. A rule of an unknown type is logged and
-  // skipped; one whose "ruletype" is not a string is skipped silently.
-  void applyRules(const std::vector<JsonValue>& rules);
+  // `applyRules` (from the base) attaches the rules in order, then subscribes the service
+  // once for the events they wait for. Content and URL rules score at once; click and form
+  // submit rules attach to their controls; event rules wait for the app's events. A rule of
+  // an unknown type is logged and skipped; one whose "ruletype" is not a string is skipped
+  // silently.
 
   // Scores the rules filed under the event's class, then saves.
   void handleEvent(const std::shared_ptr<Event>& event) override;
@@ -112,7 +110,7 @@ class EngagementService : public EventSerivceBase {
   static std::string getHalfTimeData(const std::vector<PointEntry>& entries, std::int64_t days);
 
  private:
-  void applyRule(const JsonValue& rule);
+  void applyRule(const JsonValue& rule) override;
   void applyContentRule(const JsonValue& rule);
   void applyTouchRule(const JsonValue& rule, std::string_view areaKey,
                       std::string_view missingMessage, std::string_view className);

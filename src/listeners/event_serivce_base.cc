@@ -22,6 +22,19 @@ void EventSerivceBase::registerEvent(JsonValue rule, std::string_view className)
   _eventMap.emplace(std::string(className), std::move(rules));
 }
 
+void EventSerivceBase::applyRule(const JsonValue& /*rule*/) {}
+
+void EventSerivceBase::applyRules(JsonRef rules) {
+  std::vector<JsonValue> list;
+  for (const JsonRef& rule : rules.elements()) list.emplace_back(rule);
+  applyRules(list);
+}
+
+void EventSerivceBase::applyRules(const std::vector<JsonValue>& rules) {
+  for (const JsonValue& rule : rules) applyRule(rule);
+  subscribeListeners();
+}
+
 void EventSerivceBase::subscribeListeners() {
   std::shared_ptr<EventSerivceBase> self = weak_from_this().lock();
   if (!self) {

@@ -48,6 +48,11 @@ class EventSerivceBase : public EventHandler,
   // registered twice is kept twice (and acts twice).
   void registerEvent(JsonValue rule, std::string_view className);
 
+  // Applies every element of the JSON list `rules` (nothing for anything else) in order
+  // with `applyRule`, then subscribes once (`subscribeListeners`).
+  void applyRules(JsonRef rules);
+  void applyRules(const std::vector<JsonValue>& rules);
+
   // Subscribes the service under `listenerId` to every event class that has rules, once
   // per class. Classes first filed afterwards are not subscribed. The service must be
   // owned by a std::shared_ptr (the bus shares it); otherwise this aborts.
@@ -62,6 +67,10 @@ class EventSerivceBase : public EventHandler,
   const EventMap& eventMap() const { return _eventMap; }
 
  protected:
+  // Attaches one rule: evaluates it now, attaches it to views, or files it with
+  // `registerEvent` for the events it waits for. The base ignores every rule.
+  virtual void applyRule(const JsonValue& rule);
+
   EventMap _eventMap;
 
  private:

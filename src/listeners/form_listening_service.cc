@@ -91,17 +91,6 @@ std::shared_ptr<FormListeningService> FormListeningService::self() {
   return shared;
 }
 
-void FormListeningService::applyRules(JsonRef rules) {
-  std::vector<JsonValue> list;
-  for (const JsonRef& rule : rules.elements()) list.emplace_back(rule);
-  applyRules(list);
-}
-
-void FormListeningService::applyRules(const std::vector<JsonValue>& rules) {
-  for (const JsonValue& rule : rules) applyRule(rule);
-  subscribeListeners();
-}
-
 void FormListeningService::applyRule(const JsonValue& rule) {
   const std::string type = rule["action"]["type"].string();
   if (type == "onchange") {

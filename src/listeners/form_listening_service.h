@@ -49,11 +49,9 @@ class FormListeningService : public EventSerivceBase, public platform::PickerVie
   // long as the process).
   explicit FormListeningService(PelorinClient& client) : _client(client) {}
 
-  // Applies every element of the JSON list `rules` (nothing for anything else).
-  void applyRules(JsonRef rules);
-  // Applies the rules in order ("onchange", "clickselection", "formselection"; any other
-  // type is logged and skipped), then subscribes the service for the events they wait for.
-  void applyRules(const std::vector<JsonValue>& rules);
+  // `applyRules` (from the base) applies the rules in order ("onchange", "clickselection",
+  // "formselection"; any other type is logged and skipped), then subscribes the service
+  // for the events they wait for.
 
   // Collects the changes of the rules filed under the event's class, then saves them.
   void handleEvent(const std::shared_ptr<Event>& event) override;
@@ -83,7 +81,7 @@ class FormListeningService : public EventSerivceBase, public platform::PickerVie
  private:
   // Rules attached to one control or picker, and the object itself, to tell it from a
   // later one at the same address.
-  void applyRule(const JsonValue& rule);
+  void applyRule(const JsonValue& rule) override;
   void applyChangeRule(const JsonValue& rule);
   void applySelectionRule(const JsonValue& rule, std::string_view kind,
                           std::string_view applyMessage, std::string_view className);

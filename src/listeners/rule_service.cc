@@ -88,17 +88,6 @@ PelorinClient& RuleService::client() const {
   return *_client;
 }
 
-void RuleService::applyRules(JsonRef rules) {
-  std::vector<JsonValue> list;
-  for (const JsonRef& rule : rules.elements()) list.emplace_back(rule);
-  applyRules(list);
-}
-
-void RuleService::applyRules(const std::vector<JsonValue>& rules) {
-  for (const JsonValue& rule : rules) applyRule(rule);
-  subscribeListeners();
-}
-
 void RuleService::applyRule(const JsonValue& rule) {
   logInfo([&] { return "Handling " + ruleText(rule.ref()); });
   const std::string ruleType = rule["ruletype"].string();

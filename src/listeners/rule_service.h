@@ -59,13 +59,10 @@ class RuleService : public EventSerivceBase {
   // the client lives as long as the process. Rules applied without one abort.
   void setClient(PelorinClient& client) { _client = &client; }
 
-  // Applies every element of the JSON list `rules` (nothing for anything else), then
+  // `applyRules` (from the base) applies the rules in order: URL and content rules are
+  // evaluated now, click and form submit rules attach to their controls, event rules wait
+  // for their events; each rule that waits is filed under its event's class. Then it
   // subscribes the service for the events its rules wait for.
-  void applyRules(JsonRef rules);
-  // Applies the rules in order: URL and content rules are evaluated now, click and form
-  // submit rules attach to their controls, event rules wait for their events; each rule
-  // that waits is filed under its event's class. Then subscribes.
-  void applyRules(const std::vector<JsonValue>& rules);
 
   // Evaluates the rules filed under the event's class; the changes of each rule are
   // written before the next rule runs.
@@ -107,7 +104,7 @@ class RuleService : public EventSerivceBase {
   static std::string formatNumber(double value);
 
  private:
-  void applyRule(const JsonValue& rule);
+  void applyRule(const JsonValue& rule) override;
   void applyTouchRule(const JsonValue& rule, std::string_view areaKey,
                       std::string_view missingMessage, std::string_view className);
   void handleTouchEvent(JsonRef rule, const ClickEvent& clickEvent);

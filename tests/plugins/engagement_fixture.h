@@ -3,7 +3,6 @@
 #ifndef PELORIN_TESTS_PLUGINS_ENGAGEMENT_FIXTURE_H_
 #define PELORIN_TESTS_PLUGINS_ENGAGEMENT_FIXTURE_H_
 
-#include <map>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -14,9 +13,6 @@
 
 #include "listeners/engagement_service.h"
 #include "listeners/rule_service_fixture.h"
-#include "pelorin/pelorin_client.h"
-#include "pelorin/pelorin_event_factory.h"
-#include "support/test_platform.h"
 
 namespace pelorin {
 
@@ -25,39 +21,24 @@ inline void PrintTo(const JsonValue& value, std::ostream* out) { *out << value.t
 
 namespace testing {
 
-class EngagementServiceTest : public ::testing::Test {
+// RuleServiceTest's client and Checkout screen, with engagement services on it.
+class EngagementServiceTest : public RuleServiceTest {
  protected:
-  EngagementServiceTest() : _client(PelorinClient::getInstance(_screen.controller)) {
-    _bus.clearEventHandlers();
-    _bus.clearEvents();
-    _platform.console().clear();
-  }
-  ~EngagementServiceTest() override {
-    _bus.clearEventHandlers();
-    _bus.clearEvents();
-  }
+  using Strings = std::vector<std::string>;
 
   // A score service for the property "engagement" (classic format) of the interaction "i1".
   std::shared_ptr<EngagementService> scoreService() {
-    return std::make_shared<EngagementService>(_client, "i1", "engagement", false,
-                                               std::vector<std::string>(), false);
+    return std::make_shared<EngagementService>(_client, "i1", "engagement", false, Strings(),
+                                               false);
   }
   // A ranking service for the interaction "i1" (half-time format, under "i1").
-  std::shared_ptr<EngagementService> rankingService(std::vector<std::string> allInterests = {}) {
+  std::shared_ptr<EngagementService> rankingService(Strings allInterests = {}) {
     return std::make_shared<EngagementService>(_client, "i1", "i1", true, std::move(allInterests),
                                                true);
   }
   static void apply(EngagementService& service, std::string_view rulesJson) {
     JsonValue rules = json(rulesJson);
     service.applyRules(rules.ref());
-  }
-
-  // Makes `name` the engine's current screen name with a page view (no server is
-  // configured, so nothing is sent), and lets the page view finish.
-  void showScreen(const std::string& name) {
-    _client.createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", name}});
-    _client.engine().waitForOperations();
-    _platform.mainLoop().runUntilIdle();
   }
 
   // The values of a profile property, each parsed as JSON.
@@ -69,21 +50,13 @@ class EngagementServiceTest : public ::testing::Test {
     return values;
   }
   // Log lines of the engagement service only.
-  std::vector<std::string> serviceLines() const {
+  std::vector<std::string> engagementLines() const {
     std::vector<std::string> lines;
     for (const auto& line : _platform.logLines()) {
       if (line.find("[PL_ENGAGMENTSERVICE]") != std::string::npos) lines.push_back(line);
     }
     return lines;
   }
-  void clearLog() { _platform.console().clear(); }
-
-  using Strings = std::vector<std::string>;
-
-  TestPlatform _platform;
-  CheckoutScreen _screen;
-  PelorinClient& _client;
-  PelorinEventManager& _bus = PelorinEventFactory::getInstance();
 };
 
 }  // namespace testing

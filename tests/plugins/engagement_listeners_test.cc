@@ -181,7 +181,7 @@ TEST_F(EngagementListenersTest, EngagementRulesWithoutRulesMakeTheServiceAndAtta
                                      {"property", R"([{"profileproperty": "engagement"}])"}});
   ASSERT_NE(listener->engagementService(), nullptr);
   EXPECT_THAT(listener->engagementService()->eventMap(), IsEmpty());
-  EXPECT_THAT(serviceLines(), IsEmpty());
+  EXPECT_THAT(engagementLines(), IsEmpty());
 }
 
 // --- Ranking listener

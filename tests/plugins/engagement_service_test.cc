@@ -36,7 +36,7 @@ std::size_t subscriptionCount(const PelorinEventManager& bus) {
 TEST_F(EngagementServiceTest, ApplyRuleLogsTheRuleAsCompactJson) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": "scoreevent", "event": "buy"}])");
-  EXPECT_THAT(serviceLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: )"
+  EXPECT_THAT(engagementLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: )"
                                           R"({"ruletype":"scoreevent","event":"buy"})"));
 }
 
@@ -47,7 +47,7 @@ TEST_F(EngagementServiceTest, UnknownRuleTypeIsLoggedAndTheOtherRulesStillAttach
                       {"ruletype": "scoresocialevent", "event": "share"}])");
 
   EXPECT_THAT(
-      serviceLines(),
+      engagementLines(),
       ElementsAre(
           R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":"scoreevnt","event":"buy"})",
           "WARNING [PL_ENGAGMENTSERVICE]: Invalid or not supported rule detected",
@@ -63,7 +63,7 @@ TEST_F(EngagementServiceTest, RuleTypeThatIsNotAStringIsSkippedSilently) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": 7, "contentarea": {"selector": "#banner"}}, 42])");
   EXPECT_THAT(
-      serviceLines(),
+      engagementLines(),
       ElementsAre(
           R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: {"ruletype":7,"contentarea":{"selector":"#banner"}})",
           "INFO [PL_ENGAGMENTSERVICE]: Apply rule: 42"));
@@ -75,7 +75,7 @@ TEST_F(EngagementServiceTest, ListThatIsNotAnArrayAppliesNothing) {
   auto service = scoreService();
   apply(*service, R"({"ruletype": "scoreevent"})");
   EXPECT_THAT(service->eventMap(), IsEmpty());
-  EXPECT_THAT(serviceLines(), IsEmpty());
+  EXPECT_THAT(engagementLines(), IsEmpty());
 }
 
 // --- Content rules
@@ -98,7 +98,7 @@ TEST_F(EngagementServiceTest, ContentRuleWhoseWordsAreNotOnScreenGivesNothing) {
 TEST_F(EngagementServiceTest, ContentRuleWithoutSelectorIsLoggedAndSkipped) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": "interestcontent", "points": 3}])");
-  EXPECT_EQ(serviceLines().back(), "INFO [PL_ENGAGMENTSERVICE]: Found a rule without a selector");
+  EXPECT_EQ(engagementLines().back(), "INFO [PL_ENGAGMENTSERVICE]: Found a rule without a selector");
   EXPECT_THAT(service->eventMap(), IsEmpty());
 }
 
@@ -141,7 +141,7 @@ TEST_F(EngagementServiceTest, TappingAnObservedControlPublishesAClickAndScoresIt
   _screen.buy->tap();
 
   EXPECT_THAT(
-      serviceLines(),
+      engagementLines(),
       ElementsAre(
           "INFO [PL_ENGAGMENTSERVICE]: Clicked on " + _screen.buy->description() +
               R"(, with rules [{"ruletype":"scoreclick","clickarea":{"selector":"#buyButton"},"points":5}])",
@@ -156,7 +156,7 @@ TEST_F(EngagementServiceTest, ClickRuleOnAViewThatIsNotAControlWaitsForClickEven
   auto service = scoreService();
   apply(*service,
         R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#banner"}, "points": 1}])");
-  EXPECT_EQ(serviceLines()[1],
+  EXPECT_EQ(engagementLines()[1],
             "INFO [PL_ENGAGMENTSERVICE]: Unable to get the view with the selector: #banner");
   EXPECT_EQ(service->eventMap().at("PelorinClient.ClickEvent").size(), 1U);
 
@@ -171,7 +171,7 @@ TEST_F(EngagementServiceTest, ClickRuleOnAViewThatIsNotAControlWaitsForClickEven
 TEST_F(EngagementServiceTest, ClickRuleWithoutClickareaIsLoggedAndSkipped) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": "scoreclick", "form": {"selector": "#buyButton"}}])");
-  EXPECT_EQ(serviceLines()[1],
+  EXPECT_EQ(engagementLines()[1],
             R"(INFO [PL_ENGAGMENTSERVICE]: Found a click rule without a clickarea selector: )"
             R"({"ruletype":"scoreclick","form":{"selector":"#buyButton"}})");
   EXPECT_THAT(service->eventMap(), IsEmpty());
@@ -181,7 +181,7 @@ TEST_F(EngagementServiceTest, ClickRuleWithoutClickareaIsLoggedAndSkipped) {
 TEST_F(EngagementServiceTest, FormSubmitRuleWithoutFormIsLoggedAndSkipped) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": "interestformsubmit"}])");
-  EXPECT_EQ(serviceLines()[1],
+  EXPECT_EQ(engagementLines()[1],
             R"(INFO [PL_ENGAGMENTSERVICE]: Found a form submit rule without a form selector: )"
             R"({"ruletype":"interestformsubmit"})");
   EXPECT_THAT(service->eventMap(), IsEmpty());
@@ -218,7 +218,7 @@ TEST_F(EngagementServiceTest, TouchRuleScoresTheContentAreaInTheEventsContext) {
 TEST_F(EngagementServiceTest, ScoreUrlRuleOutsideTheListLogsAndStillRecordsItsPoints) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": "scoreurl", "url": "elsewhere", "points": 4}])");
-  EXPECT_EQ(serviceLines()[1],
+  EXPECT_EQ(engagementLines()[1],
             R"(INFO [PL_ENGAGMENTSERVICE]: Unable to get the current screenName with the url )"
             R"(rule: {"ruletype":"scoreurl","url":"elsewhere","points":4})");
   EXPECT_THAT(service->changes(), ElementsAre(PointEntry{"k", 4}));
@@ -233,14 +233,14 @@ TEST_F(EngagementServiceTest, UrlRuleScoresTheCurrentScreenName) {
                       "containsmatches": "matches", "points": 6},
                      {"ruletype": "scoreurl", "url": "or", "words": ["home"], "points": 1}])");
   EXPECT_THAT(service->changes(), ElementsAre(PointEntry{"k", 6}));
-  EXPECT_EQ(serviceLines().size(), 2U);  // the two "Apply rule" lines
+  EXPECT_EQ(engagementLines().size(), 2U);  // the two "Apply rule" lines
 }
 
 TEST_F(EngagementServiceTest, UrlRuleWithoutAScreenNameIsScoredAgainstNothing) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": "scoreurl", "url": "url", "words": ["checkout"],
                       "points": 6}])");
-  EXPECT_EQ(serviceLines()[1],
+  EXPECT_EQ(engagementLines()[1],
             R"(INFO [PL_ENGAGMENTSERVICE]: Unable to get the current screenName with the url )"
             R"(rule: {"ruletype":"scoreurl","url":"url","words":["checkout"],"points":6})");
   EXPECT_FALSE(service->isChanged());
@@ -352,7 +352,7 @@ TEST_F(AdvancedEventContentTest, PositionThatIsNotAnIntegerJoinsTheContext) {
 TEST_F(AdvancedEventContentTest, PositionZeroIsLoggedAndTheRuleSkipped) {
   EXPECT_THAT(scoredContent(R"(, "contextposition": "0")", Strings{"a", "b"}), IsEmpty());
   EXPECT_THAT(
-      serviceLines(),
+      engagementLines(),
       ElementsAre("INFO [PL_ENGAGMENTSERVICE]: Handling event 'buy' - "
                   "PelorinClient.AdvancedEvent at '' handled by [i1]",
                   "WARNING [PL_ENGAGMENTSERVICE]: The context position 0 is outside the "
@@ -363,8 +363,8 @@ TEST_F(AdvancedEventContentTest, PositionZeroIsLoggedAndTheRuleSkipped) {
 
 TEST_F(AdvancedEventContentTest, PositionBeyondTheContextIsLoggedAndTheRuleSkipped) {
   EXPECT_THAT(scoredContent(R"(, "contextposition": "3")", Strings{"a", "b"}), IsEmpty());
-  ASSERT_EQ(serviceLines().size(), 2U);
-  EXPECT_THAT(serviceLines()[1],
+  ASSERT_EQ(engagementLines().size(), 2U);
+  EXPECT_THAT(engagementLines()[1],
               ::testing::StartsWith("WARNING [PL_ENGAGMENTSERVICE]: The context position 3 is "
                                     "outside the context of 2 values; the rule is skipped: "));
 }
@@ -417,7 +417,7 @@ TEST_F(EngagementServiceTest, TwoFiringsBeforeASaveAreSummedInTheClassicFormat) 
 
   EXPECT_THAT(stored("_interests"), ElementsAre(json(R"({"TIME": "1714568531000",
       "shoes": {"p4504": 5}, "hats": {"p4504": 1}})")));
-  EXPECT_THAT(serviceLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _interests - )"
+  EXPECT_THAT(engagementLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _interests - )"
                                           R"({"TIME":"1714568531000","shoes":{"p4504":5},)"
                                           R"("hats":{"p4504":1}})"));
 }
@@ -432,7 +432,7 @@ TEST_F(EngagementServiceTest, TwoFiringsBeforeASaveAreTwoEntriesInTheHalfTimeFor
 
   EXPECT_THAT(stored("_i1"), ElementsAre(json(R"({"TIME": "1714568531000", "days": 2434,
       "data": [{"n": "shoes", "p": 2}, {"n": "shoes", "p": 3}]})")));
-  EXPECT_THAT(serviceLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _i1 - )"
+  EXPECT_THAT(engagementLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _i1 - )"
                                           R"({"TIME":"1714568531000","days":2434,)"
                                           R"("data":[{"n":"shoes","p":2},{"n":"shoes","p":3}]})"));
 }
@@ -448,7 +448,7 @@ TEST_F(EngagementServiceTest, PointsSumThatOverflowsIsLoggedAndTheEntrySkipped) 
 
   EXPECT_THAT(stored("_engagement"), ElementsAre(json(R"({"TIME": "1714568531000",
       "k": {"p4504": 9223372036854775805}})")));
-  EXPECT_EQ(serviceLines()[0],
+  EXPECT_EQ(engagementLines()[0],
             "WARNING [PL_ENGAGMENTSERVICE]: The points of 'k' overflow the sum; 1 points are "
             "skipped");
 }
@@ -464,7 +464,7 @@ TEST_F(EngagementServiceTest, SaveRightAfterASaveWritesNothing) {
   service->save();
 
   EXPECT_EQ(stored("_engagement").size(), 1U);
-  EXPECT_THAT(serviceLines(), IsEmpty());
+  EXPECT_THAT(engagementLines(), IsEmpty());
   EXPECT_THAT(_platform.logLines(), IsEmpty());  // not even the client was called
 }
 
@@ -486,7 +486,7 @@ TEST_F(EngagementServiceTest, EventWithoutRulesOfItsClassIsOnlyLogged) {
   apply(*service, R"([{"ruletype": "scoreevent", "event": "buy", "points": 1}])");
   clearLog();
   service->handleEvent(std::make_shared<ClickEvent>("#buyButton"));
-  EXPECT_THAT(serviceLines(), ElementsAre("INFO [PL_ENGAGMENTSERVICE]: Handling event "
+  EXPECT_THAT(engagementLines(), ElementsAre("INFO [PL_ENGAGMENTSERVICE]: Handling event "
                                           "'#buyButton' - PelorinClient.ClickEvent without "
                                           "location handled by []"));
 }
