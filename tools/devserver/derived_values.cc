@@ -110,6 +110,7 @@ std::optional<std::vector<std::string>> DerivedValues::derive(
   std::ranges::stable_sort(ranked,
                            [](const auto& a, const auto& b) { return a.second > b.second; });
   std::vector<std::string> names;
+  names.reserve(ranked.size());
   for (auto& [name, total] : ranked) names.push_back(std::move(name));
   return names;
 }
