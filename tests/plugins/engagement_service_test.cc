@@ -37,7 +37,7 @@ TEST_F(EngagementServiceTest, ApplyRuleLogsTheRuleAsCompactJson) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": "scoreevent", "event": "buy"}])");
   EXPECT_THAT(engagementLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Apply rule: )"
-                                          R"({"ruletype":"scoreevent","event":"buy"})"));
+                                             R"({"ruletype":"scoreevent","event":"buy"})"));
 }
 
 TEST_F(EngagementServiceTest, UnknownRuleTypeIsLoggedAndTheOtherRulesStillAttach) {
@@ -98,7 +98,8 @@ TEST_F(EngagementServiceTest, ContentRuleWhoseWordsAreNotOnScreenGivesNothing) {
 TEST_F(EngagementServiceTest, ContentRuleWithoutSelectorIsLoggedAndSkipped) {
   auto service = scoreService();
   apply(*service, R"([{"ruletype": "interestcontent", "points": 3}])");
-  EXPECT_EQ(engagementLines().back(), "INFO [PL_ENGAGMENTSERVICE]: Found a rule without a selector");
+  EXPECT_EQ(engagementLines().back(),
+            "INFO [PL_ENGAGMENTSERVICE]: Found a rule without a selector");
   EXPECT_THAT(service->eventMap(), IsEmpty());
 }
 
@@ -418,8 +419,8 @@ TEST_F(EngagementServiceTest, TwoFiringsBeforeASaveAreSummedInTheClassicFormat) 
   EXPECT_THAT(stored("_interests"), ElementsAre(json(R"({"TIME": "1714568531000",
       "shoes": {"p4504": 5}, "hats": {"p4504": 1}})")));
   EXPECT_THAT(engagementLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _interests - )"
-                                          R"({"TIME":"1714568531000","shoes":{"p4504":5},)"
-                                          R"("hats":{"p4504":1}})"));
+                                             R"({"TIME":"1714568531000","shoes":{"p4504":5},)"
+                                             R"("hats":{"p4504":1}})"));
 }
 
 TEST_F(EngagementServiceTest, TwoFiringsBeforeASaveAreTwoEntriesInTheHalfTimeFormat) {
@@ -432,9 +433,10 @@ TEST_F(EngagementServiceTest, TwoFiringsBeforeASaveAreTwoEntriesInTheHalfTimeFor
 
   EXPECT_THAT(stored("_i1"), ElementsAre(json(R"({"TIME": "1714568531000", "days": 2434,
       "data": [{"n": "shoes", "p": 2}, {"n": "shoes", "p": 3}]})")));
-  EXPECT_THAT(engagementLines(), ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _i1 - )"
-                                          R"({"TIME":"1714568531000","days":2434,)"
-                                          R"("data":[{"n":"shoes","p":2},{"n":"shoes","p":3}]})"));
+  EXPECT_THAT(engagementLines(),
+              ElementsAre(R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _i1 - )"
+                          R"({"TIME":"1714568531000","days":2434,)"
+                          R"("data":[{"n":"shoes","p":2},{"n":"shoes","p":3}]})"));
 }
 
 TEST_F(EngagementServiceTest, PointsSumThatOverflowsIsLoggedAndTheEntrySkipped) {
@@ -487,8 +489,8 @@ TEST_F(EngagementServiceTest, EventWithoutRulesOfItsClassIsOnlyLogged) {
   clearLog();
   service->handleEvent(std::make_shared<ClickEvent>("#buyButton"));
   EXPECT_THAT(engagementLines(), ElementsAre("INFO [PL_ENGAGMENTSERVICE]: Handling event "
-                                          "'#buyButton' - PelorinClient.ClickEvent without "
-                                          "location handled by []"));
+                                             "'#buyButton' - PelorinClient.ClickEvent without "
+                                             "location handled by []"));
 }
 
 // --- Day numbers
