@@ -7,7 +7,9 @@
 //   exit-return   writes, starts a page view and returns from main while it is in flight
 //   exit-call     the same, but leaves through std::exit
 //   write         writes property k<pid>_<i> = v<i> every few milliseconds, printing
-//                 "wrote <name>" after each, until killed
+//                 "wrote <name>" after each, until killed; every kClickEvery-th write
+//                 also counts a click of interaction "i1", every kPageViewEvery-th
+//                 starts a page view (so the server's answers rewrite the id and cache)
 //   flush         starts on the folder, lets the client send what it has, prints the
 //                 profile identifier and exits
 #include <chrono>
@@ -28,6 +30,9 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kSyncInterval = 50ms;
+// Must match the test that reads the output.
+constexpr int kClickEvery = 7;
+constexpr int kPageViewEvery = 25;
 
 pelorin::platform::MainLoop& installPlatform(const std::string& storage,
                                              const std::string& server) {
@@ -62,6 +67,12 @@ int writeSteadily(pelorin::platform::MainLoop& loop) {
   const std::string prefix = "k" + std::to_string(::getpid()) + "_";
   for (int i = 0;; ++i) {
     client.setProfileValue(prefix + std::to_string(i), "v" + std::to_string(i));
+    if (i % kClickEvery == 0) {
+      client.createEvent("CLICK", pelorin::JsonValue::parse(R"({"interactionId":"i1"})"));
+    }
+    if (i % kPageViewEvery == 0) {
+      client.createEvent("PAGEVIEW", pelorin::JsonValue::parse(R"({"screenName":"home"})"));
+    }
     std::printf("wrote %s%d\n", prefix.c_str(), i);
     std::fflush(stdout);
     loop.runFor(5ms);
