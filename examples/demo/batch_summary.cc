@@ -20,8 +20,18 @@ std::string join(const std::vector<std::string>& parts, std::string_view separat
   return text;
 }
 
-std::string plural(std::size_t count, std::string_view noun) {
-  return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+// "1 segment", "2 segments"; `many` for nouns that do not just take an "s".
+std::string plural(std::size_t count, std::string_view one, std::string_view many = "") {
+  if (count == 1) return "1 " + std::string(one);
+  return std::to_string(count) + " " + (many.empty() ? std::string(one) + "s" : std::string(many));
+}
+
+// A long list of names is cut short: the line is there to be read at a glance.
+std::string shortList(const std::vector<std::string>& names) {
+  constexpr std::size_t kShown = 5;
+  if (names.size() <= kShown + 1) return join(names, ", ");
+  std::vector<std::string> shown(names.begin(), names.begin() + kShown);
+  return join(shown, ", ") + " and " + std::to_string(names.size() - kShown) + " more";
 }
 
 // The screen a request is about: the last path element of its referer, "app://<app>/<screen>".
@@ -44,7 +54,7 @@ std::string describeCommand(JsonRef command, const std::string& screen, BatchSum
       names.emplace_back(name);
       summary.propertyNames.emplace(name);
     }
-    return method + "(" + join(names, ", ") + ")";
+    return method + "(" + shortList(names) + ")";
   }
   if (method == "createEvent") {
     const std::string type = p["type"].at(0).string();
@@ -70,7 +80,7 @@ std::string describeAnswer(JsonRef answers, BatchSummary& summary) {
       const auto properties = result["properties"].members();
       for (const auto& [name, values] : properties) summary.propertyNames.emplace(name);
       parts.push_back(properties.empty() ? "properties unchanged"
-                                         : plural(properties.size(), "property"));
+                                         : plural(properties.size(), "property", "properties"));
     }
     if (id == "4") {
       for (JsonRef interaction : result["interactions"].elements()) {
