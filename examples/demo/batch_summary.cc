@@ -44,7 +44,7 @@ std::string screenOf(const Exchange& exchange) {
 }
 
 std::string describeCommand(JsonRef command, const std::string& screen, BatchSummary& summary) {
-  const std::string method = command["method"].string();
+  std::string method = command["method"].string();
   // Parameters travel as JSON text inside the command.
   const std::optional<JsonValue> params = JsonValue::parse(command["params"].string());
   const JsonRef p = params ? params->ref() : JsonRef();

@@ -102,7 +102,7 @@ void Journey::buildSteps() {
        }},
       {"Taps \"Read reviews\"", [this] { _product->reviewsButton->tap(); }},
       {"Taps \"Add to cart\"", [this] { _product->addToCartButton->tap(); }},
-      {"Taps \"Save for later\": the app sends its own event \"wishlist\"",
+      {R"(Taps "Save for later": the app sends its own event "wishlist")",
        [this] {
          _product->wishlistButton->tap();
          sendCustomEvent("wishlist", {"trail-running-shoes", "running"});
@@ -301,7 +301,8 @@ void Journey::reportPlugins(const std::vector<JsonValue>& interactions) {
     if (className == kScoreClass) _state.scoreInteraction = interaction;
     if (className == kRankingClass) _state.rankingInteraction = interaction;
     auto pluginClass = pelorin::RuntimeClasses::lookup(className);
-    std::string text = className + " (" + id + ")";
+    std::string text = className;
+    text += " (" + id + ")";
     if (pluginClass && pluginClass->isPlugin()) {
       ++_watchingPlugins;
     } else {

@@ -28,7 +28,7 @@ const std::vector<std::string> kStepHeadings = {
     "Step 2: Taps \"Shop trail shoes\": the product screen opens",
     "Step 3: Taps \"Read reviews\"",
     "Step 4: Taps \"Add to cart\"",
-    "Step 5: Taps \"Save for later\": the app sends its own event \"wishlist\"",
+    R"(Step 5: Taps "Save for later": the app sends its own event "wishlist")",
     "Step 6: Opens the sign-up screen",
     "Step 7: Types an e-mail address and a city",
     "Step 8: Switches the newsletter on, drags the budget slider to 150, picks shoe size 42",
