@@ -1,0 +1,72 @@
+// The four screens of the demo shop, built with the headless toolkit. Each names its views
+// as outlets, which is how the server's rules find them ("#addToCartButton").
+//
+// Thread safety: main thread only, like any toolkit object.
+#ifndef PELORIN_EXAMPLES_DEMO_SHOP_SCREENS_H_
+#define PELORIN_EXAMPLES_DEMO_SHOP_SCREENS_H_
+
+#include <memory>
+#include <string>
+
+#include "pelorin/platform/toolkit.h"
+
+namespace demo {
+
+// A screen of the shop: a controller with the name the app reports in its page views.
+class ShopScreen : public pelorin::platform::ViewController {
+ public:
+  ShopScreen(std::string title, std::string screenName);
+  const std::string& screenName() const { return _screenName; }
+
+ protected:
+  // Adds `view` to the screen and makes it reachable as "#" + `outlet`.
+  template <typename V>
+  std::shared_ptr<V> add(const std::string& outlet, std::shared_ptr<V> view) {
+    this->view()->addSubview(view);
+    addOutlet(outlet, view);
+    return view;
+  }
+
+ private:
+  std::string _screenName;
+};
+
+class HomeScreen : public ShopScreen {
+ public:
+  HomeScreen();
+  std::shared_ptr<pelorin::platform::Button> shopButton;
+};
+
+class ProductScreen : public ShopScreen {
+ public:
+  ProductScreen();
+  std::shared_ptr<pelorin::platform::Label> title;
+  std::shared_ptr<pelorin::platform::Label> description;
+  std::shared_ptr<pelorin::platform::Label> price;
+  std::shared_ptr<pelorin::platform::Button> reviewsButton;
+  std::shared_ptr<pelorin::platform::Button> addToCartButton;
+  std::shared_ptr<pelorin::platform::Button> wishlistButton;
+};
+
+class SignUpScreen : public ShopScreen {
+ public:
+  SignUpScreen();
+  std::shared_ptr<pelorin::platform::TextField> emailField;
+  std::shared_ptr<pelorin::platform::TextField> cityField;
+  std::shared_ptr<pelorin::platform::Switch> newsletterSwitch;
+  std::shared_ptr<pelorin::platform::Slider> budgetSlider;
+  std::shared_ptr<pelorin::platform::PickerView> sizePicker;
+  std::shared_ptr<pelorin::platform::Button> createAccountButton;
+};
+
+class CheckoutScreen : public ShopScreen {
+ public:
+  CheckoutScreen();
+  std::shared_ptr<pelorin::platform::Label> orderSummary;
+  std::shared_ptr<pelorin::platform::Label> total;
+  std::shared_ptr<pelorin::platform::Button> payButton;
+};
+
+}  // namespace demo
+
+#endif  // PELORIN_EXAMPLES_DEMO_SHOP_SCREENS_H_
