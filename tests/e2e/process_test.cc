@@ -100,8 +100,7 @@ StoredState readStoredState(const std::string& storage) {
     };
     if (name.find(platform::FileSystem::TEMPORARY_MARKER) != std::string::npos) {
       state.staging.push_back(name);
-    } else if (name == Constants::Files::COMMITLOG ||
-               name == Constants::Files::REQUEST_COMMITLOG) {
+    } else if (name == Constants::Files::COMMITLOG || name == Constants::Files::REQUEST_COMMITLOG) {
       if (auto log = PelorinCommitLog::decode(text); !log) undecodable(log.error().message);
     } else if (name == Constants::Files::CACHE) {
       auto cache = PelorinCache::decode(text);
@@ -178,8 +177,8 @@ TEST_F(ProcessTest, EveryFileSurvivesKillsAtRandomMoments) {
     const StoredState killed = readStoredState(_storage.path());
     ASSERT_TRUE(killed.undecodable.empty())
         << "round " << round << ", after the kill: " << joined(killed.undecodable);
-    ASSERT_TRUE(killed.unexpected.empty()) << "round " << round << ": "
-                                           << joined(killed.unexpected);
+    ASSERT_TRUE(killed.unexpected.empty())
+        << "round " << round << ": " << joined(killed.unexpected);
     if (round > 0) {
       EXPECT_EQ(killed.profileId, firstProfileId) << "round " << round;
       EXPECT_EQ(killed.cookies, firstCookies) << "round " << round;
@@ -196,10 +195,10 @@ TEST_F(ProcessTest, EveryFileSurvivesKillsAtRandomMoments) {
     ASSERT_TRUE(restarted.undecodable.empty())
         << "round " << round << ", after the restart: " << joined(restarted.undecodable);
     // The restart removes what interrupted writes left behind and creates no ".corrupt".
-    EXPECT_TRUE(restarted.staging.empty()) << "round " << round << ": "
-                                           << joined(restarted.staging);
-    ASSERT_TRUE(restarted.unexpected.empty()) << "round " << round << ": "
-                                              << joined(restarted.unexpected);
+    EXPECT_TRUE(restarted.staging.empty())
+        << "round " << round << ": " << joined(restarted.staging);
+    ASSERT_TRUE(restarted.unexpected.empty())
+        << "round " << round << ": " << joined(restarted.unexpected);
     if (round == 0) {
       firstProfileId = profileId;
       firstCookies = restarted.cookies;
