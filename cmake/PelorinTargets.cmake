@@ -15,11 +15,12 @@ function(pelorin_target_defaults target)
   endif()
 endfunction()
 
-# pelorin_add_test(<name> LABEL <label> SOURCES <files...> [LIBS <libs...>])
+# pelorin_add_test(<name> LABEL <label> [TIMEOUT <s>] [COST <n>] SOURCES <files...>
+#                  [LIBS <libs...>])
 # Builds one GoogleTest program and registers each of its tests with CTest, so every
 # test runs in a process of its own (the client singleton is fresh in each).
 function(pelorin_add_test name)
-  cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "LABEL;TIMEOUT;COST" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   pelorin_target_defaults(${name})
   target_link_libraries(${name} PRIVATE pelorin::pelorin pelorin_test_support ${ARG_LIBS}
@@ -27,8 +28,13 @@ function(pelorin_add_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
+  # COST: CTest starts costlier tests first, so a long test is not the last one left
+  # running on a fresh build that has no timings of earlier runs.
+  if(NOT ARG_COST)
+    set(ARG_COST 0)
+  endif()
   gtest_discover_tests(${name}
-    PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT}
+    PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST}
     DISCOVERY_TIMEOUT 60)
 endfunction()
 
