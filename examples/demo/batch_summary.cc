@@ -6,10 +6,6 @@
 #include <utility>
 
 namespace demo {
-namespace {
-
-using pelorin::JsonRef;
-using pelorin::JsonValue;
 
 std::string join(const std::vector<std::string>& parts, std::string_view separator) {
   std::string text;
@@ -19,6 +15,11 @@ std::string join(const std::vector<std::string>& parts, std::string_view separat
   }
   return text;
 }
+
+namespace {
+
+using pelorin::JsonRef;
+using pelorin::JsonValue;
 
 // "1 segment", "2 segments"; `many` for nouns that do not just take an "s".
 std::string plural(std::size_t count, std::string_view one, std::string_view many = "") {

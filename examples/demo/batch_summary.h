@@ -8,6 +8,7 @@
 
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "pelorin/json_value.h"
@@ -30,6 +31,9 @@ struct BatchSummary {
 };
 
 BatchSummary summarise(const Exchange& exchange);
+
+// The parts with the separator between them: join({"a", "b"}, ", ") is "a, b".
+std::string join(const std::vector<std::string>& parts, std::string_view separator);
 
 // The request and answer bodies pretty-printed (the commands' "params" decoded), for
 // --verbose.

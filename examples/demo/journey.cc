@@ -21,15 +21,6 @@ using pelorin::platform::WebView;
 constexpr std::string_view kScoreClass = "PelorinClient.EngagementScoreListener";
 constexpr std::string_view kRankingClass = "PelorinClient.EngagementRankingListener";
 
-std::string join(const std::vector<std::string>& parts, std::string_view separator) {
-  std::string text;
-  for (const auto& part : parts) {
-    if (!text.empty()) text += separator;
-    text += part;
-  }
-  return text;
-}
-
 // The text a person sees in a page: no tags, no style sheets, spaces collapsed.
 std::string visibleText(std::string_view html) {
   std::string text;
