@@ -34,8 +34,8 @@ std::string pathOf(const std::string& fileName) {
 std::int64_t eventCommands(const PelorinCommitLog& log) {
   std::int64_t total = 0;
   for (const auto& event : log.events()) {
-    total += std::clamp<std::int64_t>(event.count(), 0,
-                                      PelorinConnector::MAX_EVENT_COMMANDS_PER_ENTRY);
+    total +=
+        std::clamp<std::int64_t>(event.count(), 0, PelorinConnector::MAX_EVENT_COMMANDS_PER_ENTRY);
   }
   return total;
 }

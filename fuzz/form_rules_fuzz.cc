@@ -95,7 +95,7 @@ JsonValue interactionWith(std::string_view version, std::string_view rules) {
        boost::json::array{boost::json::object{
            {"locale", "en"},
            {"parameter", boost::json::array{parameter("version", version),
-                                             parameter("form_listener_rules", rules)}}}}}});
+                                            parameter("form_listener_rules", rules)}}}}}});
 }
 
 void useForm(const SignUpForm& form) {
@@ -122,8 +122,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Harness& h = harness();
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const std::size_t newline = text.find('\n');
-  const std::string_view version = newline == std::string_view::npos ? "2" : text.substr(0, newline);
-  const std::string_view rules = newline == std::string_view::npos ? text : text.substr(newline + 1);
+  const std::string_view version =
+      newline == std::string_view::npos ? "2" : text.substr(0, newline);
+  const std::string_view rules =
+      newline == std::string_view::npos ? text : text.substr(newline + 1);
 
   const JsonValue interaction = interactionWith(version, rules);
   auto listener = std::make_shared<FormListener>(
