@@ -11,7 +11,9 @@
 // values of 12 to 30 bytes. Counted: the bytes in use of every operator new and delete of
 // the process (malloc_usable_size of each block, so allocator rounding counts; the
 // allocator's own per-block header does not), and glibc's mallinfo2 in-use bytes (which
-// also see C allocations, e.g. libcurl's, and the headers), each before and after.
+// also see C allocations, e.g. libcurl's, and the block headers; blocks of the main arena
+// plus the separately mapped large ones, so not what other threads allocate from their own
+// arenas), each before and after. "empty client" is what creating the client adds.
 #include <malloc.h>
 
 #include <atomic>
@@ -62,7 +64,9 @@ struct Usage {
 
 Usage usage() {
   const struct mallinfo2 info = mallinfo2();
-  return {gLiveBytes.load(), gLiveBlocks.load(), static_cast<std::int64_t>(info.uordblks)};
+  // Blocks of the main arena in use, and the large blocks the allocator maps on their own.
+  return {gLiveBytes.load(), gLiveBlocks.load(),
+          static_cast<std::int64_t>(info.uordblks + info.hblkhd)};
 }
 
 // No network: the client sends nothing while it is measured.
@@ -104,10 +108,6 @@ int main(int argc, char** argv) {
   installed->setFileSystem(std::make_unique<pelorin::platform::PosixFileSystem>(folder.path()));
   pelorin::Platform::install(std::move(installed));
 
-  const Usage beforeClient = usage();
-  pelorin::PelorinClient& client = pelorin::PelorinClient::getInstance();
-  client.engine().waitForOperations();
-
   // The answer (and the names the application passes) exist before and after.
   std::vector<std::string> names;
   for (int i = 0; i < kProperties; ++i) names.push_back("property_" + std::to_string(i));
@@ -121,6 +121,10 @@ int main(int argc, char** argv) {
   }
   const pelorin::JsonValue answer(
       boost::json::object{{"id", "3"}, {"result", {{"properties", std::move(properties)}}}});
+
+  const Usage beforeClient = usage();
+  pelorin::PelorinClient& client = pelorin::PelorinClient::getInstance();
+  client.engine().waitForOperations();
 
   const Usage before = usage();
   if (source == "server") {
