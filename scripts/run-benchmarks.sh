@@ -52,5 +52,10 @@ echo "static archive libpelorin.a:        $library bytes"
 echo "program linking the library:        $probe bytes"
 echo "baseline program without it:        $baseline bytes"
 echo "added by the library (and its deps): $((probe - baseline)) bytes"
+# The project builds a static library; for the size of a shared one, link every object of
+# the archive (built position-independent) into one.
+c++ -shared -o "$scratch/libpelorin.so" -Wl,--whole-archive build-release/src/libpelorin.a \
+    -Wl,--no-whole-archive -lboost_json -lcurl -lfmt -pthread -Wl,--no-undefined
+echo "shared object from the archive:     $(size_of "$scratch/libpelorin.so") bytes"
 echo "linked shared libraries of the program: $(ldd build-release/bench/pelorin_size_probe |
   awk '{print $1}' | grep -v -e linux-vdso -e ld-linux | tr '\n' ' ')"
