@@ -57,5 +57,5 @@ echo "added by the library (and its deps): $((probe - baseline)) bytes"
 c++ -shared -o "$scratch/libpelorin.so" -Wl,--whole-archive build-release/src/libpelorin.a \
     -Wl,--no-whole-archive -lboost_json -lcurl -lfmt -pthread -Wl,--no-undefined
 echo "shared object from the archive:     $(size_of "$scratch/libpelorin.so") bytes"
-echo "linked shared libraries of the program: $(ldd build-release/bench/pelorin_size_probe |
-  awk '{print $1}' | grep -v -e linux-vdso -e ld-linux | tr '\n' ' ')"
+echo "shared libraries the program needs (not counted above): $(readelf -d \
+  build-release/bench/pelorin_size_probe | sed -n 's/.*Shared library: \[\(.*\)\]/\1/p' | tr '\n' ' ')"
