@@ -110,6 +110,7 @@ int main(int argc, char** argv) {
 
   // The answer (and the names the application passes) exist before and after.
   std::vector<std::string> names;
+  names.reserve(kProperties);
   for (int i = 0; i < kProperties; ++i) names.push_back("property_" + std::to_string(i));
   boost::json::object properties;
   if (source == "server") {

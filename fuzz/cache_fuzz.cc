@@ -18,7 +18,7 @@ namespace {
 using namespace pelorin;  // NOLINT(google-build-using-namespace): a fuzz driver
 
 fuzzing::FuzzPlatform& services() {
-  static fuzzing::FuzzPlatform* installed =
+  static auto* installed =
       new fuzzing::FuzzPlatform(fuzzing::installFuzzPlatform(/*online=*/false));
   return *installed;
 }

@@ -35,7 +35,7 @@ struct Harness {
 };
 
 Harness& harness() {
-  static Harness* instance = new Harness();  // lives for the process, like the client
+  static auto* instance = new Harness();  // lives for the process, like the client
   return *instance;
 }
 

@@ -34,7 +34,7 @@ struct Harness {
 };
 
 Harness& harness() {
-  static Harness* instance = new Harness();  // lives for the process, like the client
+  static auto* instance = new Harness();  // lives for the process, like the client
   return *instance;
 }
 
@@ -70,9 +70,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   // Another visitor for the next run: a new profile identifier empties the cache, so the
   // properties of earlier runs do not pile up.
-  const std::string reset = "{\"profileId\": \"fuzz-" + std::to_string(++h.runs % 2) + "\"}";
+  const JsonValue reset(boost::json::object{{"profileId", "fuzz-" + std::to_string(++h.runs % 2)}});
   PelorinClient::synchronized([&] {
-    (void)h.client->engine().processProfileResult(JsonValue::parse(reset)->ref());
+    (void)h.client->engine().processProfileResult(reset.ref());
     h.client->engine().destroyPlugins();
   });
   h.services.mainLoop->runUntilIdle();
