@@ -51,7 +51,7 @@ baseline=$(size_of build-release/bench/pelorin_size_baseline)
 echo "static archive libpelorin.a:        $library bytes"
 echo "program linking the library:        $probe bytes"
 echo "baseline program without it:        $baseline bytes"
-echo "added by the library (and its deps): $((probe - baseline)) bytes"
+echo "added by linking the library:        $((probe - baseline)) bytes"
 # The project builds a static library; for the size of a shared one, link every object of
 # the archive (built position-independent) into one.
 c++ -shared -o "$scratch/libpelorin.so" -Wl,--whole-archive build-release/src/libpelorin.a \
