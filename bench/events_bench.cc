@@ -2,11 +2,10 @@
 //
 // Read the ratios printed at the end: publishing one event with 10,000 events queued
 // against 10 queued (target: at most 2), and the per-event cost of a replay over 10,000
-// queued events against a replay over 10. Logging is off ("pl_debug" false).
+// queued events against a replay over 10. Logging is off ("pl_debug" false). Like the
+// other benchmarks it reports the fastest of --benchmark_repetitions.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +17,7 @@
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"
+#include "ratio_reporter.h"
 
 namespace {
 
@@ -116,36 +116,17 @@ void BM_HandleAllEvents(benchmark::State& state) {
 }
 BENCHMARK(BM_HandleAllEvents)->Arg(10)->Arg(10000);
 
-// Prints the ratios after the normal report.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const auto& run : runs) _nsPerOp[run.benchmark_name()] = run.GetAdjustedCPUTime();
-  }
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    ratio("BM_Publish/10000", 1, "BM_Publish/10", 1, "per publish");
-    ratio("BM_HandleAllEvents/10000", 10000, "BM_HandleAllEvents/10", 10, "per queued event");
-  }
-
- private:
-  void ratio(const std::string& a, int aItems, const std::string& b, int bItems, const char* what) {
-    if (_nsPerOp.count(a) == 0 || _nsPerOp.count(b) == 0 || _nsPerOp[b] == 0) return;
-    const double nsA = _nsPerOp[a] / aItems;
-    const double nsB = _nsPerOp[b] / bItems;
-    std::printf("ratio %-26s / %-26s = %.2f (%s: %.1f ns against %.1f ns)\n", a.c_str(), b.c_str(),
-                nsA / nsB, what, nsA, nsB);
-  }
-
-  std::map<std::string, double> _nsPerOp;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  pelorin::bench::RatioReporter reporter({
+      {"BM_Publish/10000", "BM_Publish/10", 2.0},
+      {.measured = "BM_HandleAllEvents/10000",
+       .baseline = "BM_HandleAllEvents/10",
+       .measuredItems = 10000,
+       .baselineItems = 10},
+  });
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   return 0;

@@ -1,19 +1,64 @@
-// Decodes arbitrary bytes as a stored cache; a cache that decodes must encode and decode
-// again to an equal cache, and its properties must hash and update as the cache promises.
+// Decodes arbitrary bytes as a stored cache, directly and as the data manager loads it from
+// the library's folder. A cache that decodes must encode and decode again to an equal
+// cache, be stored and loaded back unchanged, and its properties must hash and update as
+// the cache promises.
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <string_view>
 
+#include "client/constants.h"
+#include "fuzz_support.h"
 #include "protocol/profile_hash.h"
 #include "storage/pelorin_cache.h"
+#include "storage/pelorin_data_manager.h"
+
+namespace {
+
+using namespace pelorin;  // NOLINT(google-build-using-namespace): a fuzz driver
+
+fuzzing::FuzzPlatform& services() {
+  static auto* installed =
+      new fuzzing::FuzzPlatform(fuzzing::installFuzzPlatform(/*online=*/false));
+  return *installed;
+}
+
+std::string pathOf(const std::string& fileName) {
+  return std::string(fuzzing::MemoryFileSystem::kDocuments) + "/" +
+         std::string(PelorinDataManager::FOLDER_NAME) + "/" + fileName;
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzzing::FuzzPlatform& platform = services();
   std::string_view text(reinterpret_cast<const char*>(data), size);
   auto decoded = pelorin::PelorinCache::decode(text);
-  if (!decoded.ok()) return 0;
+
+  // The data manager's load: the same outcome, and a file that does not decode is kept
+  // aside under its name + ".corrupt".
+  const std::string& fileName = Constants::Files::CACHE;
+  (void)platform.files->writeFileAtomically(pathOf(fileName), text);
+  auto loaded = PelorinDataManager::loadFromFile<PelorinCache>(fileName);
+  if (loaded.has_value() != decoded.ok()) std::abort();
+  if (!decoded.ok()) {
+    std::string moved;
+    if (!platform.files->readFile(pathOf(fileName + ".corrupt"), &moved).isOk() || moved != text) {
+      std::abort();
+    }
+    return 0;
+  }
+  if (!(*loaded == decoded.value())) std::abort();
+
   pelorin::PelorinCache cache = std::move(decoded).value();
   auto again = pelorin::PelorinCache::decode(cache.encode());
   if (!again.ok() || !(again.value() == cache)) std::abort();
+
+  PelorinDataManager::writeToFile(cache, fileName);
+  if (PelorinDataManager::encodeForFile(cache, fileName)) {
+    auto stored = PelorinDataManager::loadFromFile<PelorinCache>(fileName);
+    if (!stored || !(*stored == cache)) std::abort();
+  }
 
   (void)pelorin::ProfileHash::getHash(cache.properties);
   pelorin::PelorinCache updated = cache;

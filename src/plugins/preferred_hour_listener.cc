@@ -48,7 +48,10 @@ std::string PreferredHourListener::pointText(int hour, std::string_view locale,
   const auto millis =
       std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
   boost::json::object points;
-  points["p" + std::to_string(daysSince2012(now))] = 1;
+  // Appended rather than `"p" + ...`: g++ 12 at -O3 warns falsely (-Wrestrict) on that form.
+  std::string day = "p";
+  day += std::to_string(daysSince2012(now));
+  points[day] = 1;
   boost::json::object value;
   value[label] = std::move(points);
   value["TIME"] = std::to_string(millis);

@@ -472,5 +472,27 @@ TEST_F(PelorinClientTest, SimulatorDataIsLoadedAtConstruction) {
   });
 }
 
+// The host is the link's host alone: user info, port, query and fragment play no part.
+TEST_F(PelorinClientTest, SimulatorLinkTakesTheHostWithoutUserInfoOrPort) {
+  client();
+  EXPECT_TRUE(client().setURL("com.example.shop://me@simulator.example:8443/ann/s1?x=1#top"));
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().configuration().getHostName(), "https://simulator.example");
+    EXPECT_EQ(engine().configuration().getSimulatorUsername(), "ann");
+    EXPECT_EQ(engine().configuration().getSimulatorSessionId(), "s1");
+  });
+  engine().waitForOperations();
+}
+
+// Parts are used as they stand in the link: percent escapes stay escaped, so they can go
+// into the request's query unchanged.
+TEST_F(PelorinClientTest, SimulatorLinkKeepsPercentEscapesOfItsParts) {
+  client();
+  EXPECT_TRUE(client().setURL("com.example.shop://simulator.example/ann%20b/s%2F1"));
+  EXPECT_EQ(storedFile("plsimulatorusername.data"), "ann%20b");
+  EXPECT_EQ(storedFile("plsimulatormobilesession.data"), "s%2F1");
+  engine().waitForOperations();
+}
+
 }  // namespace
 }  // namespace pelorin

@@ -1,0 +1,1 @@
+pelorin_add_fuzzer(fuzz_form_rules SOURCES form_rules_fuzz.cc)

@@ -1,0 +1,1 @@
+pelorin_add_fuzzer(fuzz_interactions SOURCES interactions_fuzz.cc)

@@ -1,0 +1,1 @@
+pelorin_add_fuzzer(fuzz_response SOURCES response_fuzz.cc)

@@ -1,0 +1,81 @@
+// Serves arbitrary bytes as the body of the server's answer to a page view. The connector
+// unwraps ("pl_json(...)") and parses it; the engine takes the profile, domain group,
+// properties, connections, segments and interactions from it and starts the plug-ins it
+// names on a small screen, which is then used. The same body is also served with status
+// 300, the connector's redirect path. Whatever the body, the host must not crash.
+#include <cstdint>
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "client/pelorin_client_impl.h"
+#include "fuzz_support.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
+#include "protocol/pelorin_connector.h"
+
+namespace {
+
+using namespace pelorin;  // NOLINT(google-build-using-namespace): a fuzz driver
+
+struct Harness {
+  Harness() : services(fuzzing::installFuzzPlatform(/*online=*/true)) {
+    client = &PelorinClient::getInstance(screen.controller);
+    client->engine().waitForOperations();
+    services.mainLoop->runUntilIdle();
+  }
+
+  fuzzing::FuzzPlatform services;
+  fuzzing::ShopScreen screen;
+  PelorinClient* client = nullptr;
+  int runs = 0;
+};
+
+Harness& harness() {
+  static auto* instance = new Harness();  // lives for the process, like the client
+  return *instance;
+}
+
+// What parseResponse promises of any map it gives: objects only, each under its own "id".
+void checkAnswers(std::string_view body) {
+  auto parsed = PelorinConnector::parseResponse(body);
+  if (!parsed.ok() || !parsed.value()) return;
+  for (const auto& [id, answer] : *parsed.value()) {
+    if (!answer.isObject() || !answer.get("id").isString() || answer.get("id").string() != id) {
+      std::abort();
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Harness& h = harness();
+  const std::string body(reinterpret_cast<const char*>(data), size);
+  checkAnswers(body);
+
+  h.services.http->serve(200, body);
+  h.client->createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", "Checkout"}});
+  h.client->engine().waitForOperations();
+  h.services.mainLoop->runUntilIdle();
+  h.screen.use();
+  h.services.mainLoop->runUntilIdle();
+
+  h.services.http->serve(300, body);
+  PelorinConnector connector(std::nullopt, std::nullopt);
+  (void)connector.execute("https://fuzz.example.com/DG/DEFAULT/rest/rpc/json/?", {}, "Checkout");
+  if (connector.retryCount() > PelorinConnector::RETRY_AND_REDIRECT_LIMIT) std::abort();
+
+  // Another visitor for the next run: a new profile identifier empties the cache, so the
+  // properties of earlier runs do not pile up.
+  const JsonValue reset(boost::json::object{{"profileId", "fuzz-" + std::to_string(++h.runs % 2)}});
+  PelorinClient::synchronized([&] {
+    (void)h.client->engine().processProfileResult(reset.ref());
+    h.client->engine().destroyPlugins();
+  });
+  h.services.mainLoop->runUntilIdle();
+  PelorinEventFactory::getInstance().clearEvents();
+  return 0;
+}

@@ -1,0 +1,1 @@
+pelorin_add_fuzzer(fuzz_simulator_link SOURCES simulator_link_fuzz.cc)
