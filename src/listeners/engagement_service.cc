@@ -338,9 +338,10 @@ std::string EngagementService::getFormattedData(const std::vector<PointEntry>& e
   }
   boost::json::object data;
   data["TIME"] = ListenerUtil::getCurrentTime();
-  for (const PointEntry& sum : sums) {
-    data[sum.n] = boost::json::object{{"p" + std::to_string(days), sum.p}};
-  }
+  // Built by appending: g++ 12 at -O3 reports a false -Wrestrict for "p" + std::string.
+  std::string dayKey = "p";
+  dayKey += std::to_string(days);
+  for (const PointEntry& sum : sums) data[sum.n] = boost::json::object{{dayKey, sum.p}};
   return ListenerUtil::JSONStringify(JsonValue(boost::json::value(std::move(data))).ref(), false);
 }
 

@@ -33,8 +33,8 @@ std::optional<std::vector<Point>> classicPoints(JsonRef value) {
     if (name == "TIME") continue;
     if (!days.isObject()) return std::nullopt;
     for (const auto& [key, count] : days.members()) {
-      const std::optional<std::int64_t> day =
-          key.starts_with("p") ? parseDecimalInteger(key.substr(1)) : std::nullopt;
+      if (!key.starts_with("p")) return std::nullopt;
+      const std::optional<std::int64_t> day = parseDecimalInteger(key.substr(1));
       const std::optional<std::int64_t> sum = count.asInt();
       if (!day || !sum) return std::nullopt;
       // Far beyond any calendar: not a day of this form.
