@@ -226,6 +226,12 @@ PelorinClientImpl::Exchange PelorinClientImpl::makeExchange(
   return exchange;
 }
 
+void PelorinClientImpl::retryAfterFailure() {
+  // Preparing the batch cleared the flag. Left so, the unconfirmed entries would wait for
+  // the app's next change or page view; a quiet app would never send them.
+  if (!_requestCommitLog->isEmpty()) _updateRequired = true;
+}
+
 void PelorinClientImpl::emptyRequestCommitLog() {
   _requestCommitLog->clearEntries();
   // Have the next tick store the emptied log too, so a restart does not send confirmed
@@ -269,11 +275,13 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
                 PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
         log("Sync failed", LogFlag::WARNING);
+        retryAfterFailure();
         return false;
       }
       if (!result.response) {
         log("Unable to get the interactions from Pelorin", LogFlag::WARNING);
         log("Sync failed", LogFlag::WARNING);
+        retryAfterFailure();
         return false;
       }
       const bool changed = processProfileResult(answerOf(result, "0"));
@@ -428,10 +436,12 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
         log("Unable to get the interactions from Pelorin, reason: " +
                 PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
+        if (isPageview) retryAfterFailure();
         return false;
       }
       if (!result.response) {
         log("Unable to get interactions from Pelorin", LogFlag::WARNING);
+        if (isPageview) retryAfterFailure();
         return false;
       }
       bool changed = false;
