@@ -1,7 +1,8 @@
 // Random faults for a long run: each request that reaches the devserver's protocol address
-// misbehaves with a given probability, in a way drawn from a seeded generator. Faults that
-// the server applies before the client loses the answer (a truncated or cut answer) are
-// tallied, with the events each such batch carried, so the test knows how often the server
+// misbehaves with a given probability, in a way drawn from a seeded generator. Batches the
+// server applies without the client taking the answer (a truncated or cut answer, and the
+// answer at the end of a redirect the HTTP client followed, after which the batch is posted
+// again) are tallied with the events they carried, so the test knows how often the server
 // counted an event that the client then sent again.
 //
 // Thread safety: the observer runs on the server's threads; every member may be called
@@ -35,11 +36,28 @@ class RandomFaults {
         return;
       }
       std::lock_guard<std::mutex> lock(state->mutex);
-      if (!state->on || !state->chance(state->random)) return;
+      if (!state->on) return;
+      // The client sends one request at a time, so the request after a redirect is the one
+      // the HTTP client followed it with. Redirects lead to the protocol address without a
+      // query (curl drops the final "?"), so a chain that began at a request of the
+      // client's own, which has a query, ends at another address than the one asked for:
+      // the server applies the batch there, and the connector posts it again.
+      const bool followed = std::exchange(state->following, false);
+      const bool endsAway = followed && state->chainAway;
+      if (!state->chance(state->random)) {
+        if (endsAway) countEvents(request.body, state->appliedTwice);
+        return;
+      }
       const devserver::Fault fault = state->draw(server);
       ++state->injected[std::string(devserver::Fault::name(fault.kind))];
-      if (fault.kind == devserver::Fault::Kind::kTruncatedBody ||
-          fault.kind == devserver::Fault::Kind::kCutConnection) {
+      using Kind = devserver::Fault::Kind;
+      if (fault.kind == Kind::kRedirect) {
+        state->following = true;
+        state->chainAway = followed ? state->chainAway : !request.query.empty();
+      }
+      // Applied, and the answer lost (or, at the end of such a chain, not taken).
+      if (fault.kind == Kind::kTruncatedBody || fault.kind == Kind::kCutConnection ||
+          (fault.kind == Kind::kDelay && endsAway)) {
         countEvents(request.body, state->appliedTwice);
       }
       // Only this observer injects faults, and the client sends one request at a time, so
@@ -59,7 +77,7 @@ class RandomFaults {
     }
     _server.clearFaults();
   }
-  // Events the server counted for a batch whose answer the client then lost: each comes
+  // Events the server counted for a batch whose answer the client did not take: each comes
   // again with the client's next try.
   EventCounts appliedTwice() const {
     std::lock_guard<std::mutex> lock(_state->mutex);
@@ -121,6 +139,8 @@ class RandomFaults {
     std::mt19937 random;               // guarded by mutex
     std::bernoulli_distribution chance;  // guarded by mutex
     bool on = true;                      // guarded by mutex
+    bool following = false;              // guarded by mutex: the last request was redirected
+    bool chainAway = false;              // guarded by mutex: its chain began with a query
     EventCounts appliedTwice;            // guarded by mutex
     std::map<std::string, int> injected;  // guarded by mutex
   };
