@@ -185,14 +185,19 @@ void PelorinClientImpl::sync() {
         files.emplace_back(fileName, std::move(*text));
       }
     };
+    // The files are replaced one after the other, so a process killed between two of them
+    // leaves some old and some new. The order keeps every change on disk through such a
+    // kill: the request log first, since a change moved into it since the last tick is no
+    // longer in the new commit log; the cache last, so the device never holds a change
+    // that neither log will send (the server's answer brings such a change back instead).
+    if (_commitLog->isModified()) {
+      _commitLog->setModified(false);
+      encode(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
+      encode(*_commitLog, Constants::Files::COMMITLOG);
+    }
     if (_cache->modified) {
       _cache->modified = false;
       encode(*_cache, Constants::Files::CACHE);
-    }
-    if (_commitLog->isModified()) {
-      _commitLog->setModified(false);
-      encode(*_commitLog, Constants::Files::COMMITLOG);
-      encode(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
     }
     if (!files.empty()) writing = std::unique_lock<std::mutex>(_fileWriteMutex);
     // A request in flight: the next tick sends, so requests never overlap or queue up.
