@@ -159,6 +159,33 @@ TEST_F(ClientFaultsTest, ReplyAfterTheWaitIsDroppedAndTheChangesAreSentAgain) {
   expectDelivered(2);
 }
 
+// A request given up on may still reach the server; the next batch waits for it to end,
+// so the server never applies an older batch over a newer one.
+TEST_F(ClientFaultsTest, NextBatchWaitsForAnAbandonedRequestToEnd) {
+  testing::AnswerGate gate(_server);
+  gate.holdNext(1);
+  _test.platform().setResponseWait(50ms);
+  client().setProfileValue("city", "Utrecht");
+  tick();
+  ASSERT_TRUE(gate.waitUntilHeld(1, 30s));
+  _test.platform().setResponseWait(10s);
+
+  client().setProfileValue("city", "Amsterdam");
+  _test.advanceClock(Platform::current().syncInterval());
+  _test.mainLoop().runUntilIdle();
+  ASSERT_TRUE(_test.console().waitForLine(
+      "INFO [PL_CONNECTOR]: Waiting for an earlier request to Pelorin to end", 30s));
+  // The held request is recorded once it passes the gate, and the new one was not sent.
+  EXPECT_EQ(_server.requestCount(), 0U);
+  gate.releaseAll();
+  drain();
+
+  EXPECT_EQ(serverProfile(), (Parameters{{"city", {"Amsterdam"}}}));
+  EXPECT_TRUE(enginePending().isEmpty());
+  pageView("home");
+  EXPECT_EQ(client().getProfileValues("city"), std::vector<std::string>{"Amsterdam"});
+}
+
 class DroppedConnectionsTest : public ClientFaultsTest,
                                public ::testing::WithParamInterface<int> {};
 
