@@ -53,8 +53,8 @@ class ReportingFileSystem : public pelorin::platform::FileSystemWrapper {
   }
 };
 
-pelorin::platform::MainLoop& installPlatform(const std::string& storage,
-                                             const std::string& server, bool reportWrites) {
+pelorin::platform::MainLoop& installPlatform(const std::string& storage, const std::string& server,
+                                             bool reportWrites) {
   auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
   bundle->set("pl_server_url", pelorin::JsonValue(boost::json::value(server)));
   bundle->set("CFBundleIdentifier", pelorin::JsonValue(boost::json::value("com.example.host")));

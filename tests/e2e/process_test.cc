@@ -1,8 +1,8 @@
 // The client in a host process of its own: leaving the process while work is in flight,
 // and changes, the cache and the visitor surviving SIGKILLs and restarts.
 #include <algorithm>
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -127,8 +127,8 @@ class RestartRecord {
           found != properties.end() && found->second == std::vector<std::string>{valueOf(name)};
       const bool tagThere =
           tagOf(name).empty() ||
-          (tags != properties.end() && std::find(tags->second.begin(), tags->second.end(),
-                                                 tagOf(name)) != tags->second.end());
+          (tags != properties.end() &&
+           std::find(tags->second.begin(), tags->second.end(), tagOf(name)) != tags->second.end());
       if (!valueThere || !tagThere) {
         if (lost++ == 0) first = name;
       }
@@ -173,8 +173,8 @@ class RestartRecord {
     std::string first;
     for (const std::string& name : _cached) {
       auto found = cache.properties.find(name);
-      const bool there = found != cache.properties.end() &&
-                         (tagOf(name).empty() || tags.contains(tagOf(name)));
+      const bool there =
+          found != cache.properties.end() && (tagOf(name).empty() || tags.contains(tagOf(name)));
       if (!there && missing++ == 0) first = name;
     }
     EXPECT_EQ(missing, 0U) << where << ": " << missing << " cached changes are gone, the first "

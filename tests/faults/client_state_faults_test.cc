@@ -160,9 +160,8 @@ TEST_F(ClientFaultsTest, ReachabilityFlipsKeepTheChangesUntilTheNetworkIsBack) {
   network.set(ReachabilityFlags{.reachable = false, .connectionRequired = false});
   gate.releaseAll();
   drain();
-  EXPECT_EQ(serverProfile(), (Parameters{{"city", {"Utrecht"}},
-                                         {"late", {"yes"}},
-                                         {"tags", {"new", "sale"}}}));
+  EXPECT_EQ(serverProfile(),
+            (Parameters{{"city", {"Utrecht"}}, {"late", {"yes"}}, {"tags", {"new", "sale"}}}));
   EXPECT_TRUE(enginePending().isEmpty());
 }
 

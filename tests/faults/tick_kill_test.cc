@@ -35,12 +35,11 @@ class DyingFileSystem : public platform::FileSystemWrapper {
 
  private:
   mutable std::mutex _mutex;
-  int _writesLeft;   // guarded by _mutex
-  Names _written;    // guarded by _mutex
+  int _writesLeft;  // guarded by _mutex
+  Names _written;   // guarded by _mutex
 };
 
-class TickKillTest : public testing::ClientFaultsTest,
-                     public ::testing::WithParamInterface<int> {};
+class TickKillTest : public testing::ClientFaultsTest, public ::testing::WithParamInterface<int> {};
 
 TEST_P(TickKillTest, KillBetweenTheFilesOfATickLosesNoChange) {
   // Given a change stored at one tick and moved into the request log by a sync that failed,

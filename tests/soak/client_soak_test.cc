@@ -43,15 +43,15 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kWriters = 3;
-constexpr int kSetProperties = 8;     // per writer
-constexpr int kAddProperties = 4;     // per writer
-constexpr int kAddValues = 20;        // distinct values per added property
-constexpr int kInteractions = 3;      // per writer
-constexpr double kFaultRate = 0.15;   // of the requests
+constexpr int kSetProperties = 8;    // per writer
+constexpr int kAddProperties = 4;    // per writer
+constexpr int kAddValues = 20;       // distinct values per added property
+constexpr int kInteractions = 3;     // per writer
+constexpr double kFaultRate = 0.15;  // of the requests
 constexpr std::uint32_t kSeed = 20261122;
 constexpr auto kWriterPace = 5ms;
 constexpr auto kPageViewPace = 300ms;
-constexpr auto kTurn = 20ms;          // one turn of the main loop
+constexpr auto kTurn = 20ms;  // one turn of the main loop
 constexpr auto kJoinDeadline = 60s;
 // Growth of the resident set allowed between the middle and the last third of the run.
 // Everything the run keeps is bounded (properties, values and interactions cycle through
@@ -199,8 +199,7 @@ class ClientSoakTest : public testing::ClientE2ETest {
     for (int view = 0; !pause(kPageViewPace); ++view) {
       const std::string screen = view % 3 == 2 ? "home" : "shop";
       _completionsExpected.fetch_add(1);
-      client().createEvent("PAGEVIEW",
-                           JsonValue::parse(R"({"screenName":")" + screen + R"("})"),
+      client().createEvent("PAGEVIEW", JsonValue::parse(R"({"screenName":")" + screen + R"("})"),
                            [this] { _completionsRun.fetch_add(1); });
       _pageViews.fetch_add(1);
     }
@@ -245,7 +244,8 @@ TEST_F(ClientSoakTest, AppUnderRandomFaultsEndsWithTheImpliedProfileAndFlatMemor
   // When the simulated app runs.
   std::vector<WriterRecord> records(kWriters);
   std::vector<std::thread> users;
-  for (int w = 0; w < kWriters; ++w) users.emplace_back([this, w, &records] { writer(w, records[w]); });
+  for (int w = 0; w < kWriters; ++w)
+    users.emplace_back([this, w, &records] { writer(w, records[w]); });
   users.emplace_back([this] { pageViews(); });
 
   const auto start = Clock::now();

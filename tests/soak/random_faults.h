@@ -130,18 +130,18 @@ class RandomFaults {
         default:
           // Well within the client's wait: slow, not lost.
           return {.kind = Kind::kDelay,
-                  .delay = std::chrono::milliseconds(
-                      std::uniform_int_distribution<int>(5, 60)(random))};
+                  .delay =
+                      std::chrono::milliseconds(std::uniform_int_distribution<int>(5, 60)(random))};
       }
     }
 
     std::mutex mutex;
-    std::mt19937 random;               // guarded by mutex
-    std::bernoulli_distribution chance;  // guarded by mutex
-    bool on = true;                      // guarded by mutex
-    bool following = false;              // guarded by mutex: the last request was redirected
-    bool chainAway = false;              // guarded by mutex: its chain began with a query
-    EventCounts appliedTwice;            // guarded by mutex
+    std::mt19937 random;                  // guarded by mutex
+    std::bernoulli_distribution chance;   // guarded by mutex
+    bool on = true;                       // guarded by mutex
+    bool following = false;               // guarded by mutex: the last request was redirected
+    bool chainAway = false;               // guarded by mutex: its chain began with a query
+    EventCounts appliedTwice;             // guarded by mutex
     std::map<std::string, int> injected;  // guarded by mutex
   };
 
