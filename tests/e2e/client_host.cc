@@ -138,11 +138,13 @@ int restart(pelorin::platform::MainLoop& loop) {
   std::printf("profile %s\n", client.getProfileId().value_or("").c_str());
   std::fflush(stdout);
   const std::string pid = std::to_string(::getpid());
+  const std::string property = "k" + pid + "_";
+  const std::string tag = "t" + pid + "_";
   for (int i = 0;; ++i) {
     const std::string n = std::to_string(i);
-    client.setProfileValue("k" + pid + "_" + n, "v" + n);
+    client.setProfileValue(property + n, "v" + n);
     if (i % 4 == 0) {
-      client.addProfileValue("tags", "t" + pid + "_" + n);
+      client.addProfileValue("tags", tag + n);
       client.createEvent("CLICK", pelorin::JsonValue::parse(R"({"interactionId":"restart"})"));
     }
     std::printf("wrote k%s_%d\n", pid.c_str(), i);

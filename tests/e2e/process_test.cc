@@ -255,7 +255,7 @@ TEST_F(ProcessTest, ChangesSurviveKillsAtRandomMoments) {
       if (!std::filesystem::exists(folder + name)) continue;
       auto log = PelorinCommitLog::decode(readFile(folder + name));
       ASSERT_TRUE(log.ok()) << where << ": " << name << " " << log.error().message;
-      record.expectWritten(log.value(), where + " " + name);
+      record.expectWritten(log.value(), std::string(where).append(" ").append(name));
     }
     if (std::filesystem::exists(folder + "cache5.2.data")) {
       auto cache = PelorinCache::decode(readFile(folder + "cache5.2.data"));
