@@ -155,8 +155,12 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
         return executeRedirect(body->get("location").string(), calls, screenName);
       }
     }
-    // The HTTP client followed a redirect itself: post the batch again to where it led.
-    if (_response->url != requestUrl) return executeRedirect(_response->url, calls, screenName);
+    // The HTTP client followed a redirect itself: post the batch again to where it led. A
+    // copy: the next exchange replaces `_response`, and a retry there still needs the URL.
+    if (_response->url != requestUrl) {
+      const std::string target = _response->url;
+      return executeRedirect(target, calls, screenName);
+    }
   }
   if (_error) {
     // The retry gets the URL as this exchange got it, so it builds its query (and time)

@@ -233,6 +233,25 @@ TEST_F(ClientFaultsTest, RedirectLoopFailsTheExchangeAndKeepsTheChanges) {
   expectDelivered();
 }
 
+// The HTTP client follows a redirect to another address; the connector posts the batch
+// there again, and that connection is lost: the retry goes to the same address.
+TEST_F(ClientFaultsTest, LostConnectionAfterAFollowedRedirectIsRetried) {
+  const std::string target = _server.baseUrl() + "/DG/DEFAULT/rest/rpc/json/";
+  _server.redirectNext(307, target);
+  _server.delayNextAnswers(0ms);  // the followed request: answered, and not taken
+  _server.dropNextConnections(1);
+  makeChanges();
+  tick();
+
+  EXPECT_EQ(_server.requestCount(), 4U);
+  EXPECT_EQ(linesStartingWith("INFO [PL_CONNECTOR]: Redirect to URL: "),
+            (Lines{"INFO [PL_CONNECTOR]: Redirect to URL: " + target}));
+  EXPECT_EQ(linesStartingWith("INFO [PL_CONNECTOR]: Request URL to Pelorin: ").back(),
+            "INFO [PL_CONNECTOR]: Request URL to Pelorin: " + target);
+  // The followed request was applied too, so its events count twice.
+  expectDelivered(2);
+}
+
 // 300 answers that name a location again and again: the connector follows four of them.
 TEST_F(ClientFaultsTest, MultipleChoicesLoopEndsAtTheRetryLimit) {
   const std::string location = _server.rpcUrl();

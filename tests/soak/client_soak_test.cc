@@ -177,7 +177,7 @@ class ClientSoakTest : public testing::ClientE2ETest {
           auto got = app.getProfileValues(addName);
           const bool same = it == record.properties.end() ? !got.has_value()
                                                           : got.has_value() && *got == it->second;
-          if (!same) mismatch(addName + " differs after call " + n);
+          if (!same) mismatch(std::string(addName).append(" differs after call ").append(n));
           break;
         }
         default: {
