@@ -5,6 +5,7 @@
 #   scripts/run-tests.sh --sanitize address,undefined   # clang with ASan+UBSan, build-asan/
 #   scripts/run-tests.sh --sanitize thread    # clang with TSan, build-tsan/
 #   scripts/run-tests.sh -L client            # only tests with a CTest label
+#   scripts/run-tests.sh -L soak --soak-seconds 600   # a longer soak (PELORIN_SOAK_SECONDS)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -15,6 +16,7 @@ while [ $# -gt 0 ]; do
   case "$1" in
     --sanitize) sanitize="$2"; shift 2 ;;
     --build-dir) build_dir="$2"; shift 2 ;;
+    --soak-seconds) export PELORIN_SOAK_SECONDS="$2"; shift 2 ;;
     *) ctest_args+=("$1"); shift ;;
   esac
 done

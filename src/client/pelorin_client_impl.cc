@@ -185,14 +185,19 @@ void PelorinClientImpl::sync() {
         files.emplace_back(fileName, std::move(*text));
       }
     };
+    // The files are replaced one after the other, so a process killed between two of them
+    // leaves some old and some new. The order keeps every change on disk through such a
+    // kill: the request log first, since a change moved into it since the last tick is no
+    // longer in the new commit log; the cache last, so the device never holds a change
+    // that neither log will send (the server's answer brings such a change back instead).
+    if (_commitLog->isModified()) {
+      _commitLog->setModified(false);
+      encode(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
+      encode(*_commitLog, Constants::Files::COMMITLOG);
+    }
     if (_cache->modified) {
       _cache->modified = false;
       encode(*_cache, Constants::Files::CACHE);
-    }
-    if (_commitLog->isModified()) {
-      _commitLog->setModified(false);
-      encode(*_commitLog, Constants::Files::COMMITLOG);
-      encode(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
     }
     if (!files.empty()) writing = std::unique_lock<std::mutex>(_fileWriteMutex);
     // A request in flight: the next tick sends, so requests never overlap or queue up.
@@ -224,6 +229,12 @@ PelorinClientImpl::Exchange PelorinClientImpl::makeExchange(
   exchange.url = PelorinConfiguration::getDomaingGroupUrl(_configuration->getHostName(),
                                                           _cache->domainGroup, _zoneId);
   return exchange;
+}
+
+void PelorinClientImpl::retryAfterFailure() {
+  // Preparing the batch cleared the flag. Left so, the unconfirmed entries would wait for
+  // the app's next change or page view; a quiet app would never send them.
+  if (!_requestCommitLog->isEmpty()) _updateRequired = true;
 }
 
 void PelorinClientImpl::emptyRequestCommitLog() {
@@ -269,11 +280,13 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
                 PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
         log("Sync failed", LogFlag::WARNING);
+        retryAfterFailure();
         return false;
       }
       if (!result.response) {
         log("Unable to get the interactions from Pelorin", LogFlag::WARNING);
         log("Sync failed", LogFlag::WARNING);
+        retryAfterFailure();
         return false;
       }
       const bool changed = processProfileResult(answerOf(result, "0"));
@@ -428,10 +441,12 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
         log("Unable to get the interactions from Pelorin, reason: " +
                 PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
+        if (isPageview) retryAfterFailure();
         return false;
       }
       if (!result.response) {
         log("Unable to get interactions from Pelorin", LogFlag::WARNING);
+        if (isPageview) retryAfterFailure();
         return false;
       }
       bool changed = false;

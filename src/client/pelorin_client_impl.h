@@ -141,6 +141,8 @@ class PelorinClientImpl {
   UpdateEntries takeUpdateEntries();
   Exchange makeExchange(std::vector<PelorinRequestCommand> commands) const;
   void emptyRequestCommitLog();
+  // After a failed exchange: have the next tick send the request log again.
+  void retryAfterFailure();
   // The body of a profile reload; called on the operation queue.
   void runReloadProfile();
 

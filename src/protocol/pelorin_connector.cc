@@ -33,6 +33,41 @@ struct Exchange {
   HttpResult result;  // guarded by mutex
 };
 
+// The last request whose answer a connector stopped waiting for. It may still reach the
+// server, and a later batch must not overtake it there: applied after a newer batch, its
+// older values would replace the newer ones. Connectors live for one operation and the
+// engine runs one at a time, so one slot is enough. Never destroyed: the operation thread
+// may use it while the process exits.
+struct AbandonedExchange {
+  std::mutex mutex;
+  std::shared_ptr<Exchange> exchange;  // guarded by mutex
+};
+
+AbandonedExchange& abandoned() {
+  static auto* slot = new AbandonedExchange();
+  return *slot;
+}
+
+// Waits until the abandoned request has ended, at most `limit` (the request's own time-out,
+// after which the HTTP client ends it).
+void waitForAbandonedExchange(std::chrono::milliseconds limit) {
+  std::shared_ptr<Exchange> earlier;
+  {
+    std::lock_guard<std::mutex> lock(abandoned().mutex);
+    earlier = abandoned().exchange;
+  }
+  if (!earlier) return;
+  {
+    std::unique_lock<std::mutex> lock(earlier->mutex);
+    if (!earlier->done) {
+      logLine("Waiting for an earlier request to Pelorin to end");
+      earlier->arrived.wait_for(lock, limit, [&] { return earlier->done; });
+    }
+  }
+  std::lock_guard<std::mutex> lock(abandoned().mutex);
+  if (abandoned().exchange == earlier) abandoned().exchange.reset();
+}
+
 bool isHexDigit(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
@@ -80,6 +115,7 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
   if (!request) return {};
   _originalRequest = *request;
 
+  waitForAbandonedExchange(REQUEST_TIMEOUT);
   auto exchange = std::make_shared<Exchange>();
   http.send(*request, [exchange](HttpResult result) {
     {
@@ -97,6 +133,9 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
       _response = std::move(exchange->result.response);
       _data = std::move(exchange->result.data);
       _error = std::move(exchange->result.error);
+    } else {
+      std::lock_guard<std::mutex> slot(abandoned().mutex);
+      abandoned().exchange = exchange;
     }
   }
 
@@ -116,8 +155,12 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
         return executeRedirect(body->get("location").string(), calls, screenName);
       }
     }
-    // The HTTP client followed a redirect itself: post the batch again to where it led.
-    if (_response->url != requestUrl) return executeRedirect(_response->url, calls, screenName);
+    // The HTTP client followed a redirect itself: post the batch again to where it led. A
+    // copy: the next exchange replaces `_response`, and a retry there still needs the URL.
+    if (_response->url != requestUrl) {
+      const std::string target = _response->url;
+      return executeRedirect(target, calls, screenName);
+    }
   }
   if (_error) {
     // The retry gets the URL as this exchange got it, so it builds its query (and time)

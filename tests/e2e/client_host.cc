@@ -12,11 +12,18 @@
 //                 starts a page view (so the server's answers rewrite the id and cache)
 //   flush         starts on the folder, lets the client send what it has, prints the
 //                 profile identifier and exits
+//   restart       prints "started <stored profile id>", sends what the folder holds and
+//                 prints "profile <id>", then writes until killed: property k<pid>_<i> =
+//                 v<i> every few milliseconds and, for every fourth i, the value t<pid>_<i>
+//                 added to "tags" and a click on the interaction "restart"; "wrote
+//                 k<pid>_<i>" after each. Prints "stored <file>" after each file the
+//                 library has replaced, so the test knows what reached the disk.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <unistd.h>
 
@@ -34,14 +41,36 @@ constexpr auto kSyncInterval = 50ms;
 constexpr int kClickEvery = 7;
 constexpr int kPageViewEvery = 25;
 
-pelorin::platform::MainLoop& installPlatform(const std::string& storage,
-                                             const std::string& server) {
+// Reports each file replaced, after the write returned: every line printed before it
+// by the writing thread was in the state that was written.
+class ReportingFileSystem : public pelorin::platform::FileSystemWrapper {
+ public:
+  using FileSystemWrapper::FileSystemWrapper;
+
+  pelorin::platform::FileStatus writeFileAtomically(const std::string& path,
+                                                    std::string_view contents) override {
+    auto status = FileSystemWrapper::writeFileAtomically(path, contents);
+    if (status.isOk()) {
+      std::printf("stored %s\n", path.substr(path.rfind('/') + 1).c_str());
+      std::fflush(stdout);
+    }
+    return status;
+  }
+};
+
+pelorin::platform::MainLoop& installPlatform(const std::string& storage, const std::string& server,
+                                             bool reportWrites) {
   auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
   bundle->set("pl_server_url", pelorin::JsonValue(boost::json::value(server)));
   bundle->set("CFBundleIdentifier", pelorin::JsonValue(boost::json::value("com.example.host")));
   auto platform = std::make_unique<pelorin::Platform>();
   platform->setBundle(std::move(bundle));
-  platform->setFileSystem(std::make_unique<pelorin::platform::PosixFileSystem>(storage));
+  auto files = std::make_unique<pelorin::platform::PosixFileSystem>(storage);
+  if (reportWrites) {
+    platform->setFileSystem(std::make_unique<ReportingFileSystem>(std::move(files)));
+  } else {
+    platform->setFileSystem(std::move(files));
+  }
   auto loop = std::make_unique<pelorin::platform::MainLoop>();
   auto& loopRef = *loop;
   platform->setMainThread(std::move(loop));
@@ -100,6 +129,41 @@ int flush(pelorin::platform::MainLoop& loop) {
   return 0;
 }
 
+// Sends what an earlier run left, then writes until killed. The ticks and their file
+// writes run on this thread, between the writes, so the order of the printed lines is the
+// order of the events.
+int restart(pelorin::platform::MainLoop& loop) {
+  auto& client = pelorin::PelorinClient::getInstance();
+  std::printf("started %s\n", client.getProfileId().value_or("").c_str());
+  std::fflush(stdout);
+  bool sent = false;
+  client.updateProfile([&] {
+    sent = true;
+    loop.stop();
+  });
+  loop.runFor(30s);
+  if (!sent) {
+    std::printf("not sent\n");
+    return 1;
+  }
+  std::printf("profile %s\n", client.getProfileId().value_or("").c_str());
+  std::fflush(stdout);
+  const std::string pid = std::to_string(::getpid());
+  const std::string property = "k" + pid + "_";
+  const std::string tag = "t" + pid + "_";
+  for (int i = 0;; ++i) {
+    const std::string n = std::to_string(i);
+    client.setProfileValue(property + n, "v" + n);
+    if (i % 4 == 0) {
+      client.addProfileValue("tags", tag + n);
+      client.createEvent("CLICK", pelorin::JsonValue::parse(R"({"interactionId":"restart"})"));
+    }
+    std::printf("wrote k%s_%d\n", pid.c_str(), i);
+    std::fflush(stdout);
+    loop.runFor(5ms);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -108,11 +172,12 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string scenario = argv[1];
-  auto& loop = installPlatform(argv[2], argv[3]);
+  auto& loop = installPlatform(argv[2], argv[3], scenario == "restart");
   if (scenario == "exit-return") return exitWhileInFlight(loop, false);
   if (scenario == "exit-call") return exitWhileInFlight(loop, true);
   if (scenario == "write") return writeSteadily(loop);
   if (scenario == "flush") return flush(loop);
+  if (scenario == "restart") return restart(loop);
   std::fprintf(stderr, "unknown scenario %s\n", scenario.c_str());
   return 2;
 }

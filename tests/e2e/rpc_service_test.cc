@@ -32,6 +32,20 @@ class RpcServiceTest : public ::testing::Test {
   RpcService _service{RpcService::Options{}};
 };
 
+TEST_F(RpcServiceTest, ForgottenProfileGivesItsVisitorANewOne) {
+  const std::string old = newVisitor();
+
+  EXPECT_TRUE(_service.forgetProfile(old));
+  RpcReply reply = _service.handle(batch(std::string("[") + kGetProfile + "]", old));
+
+  ASSERT_EQ(_service.profileIds().size(), 1U);
+  const std::string id = _service.profileIds()[0];
+  EXPECT_NE(id, old);
+  EXPECT_FALSE(_service.hasProfile(old));
+  EXPECT_EQ(reply.setCookie, "pl_profile=" + id + "; Path=/; Max-Age=31536000; HttpOnly");
+  EXPECT_FALSE(_service.forgetProfile(old));
+}
+
 TEST_F(RpcServiceTest, GetProfileWithForceCreateCreatesProfileAndSetsCookie) {
   RpcReply reply = _service.handle(batch(std::string("[") + kGetProfile + "]"));
 

@@ -2,9 +2,32 @@
 
 namespace pelorin::testing {
 
+namespace {
+
+std::string_view withoutDate(std::string_view line) {
+  const auto end = line.find("] ");
+  return end == std::string_view::npos ? line : line.substr(end + 2);
+}
+
+}  // namespace
+
 void RecordingConsole::writeLine(std::string_view line) {
-  std::lock_guard<std::mutex> lock(_mutex);
-  _lines.emplace_back(line);
+  {
+    std::lock_guard<std::mutex> lock(_mutex);
+    _lines.emplace_back(line);
+  }
+  _written.notify_all();
+}
+
+bool RecordingConsole::waitForLine(std::string_view line, std::chrono::milliseconds timeout) {
+  std::unique_lock<std::mutex> lock(_mutex);
+  std::size_t seen = 0;
+  return _written.wait_for(lock, timeout, [&] {
+    for (; seen < _lines.size(); ++seen) {
+      if (withoutDate(_lines[seen]) == line) return true;
+    }
+    return false;
+  });
 }
 
 std::vector<std::string> RecordingConsole::lines() const {
@@ -52,10 +75,7 @@ void TestPlatform::advanceClock(std::chrono::milliseconds by) {
 
 std::vector<std::string> TestPlatform::logLines() const {
   std::vector<std::string> stripped;
-  for (const auto& line : _console->lines()) {
-    auto end = line.find("] ");
-    stripped.push_back(end == std::string::npos ? line : line.substr(end + 2));
-  }
+  for (const auto& line : _console->lines()) stripped.emplace_back(withoutDate(line));
   return stripped;
 }
 

@@ -7,6 +7,7 @@
 #define PELORIN_TESTS_SUPPORT_TEST_PLATFORM_H_
 
 #include <chrono>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -25,9 +26,13 @@ class RecordingConsole : public platform::Console {
   void writeLine(std::string_view line) override;
   std::vector<std::string> lines() const;
   void clear();
+  // Waits until a line equal to `line` after its "[date] " prefix has been written (by any
+  // thread); false after `timeout`.
+  bool waitForLine(std::string_view line, std::chrono::milliseconds timeout);
 
  private:
   mutable std::mutex _mutex;
+  std::condition_variable _written;
   std::vector<std::string> _lines;
 };
 

@@ -260,6 +260,11 @@ std::string RpcService::createProfile() {
   return id;
 }
 
+bool RpcService::forgetProfile(const std::string& profileId) {
+  std::lock_guard<std::mutex> lock(_mutex);
+  return _profiles.erase(profileId) > 0;
+}
+
 std::optional<Parameters> RpcService::properties(const std::string& profileId) const {
   std::lock_guard<std::mutex> lock(_mutex);
   auto profile = _profiles.find(profileId);

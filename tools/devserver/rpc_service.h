@@ -99,6 +99,10 @@ class RpcService {
   bool hasProfile(const std::string& profileId) const;
   // A new, empty profile; its id.
   std::string createProfile();
+  // Forgets a profile, as when the platform removes a visitor: a client that still sends its
+  // cookie gets a new profile (and a new id) from its next "getProfile" with "forceCreate".
+  // False when there is no such profile.
+  bool forgetProfile(const std::string& profileId);
   // The properties of a profile; nothing when there is no such profile.
   std::optional<Parameters> properties(const std::string& profileId) const;
   // Replaces one property of an existing profile (false when there is no such profile).
