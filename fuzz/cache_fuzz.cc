@@ -13,37 +13,23 @@
 #include "storage/pelorin_cache.h"
 #include "storage/pelorin_data_manager.h"
 
-namespace {
-
 using namespace pelorin;  // NOLINT(google-build-using-namespace): a fuzz driver
 
-fuzzing::FuzzPlatform& services() {
-  static auto* installed =
-      new fuzzing::FuzzPlatform(fuzzing::installFuzzPlatform(/*online=*/false));
-  return *installed;
-}
-
-std::string pathOf(const std::string& fileName) {
-  return std::string(fuzzing::MemoryFileSystem::kDocuments) + "/" +
-         std::string(PelorinDataManager::FOLDER_NAME) + "/" + fileName;
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzzing::FuzzPlatform& platform = services();
+  fuzzing::FuzzPlatform& platform = fuzzing::offlineFuzzPlatform();
   std::string_view text(reinterpret_cast<const char*>(data), size);
   auto decoded = pelorin::PelorinCache::decode(text);
 
   // The data manager's load: the same outcome, and a file that does not decode is kept
   // aside under its name + ".corrupt".
   const std::string& fileName = Constants::Files::CACHE;
-  (void)platform.files->writeFileAtomically(pathOf(fileName), text);
+  (void)platform.files->writeFileAtomically(fuzzing::storedFilePath(fileName), text);
   auto loaded = PelorinDataManager::loadFromFile<PelorinCache>(fileName);
   if (loaded.has_value() != decoded.ok()) std::abort();
   if (!decoded.ok()) {
     std::string moved;
-    if (!platform.files->readFile(pathOf(fileName + ".corrupt"), &moved).isOk() || moved != text) {
+    if (!platform.files->readFile(fuzzing::storedFilePath(fileName + ".corrupt"), &moved).isOk() ||
+        moved != text) {
       std::abort();
     }
     return 0;

@@ -1,5 +1,5 @@
-// A headless client for the fuzz targets that drive plug-ins: the shared fuzz platform
-// offline (nothing is ever sent), showing the checkout screen after a page view.
+// A headless client for the fuzz targets: the shared fuzz platform, a screen, and the
+// client started on it.
 //
 // Thread safety: the harness lives for the process and is used from the fuzzing thread.
 #ifndef PELORIN_FUZZ_CLIENT_HARNESS_H_
@@ -19,22 +19,37 @@
 
 namespace pelorin::fuzzing {
 
+struct HarnessOptions {
+  bool online = false;      // the serving HTTP client answers; otherwise there is no network
+  std::string firstAnswer;  // served with status 200 before the client starts, when set
+  bool pageView = false;    // a page view of "Checkout/Product-42" before the first run
+};
+
+// The client of the process on `Screen` (a type with a `controller`), started as the
+// options say.
+template <typename Screen = ShopScreen>
 struct Harness {
-  Harness() : services(installFuzzPlatform(/*online=*/false)) {
+  explicit Harness(const HarnessOptions& options) : services(installFuzzPlatform(options.online)) {
+    if (!options.firstAnswer.empty()) services.http->serve(200, options.firstAnswer);
     client = &PelorinClient::getInstance(screen.controller);
-    client->createEvent("PAGEVIEW",
-                        std::map<std::string, std::string>{{"screenName", "Checkout/Product-42"}});
+    if (options.pageView) {
+      client->createEvent(
+          "PAGEVIEW", std::map<std::string, std::string>{{"screenName", "Checkout/Product-42"}});
+    }
     client->engine().waitForOperations();
     services.mainLoop->runUntilIdle();
   }
 
-  FuzzPlatform services;
-  ShopScreen screen;
+  FuzzPlatform services;  // first: the platform is installed before the screen is built
+  Screen screen;
   PelorinClient* client = nullptr;
 };
 
-inline Harness& harness() {
-  static auto* instance = new Harness();  // lives for the process, like the client
+// Made on the first call with its options (later options are ignored); lives for the
+// process, like the client.
+template <typename Screen = ShopScreen>
+Harness<Screen>& harness(const HarnessOptions& options = {}) {
+  static auto* instance = new Harness<Screen>(options);
   return *instance;
 }
 

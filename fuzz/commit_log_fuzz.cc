@@ -18,17 +18,6 @@ namespace {
 
 using namespace pelorin;  // NOLINT(google-build-using-namespace): a fuzz driver
 
-fuzzing::FuzzPlatform& services() {
-  static auto* installed =
-      new fuzzing::FuzzPlatform(fuzzing::installFuzzPlatform(/*online=*/false));
-  return *installed;
-}
-
-std::string pathOf(const std::string& fileName) {
-  return std::string(fuzzing::MemoryFileSystem::kDocuments) + "/" +
-         std::string(PelorinDataManager::FOLDER_NAME) + "/" + fileName;
-}
-
 // The event commands a batch would carry; each entry sends at most
 // MAX_EVENT_COMMANDS_PER_ENTRY.
 std::int64_t eventCommands(const PelorinCommitLog& log) {
@@ -43,19 +32,20 @@ std::int64_t eventCommands(const PelorinCommitLog& log) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  fuzzing::FuzzPlatform& platform = services();
+  fuzzing::FuzzPlatform& platform = fuzzing::offlineFuzzPlatform();
   std::string_view text(reinterpret_cast<const char*>(data), size);
   auto decoded = PelorinCommitLog::decode(text);
 
   // The data manager's load: the same outcome, and a file that does not decode is kept
   // aside under its name + ".corrupt".
   const std::string& fileName = Constants::Files::COMMITLOG;
-  (void)platform.files->writeFileAtomically(pathOf(fileName), text);
+  (void)platform.files->writeFileAtomically(fuzzing::storedFilePath(fileName), text);
   auto loaded = PelorinDataManager::loadFromFile<PelorinCommitLog>(fileName);
   if (loaded.has_value() != decoded.ok()) std::abort();
   std::string moved;
   const bool keptAside =
-      platform.files->readFile(pathOf(fileName + ".corrupt"), &moved).isOk() && moved == text;
+      platform.files->readFile(fuzzing::storedFilePath(fileName + ".corrupt"), &moved).isOk() &&
+      moved == text;
   if (!decoded.ok()) {
     if (!keptAside) std::abort();
     return 0;

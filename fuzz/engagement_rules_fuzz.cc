@@ -31,7 +31,7 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 }
 
 template <typename Listener>
-std::shared_ptr<Listener> load(Harness& h, const JsonValue& interaction) {
+std::shared_ptr<Listener> load(Harness<>& h, const JsonValue& interaction) {
   auto listener = std::make_shared<Listener>(
       *h.client, InteractionContext(interaction.ref(), h.screen.controller, std::nullopt));
   listener->onLoad();
@@ -41,7 +41,7 @@ std::shared_ptr<Listener> load(Harness& h, const JsonValue& interaction) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Harness& h = harness();
+  auto& h = harness({.pageView = true});
   const std::vector<std::string_view> lines =
       split(std::string_view(reinterpret_cast<const char*>(data), size), '\n');
   auto line = [&](std::size_t i) { return i < lines.size() ? lines[i] : std::string_view(); };

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "client/pelorin_client_impl.h"
-#include "fuzz_support.h"
+#include "client_harness.h"
 #include "listeners/form_listener.h"
 #include "pelorin/event.h"
 #include "pelorin/pelorin_client.h"
@@ -67,23 +67,6 @@ struct SignUpForm {
   std::shared_ptr<platform::Label> caption = std::make_shared<platform::Label>("Sign up");
 };
 
-struct Harness {
-  Harness() : services(fuzzing::installFuzzPlatform(/*online=*/false)) {
-    client = &PelorinClient::getInstance(form.controller);
-    client->engine().waitForOperations();
-    services.mainLoop->runUntilIdle();
-  }
-
-  fuzzing::FuzzPlatform services;
-  SignUpForm form;
-  PelorinClient* client = nullptr;
-};
-
-Harness& harness() {
-  static auto* instance = new Harness();  // lives for the process, like the client
-  return *instance;
-}
-
 JsonValue interactionWith(std::string_view version, std::string_view rules) {
   auto parameter = [](std::string_view id, std::string_view value) {
     return boost::json::object{{"id", id}, {"value", boost::json::array{value}}};
@@ -119,7 +102,7 @@ void useForm(const SignUpForm& form) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Harness& h = harness();
+  auto& h = fuzzing::harness<SignUpForm>();
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const std::size_t newline = text.find('\n');
   const std::string_view version =
@@ -129,9 +112,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const JsonValue interaction = interactionWith(version, rules);
   auto listener = std::make_shared<FormListener>(
-      *h.client, InteractionContext(interaction.ref(), h.form.controller, std::nullopt));
+      *h.client, InteractionContext(interaction.ref(), h.screen.controller, std::nullopt));
   listener->onLoad();
-  useForm(h.form);
+  useForm(h.screen);
 
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
   PelorinClient::synchronized([&] {

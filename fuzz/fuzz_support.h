@@ -24,6 +24,7 @@
 #include "pelorin/platform/platform.h"
 #include "pelorin/platform/reachability.h"
 #include "pelorin/platform/toolkit.h"
+#include "storage/pelorin_data_manager.h"
 
 namespace pelorin::fuzzing {
 
@@ -183,6 +184,18 @@ inline FuzzPlatform installFuzzPlatform(bool online) {
   installed->setFileSystem(std::move(files));
   Platform::install(std::move(installed));
   return services;
+}
+
+// The offline fuzz platform of the process, installed on the first call.
+inline FuzzPlatform& offlineFuzzPlatform() {
+  static auto* installed = new FuzzPlatform(installFuzzPlatform(/*online=*/false));
+  return *installed;
+}
+
+// Where the data manager keeps a stored file of this name on the memory file system.
+inline std::string storedFilePath(std::string_view fileName) {
+  return std::string(MemoryFileSystem::kDocuments) + "/" +
+         std::string(PelorinDataManager::FOLDER_NAME) + "/" + std::string(fileName);
 }
 
 // A checkout screen for the plug-ins an answer may start: a banner with two labels

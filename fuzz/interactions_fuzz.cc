@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "client/pelorin_client_impl.h"
-#include "fuzz_support.h"
+#include "client_harness.h"
 #include "pelorin/interaction_context.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
@@ -19,23 +19,6 @@
 namespace {
 
 using namespace pelorin;  // NOLINT(google-build-using-namespace): a fuzz driver
-
-struct Harness {
-  Harness() : services(fuzzing::installFuzzPlatform(/*online=*/false)) {
-    client = &PelorinClient::getInstance(screen.controller);
-    client->engine().waitForOperations();
-    services.mainLoop->runUntilIdle();
-  }
-
-  fuzzing::FuzzPlatform services;
-  fuzzing::ShopScreen screen;
-  PelorinClient* client = nullptr;
-};
-
-Harness& harness() {
-  static auto* instance = new Harness();  // lives for the process, like the client
-  return *instance;
-}
 
 // The locales an application may ask for: none, one the server may lack, a common one, and
 // one that is only white space (which counts as none).
@@ -58,7 +41,7 @@ void lookUpParameters(const InteractionContext& context) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Harness& h = harness();
+  auto& h = fuzzing::harness();
   std::optional<JsonValue> interactions =
       JsonValue::parse(std::string_view(reinterpret_cast<const char*>(data), size));
   if (!interactions) return 0;

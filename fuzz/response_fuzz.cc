@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "client/pelorin_client_impl.h"
-#include "fuzz_support.h"
+#include "client_harness.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "protocol/pelorin_connector.h"
@@ -19,24 +19,6 @@
 namespace {
 
 using namespace pelorin;  // NOLINT(google-build-using-namespace): a fuzz driver
-
-struct Harness {
-  Harness() : services(fuzzing::installFuzzPlatform(/*online=*/true)) {
-    client = &PelorinClient::getInstance(screen.controller);
-    client->engine().waitForOperations();
-    services.mainLoop->runUntilIdle();
-  }
-
-  fuzzing::FuzzPlatform services;
-  fuzzing::ShopScreen screen;
-  PelorinClient* client = nullptr;
-  int runs = 0;
-};
-
-Harness& harness() {
-  static auto* instance = new Harness();  // lives for the process, like the client
-  return *instance;
-}
 
 // What parseResponse promises of any map it gives: objects only, each under its own "id".
 void checkAnswers(std::string_view body) {
@@ -52,7 +34,8 @@ void checkAnswers(std::string_view body) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Harness& h = harness();
+  static int runs = 0;
+  auto& h = fuzzing::harness({.online = true});
   const std::string body(reinterpret_cast<const char*>(data), size);
   checkAnswers(body);
 
@@ -70,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   // Another visitor for the next run: a new profile identifier empties the cache, so the
   // properties of earlier runs do not pile up.
-  const JsonValue reset(boost::json::object{{"profileId", "fuzz-" + std::to_string(++h.runs % 2)}});
+  const JsonValue reset(boost::json::object{{"profileId", "fuzz-" + std::to_string(++runs % 2)}});
   PelorinClient::synchronized([&] {
     (void)h.client->engine().processProfileResult(reset.ref());
     h.client->engine().destroyPlugins();

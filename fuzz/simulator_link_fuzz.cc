@@ -8,30 +8,12 @@
 #include <string_view>
 
 #include "client/pelorin_client_impl.h"
-#include "fuzz_support.h"
+#include "client_harness.h"
 #include "pelorin/pelorin_client.h"
 
 namespace {
 
 using namespace pelorin;  // NOLINT(google-build-using-namespace): a fuzz driver
-
-struct Harness {
-  Harness() : services(fuzzing::installFuzzPlatform(/*online=*/true)) {
-    services.http->serve(200, R"([{"id": "0", "profileId": "p1"}])");
-    client = &PelorinClient::getInstance(screen.controller);
-    client->engine().waitForOperations();
-    services.mainLoop->runUntilIdle();
-  }
-
-  fuzzing::FuzzPlatform services;
-  fuzzing::ShopScreen screen;
-  PelorinClient* client = nullptr;
-};
-
-Harness& harness() {
-  static auto* instance = new Harness();  // lives for the process, like the client
-  return *instance;
-}
 
 // Whether `url` begins with the package name (in any case) followed by ":".
 bool hasPackageScheme(std::string_view url) {
@@ -48,7 +30,8 @@ bool hasPackageScheme(std::string_view url) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  Harness& h = harness();
+  auto& h =
+      fuzzing::harness({.online = true, .firstAnswer = R"([{"id": "0", "profileId": "p1"}])"});
   const std::string_view url(reinterpret_cast<const char*>(data), size);
   const bool connected = h.client->setURL(url);
   // Only a link in the application's own scheme may connect.
