@@ -27,7 +27,7 @@ std::string_view UrlError::description(int code) {
     case kUnsupportedUrl:
       return "unsupported URL";
     case kCannotFindHost:
-      return "A server with the specified hostname could not be found.";
+      return "A server with this host name could not be found.";
     case kCannotConnectToHost:
       return "Could not connect to the server.";
     case kNetworkConnectionLost:
