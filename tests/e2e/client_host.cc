@@ -6,12 +6,6 @@
 // Scenarios:
 //   exit-return   writes, starts a page view and returns from main while it is in flight
 //   exit-call     the same, but leaves through std::exit
-//   write         writes property k<pid>_<i> = v<i> every few milliseconds, printing
-//                 "wrote <name>" after each, until killed; every kClickEvery-th write
-//                 also counts a click of interaction "i1", every kPageViewEvery-th
-//                 starts a page view (so the server's answers rewrite the id and cache)
-//   flush         starts on the folder, lets the client send what it has, prints the
-//                 profile identifier and exits
 //   restart       prints "started <stored profile id>", sends what the folder holds and
 //                 prints "profile <id>", then writes until killed: property k<pid>_<i> =
 //                 v<i> every few milliseconds and, for every fourth i, the value t<pid>_<i>
@@ -37,9 +31,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kSyncInterval = 50ms;
-// Must match the test that reads the output.
-constexpr int kClickEvery = 7;
-constexpr int kPageViewEvery = 25;
 
 // Reports each file replaced, after the write returned: every line printed before it
 // by the writing thread was in the state that was written.
@@ -90,45 +81,6 @@ int exitWhileInFlight(pelorin::platform::MainLoop& loop, bool callExit) {
   return 0;
 }
 
-int writeSteadily(pelorin::platform::MainLoop& loop) {
-  auto& client = pelorin::PelorinClient::getInstance();
-  // Names carry the process id, so the writes of every run are told apart.
-  const std::string prefix = "k" + std::to_string(::getpid()) + "_";
-  for (int i = 0;; ++i) {
-    client.setProfileValue(prefix + std::to_string(i), "v" + std::to_string(i));
-    if (i % kClickEvery == 0) {
-      client.createEvent("CLICK", pelorin::JsonValue::parse(R"({"interactionId":"i1"})"));
-    }
-    if (i % kPageViewEvery == 0) {
-      client.createEvent("PAGEVIEW", pelorin::JsonValue::parse(R"({"screenName":"home"})"));
-    }
-    std::printf("wrote %s%d\n", prefix.c_str(), i);
-    std::fflush(stdout);
-    loop.runFor(5ms);
-  }
-}
-
-int flush(pelorin::platform::MainLoop& loop) {
-  auto& client = pelorin::PelorinClient::getInstance();
-  // A page-view style sync sends what the commit logs hold even when nothing new was
-  // written since the last start. Its completion ends the wait, however loaded the machine.
-  bool sent = false;
-  client.updateProfile([&] {
-    sent = true;
-    loop.stop();
-  });
-  loop.runFor(30s);
-  if (!sent) {
-    std::printf("not sent\n");
-    return 1;
-  }
-  // A few ticks store the emptied logs, so the next run does not send them again.
-  for (int i = 0; i < 3; ++i) loop.runFor(kSyncInterval);
-  std::printf("profile %s\n", client.getProfileId().value_or("").c_str());
-  std::fflush(stdout);
-  return 0;
-}
-
 // Sends what an earlier run left, then writes until killed. The ticks and their file
 // writes run on this thread, between the writes, so the order of the printed lines is the
 // order of the events.
@@ -175,8 +127,6 @@ int main(int argc, char** argv) {
   auto& loop = installPlatform(argv[2], argv[3], scenario == "restart");
   if (scenario == "exit-return") return exitWhileInFlight(loop, false);
   if (scenario == "exit-call") return exitWhileInFlight(loop, true);
-  if (scenario == "write") return writeSteadily(loop);
-  if (scenario == "flush") return flush(loop);
   if (scenario == "restart") return restart(loop);
   std::fprintf(stderr, "unknown scenario %s\n", scenario.c_str());
   return 2;
