@@ -14,6 +14,7 @@
 #include "client/pelorin_client_impl.h"
 #include "devserver/dev_server.h"
 #include "pelorin/pelorin_client.h"
+#include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin::testing {
@@ -28,7 +29,15 @@ class ClientE2ETest : public ::testing::Test {
     _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
   }
 
-  PelorinClient& client() { return PelorinClient::getInstance(); }
+  // The client, made with the shown screen (if any) as its current view controller.
+  PelorinClient& client() {
+    return _screen ? PelorinClient::getInstance(_screen) : PelorinClient::getInstance();
+  }
+  // Makes `screen` the key window's root and the client's context when it is created.
+  void showScreen(const std::shared_ptr<platform::ViewController>& screen) {
+    _screen = screen;
+    _test.ui().setKeyWindowRootViewController(screen);
+  }
   PelorinClientImpl& engine() { return client().engine(); }
 
   // Runs queued network operations and main-thread work until both are idle.
@@ -69,6 +78,7 @@ class ClientE2ETest : public ::testing::Test {
 
   TestPlatform _test;
   devserver::DevServer _server;
+  std::shared_ptr<platform::ViewController> _screen;
 };
 
 }  // namespace pelorin::testing

@@ -11,9 +11,9 @@
 
 #include "client/pelorin_client_impl.h"
 #include "devserver/dev_server.h"
+#include "e2e/client_fixture.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/toolkit.h"
-#include "support/test_platform.h"
 
 namespace pelorin {
 namespace {
@@ -58,17 +58,14 @@ devserver::DevServerOptions serverOptions() {
   return options;
 }
 
-class FormListenerE2ETest : public ::testing::Test {
+class FormListenerE2ETest : public testing::ClientE2ETest {
  protected:
-  FormListenerE2ETest() {
-    EXPECT_TRUE(_server.start());
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
-    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+  FormListenerE2ETest() : ClientE2ETest(serverOptions()) {
     add("cityField", _city);
     add("emailField", _email);
     add("newsletterSwitch", _newsletter);
     add("submitButton", _submit);
-    _test.ui().setKeyWindowRootViewController(_signUp);
+    showScreen(_signUp);
   }
 
   void add(const std::string& outlet, const std::shared_ptr<platform::View>& view) {
@@ -76,33 +73,6 @@ class FormListenerE2ETest : public ::testing::Test {
     _signUp->addOutlet(outlet, view);
   }
 
-  PelorinClient& client() { return PelorinClient::getInstance(_signUp); }
-  PelorinClientImpl& engine() { return client().engine(); }
-
-  // Runs queued network operations and main-thread work until both are idle.
-  void drain() {
-    for (int round = 0; round < 100; ++round) {
-      engine().waitForOperations();
-      if (_test.mainLoop().runUntilIdle() == 0 && engine().pendingOperations() == 0) return;
-    }
-    ADD_FAILURE() << "client did not become idle";
-  }
-  void tick() {
-    _test.advanceClock(Platform::current().syncInterval());
-    _test.mainLoop().runUntilIdle();
-    drain();
-  }
-  void pageView(const std::string& screen) {
-    client().createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", screen}});
-    drain();
-  }
-  std::optional<Parameters> serverProfile() {
-    auto id = client().getProfileId();
-    return id ? _server.service().properties(*id) : std::nullopt;
-  }
-
-  testing::TestPlatform _test;
-  devserver::DevServer _server{serverOptions()};
   std::shared_ptr<platform::ViewController> _signUp =
       std::make_shared<platform::ViewController>("SignUp");
   std::shared_ptr<platform::TextField> _city = std::make_shared<platform::TextField>();
