@@ -1,6 +1,5 @@
 // The engine's plug-in lifecycle without a server: selecting the registered plug-ins of
 // an answer's interactions, starting them on the main thread and stopping them again.
-#include <mutex>
 
 #include <gtest/gtest.h>
 
@@ -9,6 +8,7 @@
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/view_controller.h"
+#include "support/journal.h"
 #include "support/test_platform.h"
 
 namespace pelorin {
@@ -18,27 +18,7 @@ using Lines = std::vector<std::string>;
 
 JsonValue json(std::string_view text) { return JsonValue::parse(text).value(); }
 
-// What the plug-ins of a test did, in order, across threads.
-class Journal {
- public:
-  void add(std::string entry) {
-    std::lock_guard<std::mutex> lock(_mutex);
-    _entries.push_back(std::move(entry));
-  }
-  Lines entries() const {
-    std::lock_guard<std::mutex> lock(_mutex);
-    return _entries;
-  }
-
- private:
-  mutable std::mutex _mutex;
-  Lines _entries;
-};
-
-Journal& journal() {
-  static auto* instance = new Journal;
-  return *instance;
-}
+using testing::journal;
 
 // Writes "<event name> to <interaction>" for each advanced event it receives.
 class AdvancedEventRecorder : public EventHandler {

@@ -1,13 +1,13 @@
 // An application's own plug-in class, started by interactions that a configured devserver
 // answers for its screens, with the segments and connections of the same answers.
 #include <algorithm>
-#include <mutex>
 
 #include "e2e/client_fixture.h"
 #include "pelorin/event.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/main_thread.h"
 #include "pelorin/platform/toolkit.h"
+#include "support/journal.h"
 
 namespace pelorin {
 namespace {
@@ -47,27 +47,7 @@ constexpr std::string_view kConfig = R"({
   ]
 })";
 
-// What the plug-ins did, in order, across threads.
-class Journal {
- public:
-  void add(std::string entry) {
-    std::lock_guard<std::mutex> lock(_mutex);
-    _entries.push_back(std::move(entry));
-  }
-  Lines entries() const {
-    std::lock_guard<std::mutex> lock(_mutex);
-    return _entries;
-  }
-
- private:
-  mutable std::mutex _mutex;
-  Lines _entries;
-};
-
-Journal& journal() {
-  static auto* instance = new Journal;  // plug-ins live as long as the process
-  return *instance;
-}
+using testing::journal;
 
 bool onMainThread() { return Platform::current().mainThread().isMainThread(); }
 
