@@ -24,6 +24,7 @@
 #include "protocol/pelorin_connector.h"
 #include "protocol/profile_hash.h"
 #include "ratio_reporter.h"
+#include "raw_file.h"
 #include "storage/pelorin_cache.h"
 #include "storage/pelorin_commit_log.h"
 #include "storage/pelorin_data_manager.h"
@@ -191,18 +192,7 @@ bool writeDurably(const std::string& folder, const std::string& name, const std:
   return ok;
 }
 
-std::string readAll(const std::string& path) {
-  std::string data;
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return data;
-  char buffer[64 * 1024];
-  ssize_t count = 0;
-  while ((count = ::read(fd, buffer, sizeof buffer)) > 0) {
-    data.append(buffer, static_cast<std::size_t>(count));
-  }
-  ::close(fd);
-  return data;
-}
+using pelorin::bench::readAll;
 
 void BM_RawWriteReadAndParse(benchmark::State& state) {
   const std::string folder = documents().path();
