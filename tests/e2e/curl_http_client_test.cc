@@ -224,8 +224,8 @@ class StreamingServer {
       response.set_chunked_content_provider("application/json", provide);
     });
     _port = _server.bind_to_any_port("127.0.0.1");
+    // Bound already: a connection made before the loop accepts waits in the backlog.
     _thread = std::thread([this] { _server.listen_after_bind(); });
-    _server.wait_until_ready();
   }
   ~StreamingServer() {
     _server.stop();
