@@ -65,9 +65,8 @@ std::shared_ptr<platform::View> InteractionContext::getView() const {
   if (!_positionIdentifier) return nullptr;
   // The facade with this context's screen made current; when that screen is gone, the
   // current one stays. One locked step, so no other thread changes it in between.
-  return PelorinClient::synchronized([&] {
-    return PelorinClient::getInstance(_context.lock()).getView(*_positionIdentifier);
-  });
+  return PelorinClient::synchronized(
+      [&] { return PelorinClient::getInstance(_context.lock()).getView(*_positionIdentifier); });
 }
 
 JsonRef InteractionContext::getLocaleDictionary(JsonRef entries, const std::string& locale) const {

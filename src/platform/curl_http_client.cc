@@ -432,9 +432,9 @@ class CurlHttpClient::Impl {
   int _inFlight = 0;                              // guarded by _mutex
   bool _stopping = false;                         // guarded by _mutex
   CookieAcceptPolicy _policy = CookieAcceptPolicy::kOnlyFromMainDocumentDomain;  // by _mutex
-  std::optional<std::filesystem::path> _cookieFile;  // guarded by _mutex
+  std::optional<std::filesystem::path> _cookieFile;    // guarded by _mutex
   std::size_t _maxAnswerSize = kDefaultMaxAnswerSize;  // guarded by _mutex
-  std::string _savedCookies;                         // the cookie file's text, on the worker
+  std::string _savedCookies;                           // the cookie file's text, on the worker
   std::thread _worker;
 };
 

@@ -313,8 +313,7 @@ TEST_F(PelorinClientTest, DataThatIsNotAnObjectGivesNoScreenName) {
   _test.console().clear();
   PelorinClient::synchronized([&] {
     for (const char* data : {"[]", "7", R"("home")", "null"}) {
-      EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(data)), std::nullopt)
-          << data;
+      EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(data)), std::nullopt) << data;
     }
   });
   EXPECT_TRUE(_test.logLines().empty());

@@ -5,7 +5,8 @@ namespace {
 
 class OnLoadWithAnArgument : public pelorin::PelorinPlugin {
  public:
-  OnLoadWithAnArgument(pelorin::PelorinClient& /*client*/, pelorin::InteractionContext /*context*/) {}
+  OnLoadWithAnArgument(pelorin::PelorinClient& /*client*/,
+                       pelorin::InteractionContext /*context*/) {}
   void onLoad(int /*unused*/) {}
 };
 
