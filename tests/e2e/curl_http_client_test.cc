@@ -219,7 +219,7 @@ TEST_F(CurlHttpClientTest, SlowAnswerIsTimedOut) {
 class StreamingServer {
  public:
   using Provider = std::function<bool(std::size_t offset, httplib::DataSink& sink)>;
-  explicit StreamingServer(Provider provide) {
+  explicit StreamingServer(const Provider& provide) {
     _server.Post("/x", [provide](const httplib::Request&, httplib::Response& response) {
       response.set_chunked_content_provider("application/json", provide);
     });
@@ -281,7 +281,7 @@ TEST_F(CurlHttpClientTest, EndlessAnswerStopsAtTheLimit) {
     return sink.write(piece.data(), piece.size());
   });
   CurlHttpClient client;
-  client.setMaxAnswerSize(64 * 1024);
+  client.setMaxAnswerSize(std::size_t{64} * 1024);
 
   auto result = sendAndWait(client, post(endless.url()));
 

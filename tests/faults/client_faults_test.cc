@@ -149,9 +149,9 @@ TEST_F(ClientFaultsTest, TwentyMegabyteBodyIsCutOffAtTheLimitAndKeepsTheChanges)
 // nothing of the answer is used, and a good server afterwards gets every change.
 TEST_F(ClientFaultsTest, AnswerPastTheSizeLimitKeepsTheChanges) {
   auto& http = dynamic_cast<platform::CurlHttpClient&>(Platform::current().httpClient());
-  http.setMaxAnswerSize(64 * 1024);
+  http.setMaxAnswerSize(std::size_t{64} * 1024);
   std::string body = R"([{"id":"0","profileId":")";
-  body.append(100 * 1024, 'x');
+  body.append(std::size_t{100} * 1024, 'x');
   body += R"("}])";
   _server.answerNextWithBody(body);
   makeChanges();
