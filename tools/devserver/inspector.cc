@@ -148,6 +148,7 @@ void Inspector::answered(std::uint64_t seq, const InspectedAnswer& answer) {
   entry.answer = std::move(body);
   if (created) entry.profileId = *created;
   entry.version = ++_cursor;
+  entry.json.clear();
   noteVisitor(entry);
 }
 
@@ -208,50 +209,54 @@ json::object bodyJson(std::size_t size, const std::string& text, bool cut) {
 
 }  // namespace
 
+std::string Inspector::entryJson(const Entry& entry) {
+  json::array headers;
+  for (const auto& [name, value] : entry.headers) headers.push_back(json::array{name, value});
+  json::object request{{"seq", entry.seq},
+                       {"time", isoTime(entry.time)},
+                       {"method", entry.method},
+                       {"path", entry.path},
+                       {"query", entry.query},
+                       {"profileId", entry.profileId},
+                       {"headers", std::move(headers)}};
+  json::object body = bodyJson(entry.body.size, entry.body.text, entry.body.cut);
+  // The commands, with their "params" decoded, so a reader needs no second parse.
+  if (const json::value* batch = body.if_contains("json"); batch && batch->is_array()) {
+    json::array commands;
+    for (const Command& command : commandsOf(batch->get_array())) {
+      json::object shown = command.raw->get_object();
+      if (command.params) shown["params"] = *command.params;
+      commands.push_back(std::move(shown));
+    }
+    request["commands"] = std::move(commands);
+    body.erase("json");
+  }
+  request["body"] = std::move(body);
+  if (entry.answered) {
+    json::object answer = bodyJson(entry.answer.size, entry.answer.text, entry.answer.cut);
+    answer["status"] = entry.status;
+    answer["fault"] = entry.fault;
+    request["answer"] = std::move(answer);
+  } else {
+    request["answer"] = nullptr;
+  }
+  return json::serialize(request);
+}
+
 std::string Inspector::requestsJson(std::uint64_t since) const {
-  json::array requests;
-  json::object page;
   std::lock_guard<std::mutex> lock(_mutex);
+  std::string page =
+      fmt::format(R"({{"cursor":{},"capacity":{},"kept":{},"dropped":{},"requests":[)", _cursor,
+                  _options.capacity, _entries.size(), _dropped);
+  bool first = true;
   for (const Entry& entry : _entries) {
     if (entry.version <= since) continue;
-    json::array headers;
-    for (const auto& [name, value] : entry.headers) headers.push_back(json::array{name, value});
-    json::object request{{"seq", entry.seq},
-                         {"time", isoTime(entry.time)},
-                         {"method", entry.method},
-                         {"path", entry.path},
-                         {"query", entry.query},
-                         {"profileId", entry.profileId},
-                         {"headers", std::move(headers)}};
-    json::object body = bodyJson(entry.body.size, entry.body.text, entry.body.cut);
-    // The commands, with their "params" decoded, so a reader needs no second parse.
-    if (const json::value* batch = body.if_contains("json"); batch && batch->is_array()) {
-      json::array commands;
-      for (const Command& command : commandsOf(batch->get_array())) {
-        json::object shown = command.raw->get_object();
-        if (command.params) shown["params"] = *command.params;
-        commands.push_back(std::move(shown));
-      }
-      request["commands"] = std::move(commands);
-      body.erase("json");
-    }
-    request["body"] = std::move(body);
-    if (entry.answered) {
-      json::object answer = bodyJson(entry.answer.size, entry.answer.text, entry.answer.cut);
-      answer["status"] = entry.status;
-      answer["fault"] = entry.fault;
-      request["answer"] = std::move(answer);
-    } else {
-      request["answer"] = nullptr;
-    }
-    requests.push_back(std::move(request));
+    if (entry.json.empty()) entry.json = entryJson(entry);
+    if (!first) page += ',';
+    page += entry.json;
+    first = false;
   }
-  page["cursor"] = _cursor;
-  page["capacity"] = _options.capacity;
-  page["kept"] = _entries.size();
-  page["dropped"] = _dropped;
-  page["requests"] = std::move(requests);
-  return json::serialize(page);
+  return page + "]}";
 }
 
 std::string Inspector::profilesJson(const RpcService& service) const {

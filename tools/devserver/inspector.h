@@ -93,6 +93,8 @@ class Inspector {
     int status = 0;
     std::string fault;
     Body answer;
+    // Its JSON, made when it is first asked for and again after a change.
+    mutable std::string json;
   };
   // What was answered to a visitor's events of one type on one screen.
   struct ScreenViews {
@@ -108,6 +110,7 @@ class Inspector {
   };
 
   Body keep(std::string_view text) const;
+  static std::string entryJson(const Entry& entry);
   void noteVisitor(const Entry& entry);  // _mutex held
 
   const InspectorOptions _options;

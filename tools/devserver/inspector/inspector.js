@@ -5,6 +5,8 @@
 
 (function () {
   const POLL_MS = 1000;
+  const PAGE_ROWS = 500;
+  const MAX_VISITORS = 50;  // requests shown at first; "Show more" adds as many
 
   const state = {
     cursor: 0,
@@ -12,7 +14,8 @@
     filter: "",
     clearedThrough: 0,   // requests up to this number were cleared from the list
     capacity: 1000,
-    rows: new Map(),     // seq -> {entry, li}
+    rows: new Map(),     // seq -> {entry, li}, oldest first; li built when first shown
+    limit: PAGE_ROWS,
     selected: null,      // the profile id shown
     profilesText: "",
     profileText: "",
@@ -20,6 +23,7 @@
   };
 
   const $ = (id) => document.getElementById(id);
+  const count = (n, noun) => n + " " + noun + (n === 1 ? "" : "s");
 
   // An element with a class and text; `text` is always set as text.
   function el(tag, className, text) {
@@ -215,7 +219,6 @@
     li.appendChild(details);
     li.id = "request-" + entry.seq;
     if (location.hash === "#" + li.id) details.open = true;
-    li.hidden = !matches(entry);
     return li;
   }
 
@@ -227,37 +230,55 @@
     return commands.some((c) => commandLabel(c).toLowerCase().includes(q));
   }
 
+  // Shows the newest `state.limit` requests that match the filter. Rows are built once per
+  // request (and again when its answer arrives) and reused, so an opened one stays open;
+  // the page holds every request the server keeps but lays out only the ones shown, which
+  // keeps it responsive with thousands of them.
+  function render() {
+    const list = $("requests");
+    const shown = [];
+    let matching = 0;
+    const seqs = Array.from(state.rows.keys());
+    for (let i = seqs.length - 1; i >= 0; --i) {
+      const row = state.rows.get(seqs[i]);
+      if (!matches(row.entry)) continue;
+      ++matching;
+      if (shown.length < state.limit) {
+        if (!row.li) row.li = requestRow(row.entry);
+        shown.push(row.li);
+      }
+    }
+    const fresh = document.createDocumentFragment();
+    for (const li of shown) fresh.appendChild(li);
+    list.textContent = "";
+    list.appendChild(fresh);
+    $("no-requests").hidden = state.rows.size > 0;
+    $("request-count").textContent = shown.length < matching
+        ? "(newest " + shown.length + " of " + matching + ")"
+        : "(" + matching + ")";
+    $("more").hidden = shown.length >= matching;
+  }
+
   function applyFilter() {
-    for (const row of state.rows.values()) row.li.hidden = !matches(row.entry);
+    state.limit = PAGE_ROWS;
+    render();
   }
 
   function showRequests(page) {
-    const list = $("requests");
-    const fresh = document.createDocumentFragment();
-    const added = [];
     for (const entry of page.requests) {
       if (entry.seq <= state.clearedThrough) continue;
       const known = state.rows.get(entry.seq);
-      const li = requestRow(entry);
-      if (known) {
+      let li = null;
+      // A request shown before its answer came is shown again, as open as it was.
+      if (known && known.li) {
+        li = requestRow(entry);
         if (known.li.firstChild.open) li.firstChild.open = true;
-        list.replaceChild(li, known.li);
-      } else {
-        added.push(li);
       }
       state.rows.set(entry.seq, {entry, li});
     }
-    // Newest first.
-    for (let i = added.length - 1; i >= 0; --i) fresh.appendChild(added[i]);
-    list.insertBefore(fresh, list.firstChild);
-    // The page keeps no more rows than the server keeps requests.
-    while (state.rows.size > state.capacity) {
-      const oldest = state.rows.keys().next().value;
-      state.rows.get(oldest).li.remove();
-      state.rows.delete(oldest);
-    }
-    $("no-requests").hidden = state.rows.size > 0;
-    $("request-count").textContent = "(" + state.rows.size + ")";
+    // The page keeps no more requests than the server does.
+    while (state.rows.size > state.capacity) state.rows.delete(state.rows.keys().next().value);
+    render();
     const dropped = $("dropped");
     dropped.hidden = page.dropped === 0;
     dropped.textContent = "The server keeps the last " + page.capacity + " requests; " +
@@ -274,12 +295,16 @@
       state.selected = null;
       return;
     }
-    if (!page.profiles.some((p) => p.id === state.selected)) state.selected = page.profiles[0].id;
-    for (const profile of page.profiles) {
+    if (!page.profiles.slice(0, MAX_VISITORS).some((p) => p.id === state.selected)) {
+      state.selected = page.profiles[0].id;
+    }
+    // The visitors seen last; a load test's thousands would bury them.
+    for (const profile of page.profiles.slice(0, MAX_VISITORS)) {
       const li = el("li");
       const button = el("button", null, profile.id);
       button.type = "button";
-      button.title = profile.requests + " requests, " + profile.properties + " properties";
+      button.title = count(profile.requests, "request") + ", " +
+          (profile.properties === 1 ? "1 property" : profile.properties + " properties");
       if (profile.id === state.selected) button.setAttribute("aria-current", "true");
       button.addEventListener("click", () => {
         state.selected = profile.id;
@@ -289,6 +314,10 @@
       });
       li.appendChild(button);
       list.appendChild(li);
+    }
+    if (page.profiles.length > MAX_VISITORS) {
+      list.appendChild(el("li", "note", "and " + (page.profiles.length - MAX_VISITORS) +
+                                            " visitors seen earlier"));
     }
   }
 
@@ -316,7 +345,7 @@
     head.appendChild(el("span", "profile-id", profile.id));
     box.appendChild(head);
     if (!profile.known) box.appendChild(el("p", "note", "The server no longer holds this profile."));
-    box.appendChild(el("p", "note", profile.requests + " requests, last at " +
+    box.appendChild(el("p", "note", count(profile.requests, "request") + ", the last at " +
                                          (profile.lastSeen || "-")));
 
     box.appendChild(el("h3", null, "Segments"));
@@ -429,6 +458,10 @@
       state.filter = event.target.value.trim().toLowerCase();
       applyFilter();
     });
+    $("more").addEventListener("click", () => {
+      state.limit += PAGE_ROWS;
+      render();
+    });
     $("pause").addEventListener("click", () => {
       state.paused = !state.paused;
       $("pause").textContent = state.paused ? "Resume" : "Pause";
@@ -443,9 +476,8 @@
     $("clear").addEventListener("click", () => {
       for (const seq of state.rows.keys()) state.clearedThrough = Math.max(state.clearedThrough, seq);
       state.rows.clear();
-      $("requests").textContent = "";
-      $("request-count").textContent = "(0)";
-      $("no-requests").hidden = false;
+      state.limit = PAGE_ROWS;
+      render();
     });
     poll();
   }
