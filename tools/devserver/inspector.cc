@@ -277,6 +277,7 @@ std::string Inspector::profilesJson(const RpcService& service) const {
     }
   }
   std::vector<Row> ordered;
+  ordered.reserve(rows.size());
   for (auto& [id, row] : rows) ordered.push_back(std::move(row));
   std::ranges::stable_sort(ordered,
                            [](const Row& a, const Row& b) { return a.lastSeen > b.lastSeen; });

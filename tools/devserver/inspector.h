@@ -37,7 +37,7 @@ struct InspectorOptions {
   // A request or answer body longer than this is kept as its size and its first
   // `bodyPrefix` bytes. The client reads answers of up to 16 MiB.
   std::size_t bodyLimit = std::size_t{16} * 1024 * 1024;
-  std::size_t bodyPrefix = 4 * 1024;
+  std::size_t bodyPrefix = std::size_t{4} * 1024;
   // The time stamped on each request; the system clock when empty.
   std::function<std::chrono::system_clock::time_point()> clock{};
 };
