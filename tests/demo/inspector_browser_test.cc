@@ -114,6 +114,25 @@ TEST_F(InspectorBrowserTest, AfterTheDemosJourneyShowsTheFinalPropertiesAndTheCh
   EXPECT_THAT(page, HasSubstr(R"(<span class="tag">Customers</span>)"));
 }
 
+TEST_F(InspectorBrowserTest, AFilterInTheAddressShowsOnlyTheMatchingRequests) {
+  httplib::Client client("127.0.0.1", _server.port());
+  const std::string getProfile =
+      R"([{"method":"getProfile","alt":"json","id":"0","params":"{\"forceCreate\":[\"true\"]}"}])";
+  const std::string pageView =
+      R"([{"method":"createEvent","alt":"json","id":"1","params":"{\"type\":[\"PAGEVIEW\"]}"}])";
+  for (const std::string& body : {getProfile, pageView, getProfile}) {
+    ASSERT_TRUE(client.Post("/DG/DEFAULT/rest/rpc/json/", body, "text/plain"));
+  }
+  ASSERT_TRUE(_server.waitForHandled(3, std::chrono::seconds(10)));
+
+  const std::string page = renderedPage(_server.inspectorUrl() + "?filter=PageView");
+
+  EXPECT_THAT(page, HasSubstr(R"(<li id="request-2">)"));
+  EXPECT_THAT(page, Not(HasSubstr(R"(<li id="request-1">)")));
+  EXPECT_THAT(page, Not(HasSubstr(R"(<li id="request-3">)")));
+  EXPECT_THAT(page, HasSubstr(R"(<span id="request-count">(1)</span>)"));
+}
+
 TEST_F(InspectorBrowserTest, MarkupFromTheAppIsShownAsText) {
   const std::string screen = R"(<img src=x onerror="document.title='owned'">)";
   const std::string value = "<script>document.title='owned'</script>";

@@ -454,6 +454,12 @@
   }
 
   function start() {
+    // "?filter=text" opens the page filtered, e.g. from a link or a script.
+    const given = new URLSearchParams(location.search).get("filter");
+    if (given) {
+      $("filter").value = given;
+      state.filter = given.trim().toLowerCase();
+    }
     $("filter").addEventListener("input", (event) => {
       state.filter = event.target.value.trim().toLowerCase();
       applyFilter();
