@@ -193,7 +193,7 @@ TEST_F(InspectorTest, KeepsTheLastThousandRequestsAndCountsTheDropped) {
 }
 
 TEST_F(InspectorTest, ABodyOverTheAnswerLimitIsKeptAsItsSizeAndFirstKilobytes) {
-  // The client's own limit for an answer: 16 MiB.
+  // Over the library's answer limit of 16 MiB.
   const std::string body = "[" + std::string(std::size_t{16} * 1024 * 1024, ' ') + "]";
   ASSERT_TRUE(_client->Post("/DG/DEFAULT/rest/rpc/json/", body, "text/plain"));
   ASSERT_TRUE(_server.waitForHandled(1, std::chrono::seconds(10)));
@@ -373,6 +373,27 @@ TEST(InspectorCapacityTest, ASmallerCapacityKeepsFewerRequests) {
   EXPECT_EQ(page.at("requests").at(0).at("seq"), json::value(3));
   // Every request is still recorded for tests.
   EXPECT_EQ(server.requestCount(), 5U);
+}
+
+TEST(InspectorCapacityTest, ABodyAtTheLimitIsKeptWholeAndOneByteMoreIsCut) {
+  DevServerOptions options;
+  options.inspector.bodyLimit = 10;
+  options.inspector.bodyPrefix = 4;
+  DevServer server(std::move(options));
+  ASSERT_TRUE(server.start());
+  httplib::Client client("127.0.0.1", server.port());
+  ASSERT_TRUE(client.Post("/elsewhere", "abcdefghij", "text/plain"));
+  ASSERT_TRUE(client.Post("/elsewhere", "abcdefghijk", "text/plain"));
+  ASSERT_TRUE(server.waitForHandled(2, std::chrono::seconds(10)));
+
+  auto result = client.Get("/inspect/requests?since=0");
+
+  ASSERT_TRUE(result);
+  const json::value page = parse(result->body);
+  EXPECT_EQ(page.at("requests").at(0).at("body"),
+            json::value({{"size", 10}, {"truncated", false}, {"text", "abcdefghij"}}));
+  EXPECT_EQ(page.at("requests").at(1).at("body"),
+            json::value({{"size", 11}, {"truncated", true}, {"text", "abcd"}}));
 }
 
 TEST(InspectorCapacityTest, CapacityZeroRecordsNothing) {

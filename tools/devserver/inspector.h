@@ -35,7 +35,7 @@ struct InspectorOptions {
   // How many requests are kept; older ones are dropped (and counted). 0 records nothing.
   std::size_t capacity = 1000;
   // A request or answer body longer than this is kept as its size and its first
-  // `bodyPrefix` bytes. The client reads answers of up to 16 MiB.
+  // `bodyPrefix` bytes. 16 MiB: the library's answer limit.
   std::size_t bodyLimit = std::size_t{16} * 1024 * 1024;
   std::size_t bodyPrefix = std::size_t{4} * 1024;
   // The time stamped on each request; the system clock when empty.
