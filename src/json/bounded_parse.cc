@@ -19,7 +19,7 @@ void* CappedMemoryResource::do_allocate(std::size_t bytes, std::size_t align) {
 
 void CappedMemoryResource::do_deallocate(void* p, std::size_t bytes, std::size_t align) {
   if (!_budget->lifted) _budget->inUse -= bytes;
-  ::operator delete (p, bytes, std::align_val_t{align});
+  ::operator delete (p, std::align_val_t{align});
 }
 
 std::string memoryLimitMessage(std::size_t memoryLimit) {
