@@ -14,12 +14,18 @@ void* CappedMemoryResource::do_allocate(std::size_t bytes, std::size_t align) {
     budget.inUse += bytes;
     if (budget.inUse > budget.peak) budget.peak = budget.inUse;
   }
+  // The plain forms where they suffice: the aligned ones cost more on every call.
+  if (align <= __STDCPP_DEFAULT_NEW_ALIGNMENT__) return ::operator new(bytes);
   return ::operator new (bytes, std::align_val_t{align});
 }
 
 void CappedMemoryResource::do_deallocate(void* p, std::size_t bytes, std::size_t align) {
   if (!_budget->lifted) _budget->inUse -= bytes;
-  ::operator delete (p, std::align_val_t{align});
+  if (align <= __STDCPP_DEFAULT_NEW_ALIGNMENT__) {
+    ::operator delete(p);
+  } else {
+    ::operator delete (p, std::align_val_t{align});
+  }
 }
 
 std::string memoryLimitMessage(std::size_t memoryLimit) {
