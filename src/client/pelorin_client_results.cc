@@ -6,6 +6,7 @@
 #include "base/describe.h"
 #include "client/constants.h"
 #include "client/pelorin_client_impl.h"
+#include "client/pelorin_configuration.h"
 #include "client/segments_and_connections.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
@@ -36,7 +37,9 @@ bool PelorinClientImpl::processProfileResult(JsonRef result) {
   if (!result.isObject()) return false;
   auto profileId = result["profileId"].asString();
   auto zoneId = result["zoneId"].asString();
-  if (auto domainGroup = result["result"]["domainGroupId"].asString()) {
+  // The same domain group again leaves the cache unchanged, so the tick does not write it.
+  if (auto domainGroup = result["result"]["domainGroupId"].asString();
+      domainGroup && domainGroup != _cache->domainGroup) {
     _cache->domainGroup = std::move(domainGroup);
     _cache->modified = true;
   }
@@ -68,10 +71,13 @@ bool PelorinClientImpl::_updateProfileId(const std::optional<std::string>& profi
 void PelorinClientImpl::processPropertiesResult(JsonRef result, bool isUpdate) {
   auto properties = propertiesOf(result);
   if (!properties) return;
+  // An answer that changes nothing leaves the cache as it is, so the tick does not encode
+  // and write it again: with a large profile that is most of a page view's work.
   if (isUpdate) {
-    log("Updated properties: " + describe(*properties));
-    _cache->setProperties(*properties);
-  } else {
+    PelorinConfiguration::log([&] { return "Updated properties: " + describe(*properties); },
+                              LOG_TAG, LogFlag::INFO);
+    if (!_cache->holds(*properties)) _cache->setProperties(*properties);
+  } else if (!_cache->holdsExactly(*properties)) {
     // The server's answer replaces the whole profile.
     _cache->properties.clear();
     _cache->modified = true;
