@@ -194,7 +194,7 @@ SoakSample JourneySoak::sample() const {
     auto& engine = PelorinClient::getInstance().engine();
     for (const auto& [name, values] : engine.cache().properties) {
       sample.profileValues += values.size();
-      for (const auto& value : values) sample.profileBytes += value.size();
+      for (const auto& value : values) sample.profileBytes += lengthWithoutDigits(value);
     }
     sample.plugins = engine.currentPlugins().size();
     auto& bus = PelorinEventFactory::getInstance();
@@ -215,6 +215,16 @@ SoakSample JourneySoak::sample() const {
   sample.residentBytes = residentBytesOf(static_cast<int>(::getpid()));
   sample.heapBytes = heapBytes();
   return sample;
+}
+
+std::size_t lengthWithoutDigits(std::string_view text) {
+  std::size_t length = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool digit = text[i] >= '0' && text[i] <= '9';
+    const bool previousDigit = i > 0 && text[i - 1] >= '0' && text[i - 1] <= '9';
+    if (!digit || !previousDigit) ++length;
+  }
+  return length;
 }
 
 std::int64_t residentBytesOf(int pid) {

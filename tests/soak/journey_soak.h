@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace pelorin::soak {
 
@@ -31,7 +32,8 @@ struct SoakSample {
   std::size_t plugins = 0;         // plug-ins of the current screen
   std::size_t targets = 0;         // live control targets on the shop's screens
   std::size_t profileValues = 0;   // values of all properties in the client's cache
-  std::size_t profileBytes = 0;    // their total length
+  std::size_t profileBytes = 0;    // their total length, each run of digits counted as one
+                                   // (counters and sums gain digits as they grow)
   std::uintmax_t cacheFileBytes = 0;
 };
 
@@ -65,6 +67,9 @@ class JourneySoak {
   std::filesystem::path _storage;
   int _pageViews = 0;
 };
+
+// The length of `text` with each run of decimal digits counted as one character.
+std::size_t lengthWithoutDigits(std::string_view text);
 
 // The resident set and heap of this process, as `sample()` reads them.
 std::int64_t residentBytesOf(int pid);
