@@ -1,10 +1,10 @@
 // pelorin_journey_soak: the demo's journey for 20,000 page views against a devserver with
 // the demo's configuration, run in a child process of its own so that its memory is
 // measured apart from the client's (the child drops the devserver's record of the requests
-// it answered every second, a record kept for tests that nobody reads here). Every 1,000 page views it prints the client's resident
-// set and heap, the time per four-view cycle (averaged over those 1,000 page views), the
-// size of the cache file and the devserver's resident set; at the end the growth from
-// 2,000 to 20,000 page views against its targets, each "met" or "MISSED".
+// it answered every second, a record kept for tests that nobody reads here). Every 1,000 page views
+// it prints the client's resident set and heap, the time per four-view cycle (averaged over those
+// 1,000 page views), the size of the cache file and the devserver's resident set; at the end the
+// growth from 2,000 to 20,000 page views against its targets, each "met" or "MISSED".
 //
 // Time per cycle is the processor time the client's threads spent (user and system), next
 // to the wall-clock time: on a machine shared with other work the wall clock mostly
@@ -42,7 +42,7 @@ using pelorin::soak::JourneySoak;
 using pelorin::soak::SoakSample;
 
 constexpr double kMegabyte = 1024.0 * 1024.0;
-constexpr double kMaxGrowth = 1.10;             // client heap and time per cycle
+constexpr double kMaxGrowth = 1.10;  // client heap and time per cycle
 constexpr double kServerRssLimit = 64 * kMegabyte;
 
 struct Server {
@@ -115,7 +115,7 @@ double processorMs() {
 
 struct Row {
   SoakSample client;
-  double msPerCycle = 0;     // processor time
+  double msPerCycle = 0;  // processor time
   double wallMsPerCycle = 0;
   std::int64_t serverResident = 0;
 };
@@ -156,9 +156,10 @@ int main(int argc, char** argv) {
   std::vector<Row> rows;
   {
     JourneySoak soak(server.baseUrl + "/", folder);
-    std::printf("| page views | client RSS | client heap | cache file | profile values |"
-                " ms per cycle (processor) | ms per cycle (wall) | devserver RSS |\n"
-                "|---|---|---|---|---|---|---|---|\n");
+    std::printf(
+        "| page views | client RSS | client heap | cache file | profile values |"
+        " ms per cycle (processor) | ms per cycle (wall) | devserver RSS |\n"
+        "|---|---|---|---|---|---|---|---|\n");
     while (soak.pageViews() < pageViews && answered) {
       const auto start = std::chrono::steady_clock::now();
       const double startProcessor = processorMs();
@@ -194,9 +195,9 @@ int main(int argc, char** argv) {
   std::printf("\ngrowth from %d to %d page views\n", from.client.pageViews, to.client.pageViews);
   std::printf("client heap:      x%.2f (target: at most x%.2f)  %s\n", heapGrowth, kMaxGrowth,
               heapMet ? "met" : "MISSED");
-  std::printf("time per cycle:   x%.2f (target: at most x%.2f)  %s  (processor; wall clock x%.2f)\n",
-              timeGrowth, kMaxGrowth, timeMet ? "met" : "MISSED",
-              to.wallMsPerCycle / from.wallMsPerCycle);
+  std::printf(
+      "time per cycle:   x%.2f (target: at most x%.2f)  %s  (processor; wall clock x%.2f)\n",
+      timeGrowth, kMaxGrowth, timeMet ? "met" : "MISSED", to.wallMsPerCycle / from.wallMsPerCycle);
   std::printf("devserver RSS:    %.1f MB at most (target: under %.0f MB)  %s\n",
               static_cast<double>(serverPeak) / kMegabyte, kServerRssLimit / kMegabyte,
               serverMet ? "met" : "MISSED");

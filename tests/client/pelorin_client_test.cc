@@ -387,7 +387,8 @@ TEST_F(PelorinClientTest, AnswersThatChangeNothingLeaveTheCacheUnchanged) {
     engine().waitForOperations();
   };
   constexpr std::string_view kProfile = R"({"profileId":"p1","result":{"domainGroupId":"g1"}})";
-  constexpr std::string_view kWhole = R"({"result":{"properties":{"city":["Utrecht"],"tags":["a","b"]}}})";
+  constexpr std::string_view kWhole =
+      R"({"result":{"properties":{"city":["Utrecht"],"tags":["a","b"]}}})";
   process(kProfile, kWhole, false);
   writeFiles();
   const std::string written = storedFile("cache5.2.data");
@@ -405,7 +406,8 @@ TEST_F(PelorinClientTest, AnswersThatChangeNothingLeaveTheCacheUnchanged) {
            {R"({"result":{"domainGroupId":"g2"}})", kWhole, false},
            {kProfile, R"({"result":{"properties":{"city":["Utrecht"],"tags":["b","a"]}}})", false},
            {kProfile, R"({"result":{"properties":{"city":["Utrecht"]}}})", false},
-           {kProfile, R"({"result":{"properties":{"city":["Utrecht"],"tags":["a","b"],"x":[]}}})", false},
+           {kProfile, R"({"result":{"properties":{"city":["Utrecht"],"tags":["a","b"],"x":[]}}})",
+            false},
            {kProfile, R"({"result":{"properties":{"new":[]}}})", true}}) {
     process(kProfile, kWhole, false);
     writeFiles();
@@ -413,7 +415,9 @@ TEST_F(PelorinClientTest, AnswersThatChangeNothingLeaveTheCacheUnchanged) {
     EXPECT_TRUE(PelorinClient::synchronized([&] { return engine().cache().modified; }))
         << profile << " " << properties;
   }
-  EXPECT_EQ(written, R"({"properties":{"city":["Utrecht"],"tags":["a","b"]},"domainGroup":"g1","modified":false})");
+  EXPECT_EQ(
+      written,
+      R"({"properties":{"city":["Utrecht"],"tags":["a","b"]},"domainGroup":"g1","modified":false})");
 }
 
 TEST_F(PelorinClientTest, MalformedPropertiesAnswerIsSkipped) {

@@ -88,8 +88,8 @@ JourneySoak::JourneySoak(const std::string& serverUrl, const std::filesystem::pa
   auto ui = std::make_unique<platform::HeadlessUi>();
   _screens->ui = ui.get();
   installed->setUi(std::move(ui));
-  installed->setHttpClient(std::make_unique<platform::CurlHttpClient>(
-      storage / "pelorin" / "plcookies.data"));
+  installed->setHttpClient(
+      std::make_unique<platform::CurlHttpClient>(storage / "pelorin" / "plcookies.data"));
   Platform::install(std::move(installed));
 }
 
@@ -114,10 +114,18 @@ bool JourneySoak::waitFor(const std::shared_ptr<bool>& done) {
 bool JourneySoak::open(int screen) {
   std::shared_ptr<demo::ShopScreen> next;
   switch (screen) {
-    case 0: next = _screens->home; break;
-    case 1: next = _screens->product; break;
-    case 2: next = _screens->signUp; break;
-    default: next = _screens->checkout; break;
+    case 0:
+      next = _screens->home;
+      break;
+    case 1:
+      next = _screens->product;
+      break;
+    case 2:
+      next = _screens->signUp;
+      break;
+    default:
+      next = _screens->checkout;
+      break;
   }
   pageViewTime();
   _screens->current = next;
@@ -161,8 +169,8 @@ bool JourneySoak::runCycle() {
   auto done = std::make_shared<bool>(false);
   PelorinClient::getInstance().createEvent(
       "wishlist",
-      JsonValue(boost::json::object{
-          {"context", boost::json::array{"trail-running-shoes", "running"}}}),
+      JsonValue(
+          boost::json::object{{"context", boost::json::array{"trail-running-shoes", "running"}}}),
       [done] { *done = true; });
   answered = waitFor(done) && send() && answered;
   answered = open(2) && answered;

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
-#include <boost/json.hpp>
 #include <fmt/format.h>
+#include <boost/json.hpp>
 
 #include "base/day_number.h"
 #include "base/decimal_integer.h"
