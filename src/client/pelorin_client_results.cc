@@ -37,9 +37,7 @@ bool PelorinClientImpl::processProfileResult(JsonRef result) {
   if (!result.isObject()) return false;
   auto profileId = result["profileId"].asString();
   auto zoneId = result["zoneId"].asString();
-  // The same domain group again leaves the cache unchanged, so the tick does not write it.
-  if (auto domainGroup = result["result"]["domainGroupId"].asString();
-      domainGroup && domainGroup != _cache->domainGroup) {
+  if (auto domainGroup = result["result"]["domainGroupId"].asString()) {
     _cache->domainGroup = std::move(domainGroup);
     _cache->modified = true;
   }
@@ -71,13 +69,19 @@ bool PelorinClientImpl::_updateProfileId(const std::optional<std::string>& profi
 void PelorinClientImpl::processPropertiesResult(JsonRef result, bool isUpdate) {
   auto properties = propertiesOf(result);
   if (!properties) return;
-  // An answer that changes nothing leaves the cache as it is, so the tick does not encode
-  // and write it again: with a large profile that is most of a page view's work.
+  // An answer that the cache holds already is not copied into it again; the cache is
+  // marked changed all the same, as after any answer.
   if (isUpdate) {
     PelorinConfiguration::log([&] { return "Updated properties: " + describe(*properties); },
                               LOG_TAG, LogFlag::INFO);
-    if (!_cache->holds(*properties)) _cache->setProperties(*properties);
-  } else if (!_cache->holdsExactly(*properties)) {
+    if (_cache->holds(*properties)) {
+      _cache->modified = true;
+    } else {
+      _cache->setProperties(*properties);
+    }
+  } else if (_cache->holdsExactly(*properties)) {
+    _cache->modified = true;
+  } else {
     // The server's answer replaces the whole profile.
     _cache->properties.clear();
     _cache->modified = true;
