@@ -15,7 +15,6 @@
 //
 // Exits with 1 when a target is missed or the server stopped answering.
 #include <poll.h>
-#include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
