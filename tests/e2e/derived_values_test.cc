@@ -279,6 +279,19 @@ TEST_P(FoldPropertyTest, FoldedValuesDeriveWhatAllValuesDerive) {
 
 INSTANTIATE_TEST_SUITE_P(RandomPointData, FoldPropertyTest, ::testing::Range(1, 41));
 
+TEST(DerivedValuesTest, ModeDependsOnlyOnThePointsThatCount) {
+  // A half-time value without entries, or half-time points too old to count, leave a score.
+  EXPECT_EQ(derive(options(30),
+                   {R"({"TIME":"1","k":{"p4504":4}})", R"({"TIME":"2","days":2434,"data":[]})"}),
+            Strings{"4"});
+  EXPECT_EQ(derive(options(1), {R"({"TIME":"1","k":{"p4504":4}})",
+                                R"({"TIME":"2","days":2400,"data":[{"n":"k","p":1}]})"}),
+            Strings{"4"});
+  EXPECT_EQ(derive(options(1), {R"({"TIME":"1","k":{"p4504":4}})",
+                                R"({"TIME":"2","days":2434,"data":[{"n":"k","p":1}]})"}),
+            Strings{"k"});
+}
+
 // --- Property commands
 
 // One command of `method` with the parameters {"properties": properties}.
