@@ -1,7 +1,8 @@
 // pelorin_journey_soak: the demo's journey for 20,000 page views against a devserver with
 // the demo's configuration, run in a child process of its own so that its memory is
 // measured apart from the client's (the child drops the devserver's record of the requests
-// it answered every second, a record kept for tests that nobody reads here). Every 1,000 page views
+// it answered every second, a record kept for tests and the inspector that nobody reads
+// here). Every 1,000 page views
 // it prints the client's resident set and heap, the time per four-view cycle (averaged over those
 // 1,000 page views), the size of the cache file and the devserver's resident set; at the end the
 // growth from 2,000 to 20,000 page views against its targets, each "met" or "MISSED".
@@ -75,8 +76,8 @@ bool startServer(Server& server) {
     const std::string url = devServer.start() ? devServer.baseUrl() : "";
     [[maybe_unused]] const auto written = ::write(urlPipe[1], url.data(), url.size());
     ::close(urlPipe[1]);
-    // The devserver records every request it answers, for tests to inspect; this run
-    // inspects none, so it drops the record every second, as the client soak test does.
+    // The devserver records the requests it answers, for tests and its inspector; this
+    // run inspects none, so it drops the record every second, as the client soak test does.
     pollfd stop{stopPipe[0], POLLIN, 0};
     while (::poll(&stop, 1, 1000) == 0) devServer.clearRequests();
     devServer.stop();
