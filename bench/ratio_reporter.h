@@ -78,8 +78,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
     }
   }
 
- private:
-  // Time per operation of a benchmark; 0 when it did not run.
+  // Time per operation of a benchmark, in its unit; 0 when it did not run.
   double timeOf(const std::string& name) const {
     if (auto it = _repetitions.find(name); it != _repetitions.end()) {
       std::vector<double> times = it->second;
@@ -92,6 +91,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
     return 0;
   }
 
+ private:
   std::vector<Ratio> _ratios;
   std::map<std::string, std::vector<double>> _repetitions;  // time of each repetition
   std::map<std::string, std::int64_t> _threads;

@@ -6,17 +6,18 @@
 #define PELORIN_SRC_PROTOCOL_PROFILE_HASH_H_
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/chunked_map.h"
+
 namespace pelorin {
 
 class ProfileHash {
  public:
-  using Properties = std::map<std::string, std::vector<std::string>>;
+  using Properties = ChunkedMap<std::vector<std::string>>;
 
   // The sum of the Unicode scalar values of the text's characters; 0 for none or "".
   // The text is read as UTF-8; each ill-formed part (a maximal subpart, as a UTF-8 decoder
