@@ -56,7 +56,11 @@ class ChunkedMap : public chunks::SharedChunks<std::pair<std::string, V>> {
 
   // The key's value, inserted empty when missing. Valid until the next change.
   V& operator[](std::string_view key) {
-    if (this->_chunks.empty()) this->insertChunk(0);
+    if (this->_chunks.empty()) {
+      auto& first = this->insertChunk(0);
+      ++this->_size;
+      return first.items.emplace_back(std::string(key), V()).second;
+    }
     std::size_t index = std::min(chunkFor(key), this->_chunks.size() - 1);
     auto& chunk = this->own(index);
     auto it = lowerBound(chunk.items, key);

@@ -188,6 +188,9 @@ class ChunkedVector : public chunks::SharedChunks<T> {
   const_iterator end() const {
     return const_iterator(&this->_chunks, this->_chunks.size(), 0);
   }
+  // A plain copy of the elements, for code that takes a std::vector.
+  // NOLINTNEXTLINE(google-explicit-constructor): reads as the vector it stands for
+  operator std::vector<T>() const { return std::vector<T>(begin(), end()); }
 
   friend bool operator==(const ChunkedVector& a, const ChunkedVector& b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());

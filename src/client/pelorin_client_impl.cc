@@ -221,8 +221,7 @@ PelorinClientImpl::UpdateEntries PelorinClientImpl::takeUpdateEntries() {
   return UpdateEntries{
       RequestParameters::fromEntries(_requestCommitLog->getProperties(OperationType::ADD)),
       RequestParameters::fromEntries(_requestCommitLog->getProperties(OperationType::SET)),
-      std::vector<PelorinEventCommitEntry>(_requestCommitLog->events().begin(),
-                                           _requestCommitLog->events().end())};
+      _requestCommitLog->events()};
 }
 
 PelorinClientImpl::Exchange PelorinClientImpl::makeExchange(

@@ -6,6 +6,7 @@
 #define PELORIN_SRC_PROTOCOL_PROFILE_HASH_H_
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,7 @@ class ProfileHash {
   //   {"a": ["b", "c"]} -> "294;"
   // A property whose sum passes the 64-bit range is logged and contributes no piece.
   static std::string getHash(const Properties& properties);
+  static std::string getHash(const std::map<std::string, std::vector<std::string>>& properties);
   static std::string getHash(const std::optional<Properties>& properties);
 
   // `sum` plus the text's sum; nothing when the result would pass the 64-bit range.
