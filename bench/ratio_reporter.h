@@ -51,8 +51,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
     for (const auto& run : runs) {
       const bool wallClock =
           run.run_name.time_type == "real_time" || run.run_name.time_type == "manual_time";
-      const double time = wallClock ? run.GetAdjustedRealTime()
-                                                                : run.GetAdjustedCPUTime();
+      const double time = wallClock ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
       if (run.run_type == Run::RT_Iteration) {
         _repetitions[run.benchmark_name()].push_back(time);
         _threads[run.benchmark_name()] = run.threads;

@@ -121,7 +121,8 @@ void BM_CallerStallDuringTicks(benchmark::State& state) {
     engine->sync();
     waitForFiles(*engine);
     for (int tick = 0; tick < 3; ++tick) {
-      PelorinClient::synchronized([&] { engine->setProfileValue("one_more", std::to_string(tick)); });
+      PelorinClient::synchronized(
+          [&] { engine->setProfileValue("one_more", std::to_string(tick)); });
       engine->sync();
       waitForFiles(*engine);
     }
@@ -145,7 +146,10 @@ void BM_CallerStallWithoutTicks(benchmark::State& state) {
     state.SetIterationTime(caller.stop());
   }
 }
-BENCHMARK(BM_CallerStallWithoutTicks)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CallerStallWithoutTicks)
+    ->Iterations(3)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 double processCpuSeconds() {
   timespec now{};
@@ -215,9 +219,10 @@ int main(int argc, char** argv) {
   const double noTicks = reporter.timeOf(baseline);
   if (stallAt100k > 0 && noTicks > 0) {
     const double limit = 2 * noTicks + 1.0;  // milliseconds
-    std::printf("caller stall at 100,000 pending: %.3f ms, no-tick baseline %.3f ms  "
-                "(target <= 2 x baseline + 1 ms = %.3f ms: %s)\n",
-                stallAt100k, noTicks, limit, stallAt100k <= limit ? "met" : "MISSED");
+    std::printf(
+        "caller stall at 100,000 pending: %.3f ms, no-tick baseline %.3f ms  "
+        "(target <= 2 x baseline + 1 ms = %.3f ms: %s)\n",
+        stallAt100k, noTicks, limit, stallAt100k <= limit ? "met" : "MISSED");
   }
   const double mainThread = reporter.timeOf("BM_TickMainThreadTime/100000/manual_time");
   if (mainThread > 0) {

@@ -40,9 +40,7 @@ class ChunkedMap : public chunks::SharedChunks<std::pair<std::string, V>> {
   std::size_t size() const { return this->_size; }
   bool empty() const { return this->_size == 0; }
   const_iterator begin() const { return const_iterator(&this->_chunks, 0, 0); }
-  const_iterator end() const {
-    return const_iterator(&this->_chunks, this->_chunks.size(), 0);
-  }
+  const_iterator end() const { return const_iterator(&this->_chunks, this->_chunks.size(), 0); }
 
   const_iterator find(std::string_view key) const {
     const std::size_t chunk = chunkFor(key);
@@ -92,8 +90,9 @@ class ChunkedMap : public chunks::SharedChunks<std::pair<std::string, V>> {
   }
   // The first chunk whose last key is not below `key`; the chunk count for none.
   std::size_t chunkFor(std::string_view key) const {
-    auto it = std::partition_point(this->_chunks.begin(), this->_chunks.end(),
-                                   [&](const auto& chunk) { return chunk->items.back().first < key; });
+    auto it =
+        std::partition_point(this->_chunks.begin(), this->_chunks.end(),
+                             [&](const auto& chunk) { return chunk->items.back().first < key; });
     return static_cast<std::size_t>(it - this->_chunks.begin());
   }
 };

@@ -185,9 +185,7 @@ class ChunkedVector : public chunks::SharedChunks<T> {
   void reserve(std::size_t /*count*/) {}
 
   const_iterator begin() const { return const_iterator(&this->_chunks, 0, 0); }
-  const_iterator end() const {
-    return const_iterator(&this->_chunks, this->_chunks.size(), 0);
-  }
+  const_iterator end() const { return const_iterator(&this->_chunks, this->_chunks.size(), 0); }
   // A plain copy of the elements, for code that takes a std::vector.
   // NOLINTNEXTLINE(google-explicit-constructor): reads as the vector it stands for
   operator std::vector<T>() const { return std::vector<T>(begin(), end()); }

@@ -118,7 +118,8 @@ std::string hashOf(const Map& properties) {
 
 std::string ProfileHash::getHash(const Properties& properties) { return hashOf(properties); }
 
-std::string ProfileHash::getHash(const std::map<std::string, std::vector<std::string>>& properties) {
+std::string ProfileHash::getHash(
+    const std::map<std::string, std::vector<std::string>>& properties) {
   return hashOf(properties);
 }
 

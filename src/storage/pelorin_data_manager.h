@@ -45,8 +45,8 @@ class PelorinDataManager {
   // to its name + CORRUPT_SUFFIX and yields nothing.
   template <typename T>
   static std::optional<T> loadFromFile(std::string_view fileName);
-  // Encodes `object` (PelorinCommitLog, its snapshot, or PelorinCache) and replaces the file, atomically.
-  // An object holding texts that are not UTF-8 cannot be encoded and is not written.
+  // Encodes `object` (PelorinCommitLog, its snapshot, or PelorinCache) and replaces the file,
+  // atomically. An object holding texts that are not UTF-8 cannot be encoded and is not written.
   template <typename T>
   static void writeToFile(const T& object, std::string_view fileName);
   // The stored text of `object`, as `writeToFile` would write it; nothing (logged as there)

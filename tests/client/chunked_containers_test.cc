@@ -55,16 +55,14 @@ TEST(ChunkedMapTest, BehavesAsAStdMapThroughInsertsSplitsAndCopies) {
     if (step % 1000 == 0) copies.emplace_back(map, expected);
   }
   ASSERT_EQ(map.size(), expected.size());
-  EXPECT_TRUE(std::equal(map.begin(), map.end(), expected.begin(), expected.end(),
-                         [](const auto& a, const auto& b) {
-                           return a.first == b.first && a.second == b.second;
-                         }));
+  EXPECT_TRUE(std::equal(
+      map.begin(), map.end(), expected.begin(), expected.end(),
+      [](const auto& a, const auto& b) { return a.first == b.first && a.second == b.second; }));
   for (const auto& [copy, then] : copies) {
     ASSERT_EQ(copy.size(), then.size());
-    EXPECT_TRUE(std::equal(copy.begin(), copy.end(), then.begin(), then.end(),
-                           [](const auto& a, const auto& b) {
-                             return a.first == b.first && a.second == b.second;
-                           }));
+    EXPECT_TRUE(std::equal(
+        copy.begin(), copy.end(), then.begin(), then.end(),
+        [](const auto& a, const auto& b) { return a.first == b.first && a.second == b.second; }));
   }
   EXPECT_NE(map.find("k7"), map.end());
   EXPECT_EQ(map.find("k7")->second, expected["k7"]);

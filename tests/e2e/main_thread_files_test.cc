@@ -69,7 +69,7 @@ class ThreadCountingFiles : public platform::FileSystemWrapper {
 
   const std::thread::id _watched;
   mutable std::mutex _mutex;
-  std::vector<std::string> _onWatched;       // guarded by _mutex
+  std::vector<std::string> _onWatched;        // guarded by _mutex
   std::vector<std::string> _writesElsewhere;  // guarded by _mutex
 };
 

@@ -66,8 +66,8 @@ class DiskFullTest : public testing::ClientFaultsTest {
       client().setProfileValue("property_" + std::to_string(i), "value " + std::to_string(i));
     }
     for (int i = 0; i < kClicks; ++i) {
-      client().createEvent("CLICK",
-                           JsonValue::parse(R"({"interactionId":"i)" + std::to_string(i) + R"("})"));
+      client().createEvent(
+          "CLICK", JsonValue::parse(R"({"interactionId":"i)" + std::to_string(i) + R"("})"));
     }
     drain();
   }
@@ -110,10 +110,9 @@ TEST_F(DiskFullTest, FillRecordRecoverKillRestartLosesNothing) {
   tick();
   EXPECT_GT(_files->failed(), 0);
   // The first failure is logged; the ticks that find the disk still full log nothing more.
-  EXPECT_EQ(writeErrors(),
-            Lines{"ERROR [PL_DATA_MANAGER]: Unable to write to file! write " +
-                  _test.documentsFolder() +
-                  "/pelorin/plrequestcommitlog5.2.data: No space left on device"});
+  EXPECT_EQ(writeErrors(), Lines{"ERROR [PL_DATA_MANAGER]: Unable to write to file! write " +
+                                 _test.documentsFolder() +
+                                 "/pelorin/plrequestcommitlog5.2.data: No space left on device"});
 
   // Recover: space comes back and the next tick writes what waited, without a new change.
   _files->setFull(false);

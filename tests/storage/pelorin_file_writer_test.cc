@@ -67,10 +67,10 @@ class RecordingFiles : public platform::FileSystemWrapper {
  private:
   mutable std::mutex _mutex;
   std::condition_variable _released;
-  bool _full = false;     // guarded by _mutex
-  bool _holding = false;  // guarded by _mutex
-  Names _written;         // guarded by _mutex
-  Names _failed;          // guarded by _mutex
+  bool _full = false;                     // guarded by _mutex
+  bool _holding = false;                  // guarded by _mutex
+  Names _written;                         // guarded by _mutex
+  Names _failed;                          // guarded by _mutex
   std::vector<std::thread::id> _threads;  // guarded by _mutex
 };
 
@@ -164,10 +164,10 @@ TEST_F(PelorinFileWriterTest, AFailedWriteWaitsWithTheWritesBehindItUntilARetryS
   writer.waitUntilIdle();
   EXPECT_TRUE(onlyRequestLogFailed());
   EXPECT_EQ(_files->failed().size(), failures + 2);
-  EXPECT_EQ(errorLines(), std::vector<std::string>{
-                              "ERROR [PL_DATA_MANAGER]: Unable to write to file! write " +
-                              _platform.documentsFolder() +
-                              "/pelorin/request.data: No space left on device"});
+  EXPECT_EQ(errorLines(),
+            std::vector<std::string>{"ERROR [PL_DATA_MANAGER]: Unable to write to file! write " +
+                                     _platform.documentsFolder() +
+                                     "/pelorin/request.data: No space left on device"});
 
   // A newer commit log replaces the waiting one; space comes back and a retry writes all.
   writer.write("commit.data", Order::kCommitLog, text("c2"));
