@@ -2,15 +2,18 @@
 // hands it and replaces the files with the data manager's atomic write, so no application
 // thread waits for the disk, and the global lock is held only to take the snapshots.
 //
-// Order: within one round the files are written request log first, then the commit log,
-// then the cache, then the small texts (identifier, enabled flag, simulator session) in the
-// order they came. A process killed between two writes thus always keeps every change in
-// one of the logs (see the tick). A file asked for again while its earlier content still
+// Order: within one round the small texts (profile identifier, enabled flag, simulator
+// session) come first, in the order they came, since each stands for a change already made
+// that later state builds on (a cache of a new visitor must not be stored before the
+// visitor's identifier); then the request log, the commit log and the cache. A process
+// killed between two writes thus always keeps every change in one of the logs (see the
+// tick). A file asked for again while its earlier content still
 // waits gets the newer content only: the writer never falls behind by more than one round.
 //
 // Failures: a write that fails keeps its content waiting (with every later log or cache
 // write of its round, which must not overtake it) until a later round writes it or newer
-// content replaces it; `retry` starts such a round (the tick calls it). A file's failure is
+// content replaces it; `retry` starts such a round (the tick calls it). A failed small text
+// holds nothing else up. A file's failure is
 // logged once, then not again until a write of that file succeeds.
 //
 // Exit: a process that calls `exit` or returns from `main` first gives the writers up to
@@ -37,7 +40,7 @@ class PelorinFileWriter {
   // encoder logs why), which drops the write.
   using Encoder = std::function<std::optional<std::string>()>;
   // The place of a file in a round.
-  enum class Order { kRequestLog, kCommitLog, kCache, kText };
+  enum class Order { kText, kRequestLog, kCommitLog, kCache };
   static constexpr std::chrono::milliseconds kExitWait{2000};
 
   // Starts the thread.
@@ -49,7 +52,7 @@ class PelorinFileWriter {
 
   // Queues the file's new content, replacing content of that file still waiting.
   void write(std::string fileName, Order order, Encoder encode);
-  // A small text, written after the logs and the cache of its round.
+  // A small text, written before the logs and the cache of its round.
   void writeText(std::string fileName, std::string text);
   // Writes again the files whose last write failed; nothing when there are none.
   void retry();

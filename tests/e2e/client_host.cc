@@ -105,6 +105,8 @@ int restart(pelorin::platform::MainLoop& loop) {
   std::fflush(stdout);
   pelorin::PelorinClientImpl& engine =
       pelorin::PelorinClient::synchronized([&]() -> auto& { return client.engine(); });
+  // The files of the ticks so far are stored before the first write.
+  engine.waitForWrites();
   const std::string pid = std::to_string(::getpid());
   const std::string property = "k" + pid + "_";
   const std::string tag = "t" + pid + "_";
