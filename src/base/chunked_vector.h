@@ -168,7 +168,7 @@ class ChunkedVector : public chunks::SharedChunks<T> {
   T& mutableAt(std::size_t i) { return this->own(i / kChunkSize).items[i % kChunkSize]; }
 
   template <typename... Args>
-  T& emplace_back(Args&&... args) {
+  T& emplace_back(Args&&... args) {  // NOLINT(readability-identifier-naming): std::vector's name
     chunks::Chunk<T>* last = nullptr;
     if (this->_size % kChunkSize == 0) {
       last = &this->insertChunk(this->_chunks.size());
@@ -179,6 +179,7 @@ class ChunkedVector : public chunks::SharedChunks<T> {
     ++this->_size;
     return last->items.emplace_back(std::forward<Args>(args)...);
   }
+  // NOLINTNEXTLINE(readability-identifier-naming): std::vector's name
   void push_back(T value) { emplace_back(std::move(value)); }
   void clear() { this->clearChunks(); }
   // Chunks have a fixed capacity: there is nothing to reserve.

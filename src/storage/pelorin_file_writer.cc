@@ -142,14 +142,17 @@ void PelorinFileWriter::run() {
 
     lock.lock();
     // What failed waits again, unless newer content of its file came meanwhile.
-    for (auto it = kept.rbegin(); it != kept.rend(); ++it) {
+    // Each goes before the newer items of its order: the last kept first.
+    std::reverse(kept.begin(), kept.end());
+    for (auto& item : kept) {
       const bool replaced =
           std::any_of(_pending.begin(), _pending.end(),
-                      [&](const Pending& waiting) { return waiting.fileName == it->fileName; });
+                      [&](const Pending& waiting) { return waiting.fileName == item.fileName; });
       if (replaced) continue;
-      auto first = std::find_if(_pending.begin(), _pending.end(),
-                                [&](const Pending& waiting) { return waiting.order >= it->order; });
-      _pending.insert(first, std::move(*it));
+      auto first = std::find_if(_pending.begin(), _pending.end(), [&](const Pending& waiting) {
+        return waiting.order >= item.order;
+      });
+      _pending.insert(first, std::move(item));
     }
     _busy = false;
     if (idle()) _idle.notify_all();
