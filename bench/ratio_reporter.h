@@ -42,14 +42,16 @@ class RatioReporter : public benchmark::ConsoleReporter {
 
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
-    // Benchmarks that wait for the disk or contend use real time, the others CPU time.
+    // Benchmarks that wait for the disk or contend use real time (or a time they measure
+    // themselves), the others CPU time.
     // With --benchmark_repetitions the fastest repetition of a one-thread benchmark counts:
     // other load on the machine only ever slows it down. A benchmark of several threads
     // takes the median instead: on a shared machine a repetition in which the other load
     // kept one thread off the CPU met no contention and is fast for the wrong reason.
     for (const auto& run : runs) {
-      const double time = run.run_name.time_type == "real_time" ? run.GetAdjustedRealTime()
-                                                                : run.GetAdjustedCPUTime();
+      const bool wallClock =
+          run.run_name.time_type == "real_time" || run.run_name.time_type == "manual_time";
+      const double time = wallClock ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
       if (run.run_type == Run::RT_Iteration) {
         _repetitions[run.benchmark_name()].push_back(time);
         _threads[run.benchmark_name()] = run.threads;
@@ -78,8 +80,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
     }
   }
 
- private:
-  // Time per operation of a benchmark; 0 when it did not run.
+  // Time per operation of a benchmark, in its unit; 0 when it did not run.
   double timeOf(const std::string& name) const {
     if (auto it = _repetitions.find(name); it != _repetitions.end()) {
       std::vector<double> times = it->second;
@@ -92,6 +93,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
     return 0;
   }
 
+ private:
   std::vector<Ratio> _ratios;
   std::map<std::string, std::vector<double>> _repetitions;  // time of each repetition
   std::map<std::string, std::int64_t> _threads;

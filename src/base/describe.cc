@@ -21,7 +21,10 @@ std::string describe(const std::vector<std::string>& values) {
   return out;
 }
 
-std::string describe(const std::map<std::string, std::vector<std::string>>& map) {
+namespace {
+
+template <typename Map>
+std::string describeMap(const Map& map) {
   if (map.empty()) return "[:]";
   std::string out = "[";
   bool first = true;
@@ -35,5 +38,13 @@ std::string describe(const std::map<std::string, std::vector<std::string>>& map)
   out += "]";
   return out;
 }
+
+}  // namespace
+
+std::string describe(const std::map<std::string, std::vector<std::string>>& map) {
+  return describeMap(map);
+}
+
+std::string describe(const ChunkedMap<std::vector<std::string>>& map) { return describeMap(map); }
 
 }  // namespace pelorin

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/chunked_map.h"
+
 namespace pelorin {
 
 // "text" with quotes and back-slashes escaped.
@@ -16,6 +18,7 @@ std::string describe(std::string_view text);
 std::string describe(const std::vector<std::string>& values);
 // ["key": ["a"], "other": []]; [:] when empty.
 std::string describe(const std::map<std::string, std::vector<std::string>>& map);
+std::string describe(const ChunkedMap<std::vector<std::string>>& map);
 
 }  // namespace pelorin
 

@@ -62,6 +62,7 @@ class EngineEventBusLink : public EventBusClientLink {
 
 PelorinClientImpl::PelorinClientImpl(PelorinClient& facade)
     : _facade(facade),
+      _writer(std::make_unique<PelorinFileWriter>()),
       _operationQueue(std::make_unique<OperationQueue>()),
       _configuration(std::make_unique<PelorinConfiguration>()) {
   const auto start = std::chrono::steady_clock::now();
@@ -167,48 +168,51 @@ void PelorinClientImpl::addProfileValue(const std::string& name, const std::stri
 void PelorinClientImpl::setEnabled(bool enabled) {
   _isEnabled = enabled;
   log(std::string("Pelorin client is ") + (enabled ? "enabled" : "disabled"));
-  PelorinDataManager::writeStringToFile(enabled ? "true" : "false", Constants::Files::ENABLED);
+  _writer->writeText(Constants::Files::ENABLED, enabled ? "true" : "false");
 }
 
 // ---- The tick and the update cycle ------------------------------------------------------
 
 void PelorinClientImpl::sync() {
-  // The state is encoded under the global lock and written after it: an atomic write syncs
-  // the disk, and app threads must not wait for that. Writes of successive ticks keep their
-  // order through `_fileWriteMutex`, taken before the global lock is let go.
-  std::vector<std::pair<std::string_view, std::string>> files;
-  std::unique_lock<std::mutex> writing;
   PelorinClient::synchronized([&] {
     if (!_isEnabled) return;
-    auto encode = [&](const auto& object, std::string_view fileName) {
-      if (auto text = PelorinDataManager::encodeForFile(object, fileName)) {
-        files.emplace_back(fileName, std::move(*text));
-      }
-    };
-    // The files are replaced one after the other, so a process killed between two of them
-    // leaves some old and some new. The order keeps every change on disk through such a
-    // kill: the request log first, since a change moved into it since the last tick is no
-    // longer in the new commit log; the cache last, so the device never holds a change
-    // that neither log will send (the server's answer brings such a change back instead).
-    if (_commitLog->isModified()) {
-      _commitLog->setModified(false);
-      encode(*_requestCommitLog, Constants::Files::REQUEST_COMMITLOG);
-      encode(*_commitLog, Constants::Files::COMMITLOG);
-    }
-    if (_cache->modified) {
-      _cache->modified = false;
-      encode(*_cache, Constants::Files::CACHE);
-    }
-    if (!files.empty()) writing = std::unique_lock<std::mutex>(_fileWriteMutex);
+    storeChangedFiles();
     // A request in flight: the next tick sends, so requests never overlap or queue up.
     if (_operationQueue->operationCount() > 0) return;
     if (!_updateRequired) return;
     log("Sync started.");
     sendUpdates(false, nullptr);
   });
-  for (const auto& [fileName, text] : files) {
-    PelorinDataManager::writeStringToFile(text, fileName);
+}
+
+void PelorinClientImpl::storeChangedFiles() {
+  // Only snapshots are taken here, under the global lock: they copy a handle per few
+  // hundred entries. The writer thread encodes and writes them.
+  auto encoder = [](auto snapshot, std::string_view fileName) {
+    return [snapshot = std::move(snapshot), fileName = std::string(fileName)] {
+      return PelorinDataManager::encodeForFile(snapshot, fileName);
+    };
+  };
+  // The files are replaced one after the other, so a process killed between two of them
+  // leaves some old and some new. The writer's order keeps every change on disk through
+  // such a kill: the request log first, since a change moved into it since the last tick is
+  // no longer in the new commit log; the cache last, so the device never holds a change
+  // that neither log will send (the server's answer brings such a change back instead).
+  using Order = PelorinFileWriter::Order;
+  if (_commitLog->isModified()) {
+    _commitLog->setModified(false);
+    _writer->write(std::string(Constants::Files::REQUEST_COMMITLOG), Order::kRequestLog,
+                   encoder(_requestCommitLog->snapshot(), Constants::Files::REQUEST_COMMITLOG));
+    _writer->write(std::string(Constants::Files::COMMITLOG), Order::kCommitLog,
+                   encoder(_commitLog->snapshot(), Constants::Files::COMMITLOG));
   }
+  if (_cache->modified) {
+    _cache->modified = false;
+    _writer->write(std::string(Constants::Files::CACHE), Order::kCache,
+                   encoder(PelorinCache(*_cache), Constants::Files::CACHE));
+  }
+  // A file whose write failed is written again at each tick until it succeeds.
+  _writer->retry();
 }
 
 PelorinClientImpl::UpdateEntries PelorinClientImpl::takeUpdateEntries() {

@@ -2,7 +2,8 @@
 // cycle with the server, and the plug-ins of the current screen.
 //
 // Thread safety: every member is guarded by the global lock (`PelorinClient::synchronized`);
-// callers hold it. Network exchanges run on the engine's operation queue, outside the lock.
+// callers hold it. Network exchanges run on the engine's operation queue, outside the lock;
+// files are written by the engine's writer thread from snapshots.
 #ifndef PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_
 #define PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_
 
@@ -25,6 +26,7 @@
 #include "protocol/pelorin_request_command.h"
 #include "storage/pelorin_cache.h"
 #include "storage/pelorin_commit_log.h"
+#include "storage/pelorin_file_writer.h"
 
 namespace pelorin {
 
@@ -58,7 +60,8 @@ class PelorinClientImpl {
   void addProfileValue(const std::string& name, const std::string& value);
 
   void setEnabled(bool enabled);
-  // The periodic tick: writes changed state and sends pending updates.
+  // The periodic tick: hands snapshots of the changed state to the writer thread and sends
+  // pending updates.
   void sync();
   // Connects to the simulator named by a deep link; true when connected.
   bool setURL(std::string_view url);
@@ -122,6 +125,9 @@ class PelorinClientImpl {
   std::size_t pendingOperations() const { return _operationQueue->operationCount(); }
   // Blocks until the engine's queue is idle. For tests and hosts that shut down in order.
   void waitForOperations() const { _operationQueue->waitUntilAllOperationsAreFinished(); }
+  // Blocks until the files asked for so far have been written (or failed). For tests,
+  // benchmarks and hosts that shut down in order.
+  void waitForWrites() const { _writer->waitUntilIdle(); }
 
  private:
   // A batch ready to send, made under the lock and sent outside it.
@@ -139,6 +145,9 @@ class PelorinClientImpl {
   };
 
   void log(const std::string& message, std::string_view flag = LogFlag::INFO) const;
+  // Hands snapshots of the changed logs and cache to the writer, and has it retry files
+  // whose last write failed.
+  void storeChangedFiles();
   static void callCompletion(const Completion& completion);
   bool canReachServer() const;
   // Moves the pending changes into the request log and takes its entries.
@@ -153,6 +162,8 @@ class PelorinClientImpl {
   void runReloadProfile();
 
   PelorinClient& _facade;
+  // Writes every file after start-up, off the caller's thread.
+  std::unique_ptr<PelorinFileWriter> _writer;
   std::unique_ptr<PelorinCommitLog> _commitLog;
   std::unique_ptr<PelorinCommitLog> _requestCommitLog;
   std::unique_ptr<PelorinCache> _cache;
@@ -174,8 +185,6 @@ class PelorinClientImpl {
   // (beyond MAX_EVENT_COMMANDS_PER_BATCH). Set when a batch is prepared, used when its
   // answer empties the request log; batches run one at a time on the operation queue.
   std::vector<PelorinEventCommitEntry> _heldBackEvents;
-  // Held while the tick writes its files, outside the global lock.
-  std::mutex _fileWriteMutex;
 };
 
 }  // namespace pelorin

@@ -26,7 +26,8 @@ std::optional<ProfileProperties> propertiesOf(JsonRef result) {
   for (auto [name, values] : properties.members()) {
     auto list = values.asStringList();
     if (!list) return std::nullopt;
-    map.emplace(std::string(name), std::move(*list));
+    // Of a name given twice, the first counts.
+    if (!map.contains(name)) map[name] = std::move(*list);
   }
   return map;
 }
@@ -62,7 +63,7 @@ bool PelorinClientImpl::_updateProfileId(const std::optional<std::string>& profi
     changed = true;
   }
   _profileId = profileId;
-  PelorinDataManager::writeStringToFile(*profileId, Constants::Files::ID);
+  _writer->writeText(Constants::Files::ID, *profileId);
   return changed;
 }
 

@@ -109,8 +109,8 @@ bool PelorinClientImpl::setURL(std::string_view url) {
 
   _configuration->setHostName(hostAddress);
   _configuration->setSimulatorData(userName, session);
-  PelorinDataManager::writeStringToFile(userName, Constants::Files::SIMULATOR_USERNAME);
-  PelorinDataManager::writeStringToFile(session, Constants::Files::SIMULATOR_MOBILESESSION);
+  _writer->writeText(Constants::Files::SIMULATOR_USERNAME, userName);
+  _writer->writeText(Constants::Files::SIMULATOR_MOBILESESSION, session);
 
   if (PelorinConfiguration::getDebugMode()) {
     platform::Alert alert;

@@ -92,14 +92,17 @@ std::int64_t ProfileHash::getHash(std::optional<std::string_view> text) {
   return *sum;
 }
 
-std::string ProfileHash::getHash(const Properties& properties) {
+namespace {
+
+template <typename Map>
+std::string hashOf(const Map& properties) {
   std::string hash;
   hash.reserve(properties.size() * 5);
   for (const auto& [name, values] : properties) {
-    std::optional<std::int64_t> sum = addTextSum(0, name);
+    std::optional<std::int64_t> sum = ProfileHash::addTextSum(0, name);
     for (const auto& value : values) {
       if (!sum) break;
-      sum = addTextSum(*sum, value);
+      sum = ProfileHash::addTextSum(*sum, value);
     }
     if (!sum) {
       logOverflow("property " + name);
@@ -109,6 +112,15 @@ std::string ProfileHash::getHash(const Properties& properties) {
     hash.push_back(';');
   }
   return hash;
+}
+
+}  // namespace
+
+std::string ProfileHash::getHash(const Properties& properties) { return hashOf(properties); }
+
+std::string ProfileHash::getHash(
+    const std::map<std::string, std::vector<std::string>>& properties) {
+  return hashOf(properties);
 }
 
 std::string ProfileHash::getHash(const std::optional<Properties>& properties) {

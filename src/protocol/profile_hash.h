@@ -12,11 +12,13 @@
 #include <string_view>
 #include <vector>
 
+#include "base/chunked_map.h"
+
 namespace pelorin {
 
 class ProfileHash {
  public:
-  using Properties = std::map<std::string, std::vector<std::string>>;
+  using Properties = ChunkedMap<std::vector<std::string>>;
 
   // The sum of the Unicode scalar values of the text's characters; 0 for none or "".
   // The text is read as UTF-8; each ill-formed part (a maximal subpart, as a UTF-8 decoder
@@ -28,6 +30,7 @@ class ProfileHash {
   //   {"a": ["b", "c"]} -> "294;"
   // A property whose sum passes the 64-bit range is logged and contributes no piece.
   static std::string getHash(const Properties& properties);
+  static std::string getHash(const std::map<std::string, std::vector<std::string>>& properties);
   static std::string getHash(const std::optional<Properties>& properties);
 
   // `sum` plus the text's sum; nothing when the result would pass the 64-bit range.

@@ -1,23 +1,26 @@
 // The stored copy of the visitor profile: its properties, the domain group they belong to,
 // and whether a local change still waits to be written.
 //
-// Thread safety: a plain value; the engine guards its cache with the global lock.
+// Thread safety: a plain value; the engine guards its cache with the global lock. A copy
+// takes exclusive use of the source for a moment (see ChunkedVector).
 #ifndef PELORIN_SRC_STORAGE_PELORIN_CACHE_H_
 #define PELORIN_SRC_STORAGE_PELORIN_CACHE_H_
 
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/chunked_map.h"
 #include "base/result.h"
 #include "pelorin/json_value.h"
 
 namespace pelorin {
 
-// Profile properties: a name mapped to its ordered list of values, iterated by name.
-using ProfileProperties = std::map<std::string, std::vector<std::string>>;
+// Profile properties: a name mapped to its ordered list of values, iterated by name. A copy
+// shares the entries it does not change (see ChunkedMap), so the tick copies the cache under
+// the global lock and encodes the copy on the writer thread.
+using ProfileProperties = ChunkedMap<std::vector<std::string>>;
 
 class PelorinCache {
  public:

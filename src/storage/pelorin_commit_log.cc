@@ -73,7 +73,7 @@ void PelorinCommitLog::setProperties(std::string_view name,
   if (name.empty() || values.empty()) return;
   if (auto it = _propertyIndex.find(name); it != _propertyIndex.end()) {
     // The entry keeps its type: a set after an add stays an ADD entry with the new values.
-    _properties[it->second]._values = values;
+    _properties.mutableAt(it->second)._values = values;
   } else {
     appendProperty(OperationType::SET, name, values);
   }
@@ -84,7 +84,7 @@ void PelorinCommitLog::setProperty(std::string_view name, const std::string& val
   if (name.empty()) return;
   if (auto it = _propertyIndex.find(name); it != _propertyIndex.end()) {
     // In the entry's own storage: setting a property again allocates nothing.
-    _properties[it->second]._values.assign(1, value);
+    _properties.mutableAt(it->second)._values.assign(1, value);
   } else {
     appendProperty(OperationType::SET, name, {value});
   }
@@ -95,7 +95,7 @@ void PelorinCommitLog::addProperties(std::string_view name,
                                      const std::vector<std::string>& values) {
   if (name.empty() || values.empty()) return;
   if (auto it = _propertyIndex.find(name); it != _propertyIndex.end()) {
-    auto& stored = _properties[it->second]._values;
+    auto& stored = _properties.mutableAt(it->second)._values;
     for (const auto& value : values) {
       if (std::find(stored.begin(), stored.end(), value) == stored.end()) stored.push_back(value);
     }
@@ -108,7 +108,7 @@ void PelorinCommitLog::addProperties(std::string_view name,
 void PelorinCommitLog::updateEvent(EventType type, std::string_view interactionId,
                                    std::int64_t amount) {
   if (auto it = _eventIndex.find(eventKey(type, interactionId)); it != _eventIndex.end()) {
-    std::int64_t& count = _events[it->second]._count;
+    std::int64_t& count = _events.mutableAt(it->second)._count;
     std::int64_t sum = 0;
     if (__builtin_add_overflow(count, amount, &sum)) {
       // Counts can come from a stored file; an overflow keeps the largest representable count.
@@ -180,10 +180,13 @@ void PelorinCommitLog::clearEntries() {
   _eventIndex.clear();
 }
 
-JsonValue PelorinCommitLog::toJson() const {
+namespace {
+
+JsonValue storedForm(const ChunkedVector<PelorinPropertyCommitEntry>& propertyEntries,
+                     const ChunkedVector<PelorinEventCommitEntry>& eventEntries, bool modified) {
   boost::json::array properties;
-  properties.reserve(_properties.size());
-  for (const auto& entry : _properties) {
+  properties.reserve(propertyEntries.size());
+  for (const auto& entry : propertyEntries) {
     boost::json::array values;
     values.reserve(entry.values().size());
     for (const auto& value : entry.values()) values.emplace_back(bj(value));
@@ -192,18 +195,28 @@ JsonValue PelorinCommitLog::toJson() const {
                                                 {"_values", std::move(values)}});
   }
   boost::json::array events;
-  events.reserve(_events.size());
-  for (const auto& entry : _events) {
+  events.reserve(eventEntries.size());
+  for (const auto& entry : eventEntries) {
     events.emplace_back(boost::json::object{{"_identifier", bj(entry.identifier())},
                                             {"_type", bj(toString(entry.type()))},
                                             {"_count", entry.count()}});
   }
   return JsonValue(boost::json::object{{"_properties", std::move(properties)},
                                        {"_events", std::move(events)},
-                                       {"_modified", _modified}});
+                                       {"_modified", modified}});
 }
 
+}  // namespace
+
+JsonValue PelorinCommitLog::toJson() const { return storedForm(_properties, _events, _modified); }
+
 std::string PelorinCommitLog::encode() const { return toJson().toCompactString(); }
+
+JsonValue PelorinCommitLogSnapshot::toJson() const {
+  return storedForm(properties, events, modified);
+}
+
+std::string PelorinCommitLogSnapshot::encode() const { return toJson().toCompactString(); }
 
 Result<PelorinCommitLog> PelorinCommitLog::fromJson(JsonRef document) {
   if (!document.isObject()) return Error{"commit log: the document is not an object"};

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/chunked_vector.h"
 #include "base/result.h"
 #include "base/string_hash.h"
 #include "pelorin/json_value.h"
@@ -71,6 +72,19 @@ class PelorinEventCommitEntry : public PelorinCommitEntry {
   std::int64_t _count;
 };
 
+// What a commit log stores: its entries and flag, without the name indexes. A copy of the
+// log's entries that costs one handle per 256 entries (see ChunkedVector), taken under the
+// global lock and encoded on the writer thread.
+struct PelorinCommitLogSnapshot {
+  ChunkedVector<PelorinPropertyCommitEntry> properties;
+  ChunkedVector<PelorinEventCommitEntry> events;
+  bool modified = false;
+
+  // The stored form, as PelorinCommitLog::encode.
+  JsonValue toJson() const;
+  std::string encode() const;
+};
+
 class PelorinCommitLog {
  public:
   // Replaces the values of the property's entry (keeping its type), or appends a SET entry.
@@ -98,11 +112,15 @@ class PelorinCommitLog {
   // Drops every entry; the modified flag stays as it is.
   void clearEntries();
 
-  const std::vector<PelorinPropertyCommitEntry>& properties() const { return _properties; }
-  const std::vector<PelorinEventCommitEntry>& events() const { return _events; }
+  const ChunkedVector<PelorinPropertyCommitEntry>& properties() const { return _properties; }
+  const ChunkedVector<PelorinEventCommitEntry>& events() const { return _events; }
   bool isEmpty() const { return _properties.empty() && _events.empty(); }
   bool isModified() const { return _modified; }
   void setModified(bool modified) { _modified = modified; }
+
+  // The entries and flag as they are now, for encoding elsewhere; later changes of the log
+  // do not reach it. Copies a handle per 256 entries. Takes exclusive use of the log.
+  PelorinCommitLogSnapshot snapshot() const { return {_properties, _events, _modified}; }
 
   // The stored form: {"_properties": [...], "_events": [...], "_modified": bool}.
   JsonValue toJson() const;
@@ -120,8 +138,8 @@ class PelorinCommitLog {
   void appendProperty(OperationType type, std::string_view name, std::vector<std::string> values);
   void appendEvent(EventType type, std::string_view interactionId, std::int64_t count);
 
-  std::vector<PelorinPropertyCommitEntry> _properties;
-  std::vector<PelorinEventCommitEntry> _events;
+  ChunkedVector<PelorinPropertyCommitEntry> _properties;
+  ChunkedVector<PelorinEventCommitEntry> _events;
   bool _modified = false;
   // Position of the first entry of each property name and of each (type, interaction).
   StringMap<std::size_t> _propertyIndex;

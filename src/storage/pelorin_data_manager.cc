@@ -96,13 +96,14 @@ std::optional<std::string> PelorinDataManager::loadStringFromFile(std::string_vi
   return bytes;
 }
 
-void PelorinDataManager::writeStringToFile(std::string_view text, std::string_view fileName) {
+bool PelorinDataManager::writeStringToFile(std::string_view text, std::string_view fileName,
+                                           bool logFailure) {
   auto folder = getFolderLocation();
-  if (!folder) return;
+  if (!folder) return false;
   platform::FileStatus status = files().writeFileAtomically(pathIn(*folder, fileName), text);
-  if (!status.isOk()) {
-    logError([&] { return "Unable to write to file! " + status.message(); });
-  }
+  if (status.isOk()) return true;
+  if (logFailure) logError([&] { return "Unable to write to file! " + status.message(); });
+  return false;
 }
 
 template <typename T>
@@ -173,5 +174,7 @@ template std::optional<std::string> PelorinDataManager::encodeForFile(const Pelo
                                                                       std::string_view);
 template std::optional<std::string> PelorinDataManager::encodeForFile(const PelorinCache&,
                                                                       std::string_view);
+template std::optional<std::string> PelorinDataManager::encodeForFile(
+    const PelorinCommitLogSnapshot&, std::string_view);
 
 }  // namespace pelorin

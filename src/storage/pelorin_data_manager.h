@@ -14,6 +14,7 @@
 namespace pelorin {
 
 class PelorinCommitLog;
+struct PelorinCommitLogSnapshot;
 class PelorinCache;
 
 // No operation reports an error to its caller: failures are logged (tag "PL_DATA_MANAGER",
@@ -33,8 +34,10 @@ class PelorinDataManager {
   // The text of a file of the folder; nothing when it does not exist, cannot be read, or
   // is not UTF-8.
   static std::optional<std::string> loadStringFromFile(std::string_view fileName);
-  // Replaces the file with `text`, atomically.
-  static void writeStringToFile(std::string_view text, std::string_view fileName);
+  // Replaces the file with `text`, atomically; false when that failed. `logFailure` false
+  // leaves the failure unlogged, for a caller that already logged this file's failure.
+  static bool writeStringToFile(std::string_view text, std::string_view fileName,
+                                bool logFailure = true);
 
   // Decodes a stored object (PelorinCommitLog or PelorinCache):
   //   auto log = PelorinDataManager::loadFromFile<PelorinCommitLog>(Constants::Files::COMMITLOG);
@@ -42,13 +45,13 @@ class PelorinDataManager {
   // to its name + CORRUPT_SUFFIX and yields nothing.
   template <typename T>
   static std::optional<T> loadFromFile(std::string_view fileName);
-  // Encodes `object` (PelorinCommitLog or PelorinCache) and replaces the file, atomically.
-  // An object holding texts that are not UTF-8 cannot be encoded and is not written.
+  // Encodes `object` (PelorinCommitLog, its snapshot, or PelorinCache) and replaces the file,
+  // atomically. An object holding texts that are not UTF-8 cannot be encoded and is not written.
   template <typename T>
   static void writeToFile(const T& object, std::string_view fileName);
   // The stored text of `object`, as `writeToFile` would write it; nothing (logged as there)
-  // when it holds a text that is not UTF-8. With `writeStringToFile`, lets a caller encode
-  // under its lock and do the slow write after releasing it.
+  // when it holds a text that is not UTF-8. The writer thread encodes the tick's snapshots
+  // so.
   template <typename T>
   static std::optional<std::string> encodeForFile(const T& object, std::string_view fileName);
 
@@ -65,6 +68,8 @@ extern template std::optional<std::string> PelorinDataManager::encodeForFile(
     const PelorinCommitLog&, std::string_view);
 extern template std::optional<std::string> PelorinDataManager::encodeForFile(const PelorinCache&,
                                                                              std::string_view);
+extern template std::optional<std::string> PelorinDataManager::encodeForFile(
+    const PelorinCommitLogSnapshot&, std::string_view);
 
 }  // namespace pelorin
 

@@ -32,7 +32,9 @@ class PelorinClientTest : public ::testing::Test {
   PelorinClient& client() { return PelorinClient::getInstance(); }
   PelorinClientImpl& engine() { return client().engine(); }
 
+  // A file of the library's folder, once the writer thread wrote what was asked of it.
   std::string storedFile(const std::string& name) const {
+    PelorinClient::getInstance().engine().waitForWrites();
     std::ifstream in(_test.documentsFolder() + "/pelorin/" + name, std::ios::binary);
     std::stringstream text;
     text << in.rdbuf();

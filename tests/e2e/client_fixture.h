@@ -44,6 +44,7 @@ class ClientE2ETest : public ::testing::Test {
   void drain() {
     for (int round = 0; round < 100; ++round) {
       engine().waitForOperations();
+      engine().waitForWrites();
       if (_test.mainLoop().runUntilIdle() == 0 && engine().pendingOperations() == 0) return;
     }
     ADD_FAILURE() << "client did not become idle";

@@ -11,7 +11,9 @@
 //                 v<i> every few milliseconds and, for every fourth i, the value t<pid>_<i>
 //                 added to "tags" and a click on the interaction "restart"; "wrote
 //                 k<pid>_<i>" after each. Prints "stored <file>" after each file the
-//                 library has replaced, so the test knows what reached the disk.
+//                 library has replaced, so the test knows what reached the disk; waits
+//                 for the library's writer after each run of the main loop, so each
+//                 "stored" line comes before the next write.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +23,7 @@
 
 #include <unistd.h>
 
+#include "client/pelorin_client_impl.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/main_loop.h"
@@ -81,9 +84,9 @@ int exitWhileInFlight(pelorin::platform::MainLoop& loop, bool callExit) {
   return 0;
 }
 
-// Sends what an earlier run left, then writes until killed. The ticks and their file
-// writes run on this thread, between the writes, so the order of the printed lines is the
-// order of the events.
+// Sends what an earlier run left, then writes until killed. The ticks run on this thread,
+// between the writes, and their files are on disk before the next write, so the order of
+// the printed lines is the order of the events.
 int restart(pelorin::platform::MainLoop& loop) {
   auto& client = pelorin::PelorinClient::getInstance();
   std::printf("started %s\n", client.getProfileId().value_or("").c_str());
@@ -100,6 +103,10 @@ int restart(pelorin::platform::MainLoop& loop) {
   }
   std::printf("profile %s\n", client.getProfileId().value_or("").c_str());
   std::fflush(stdout);
+  pelorin::PelorinClientImpl& engine =
+      pelorin::PelorinClient::synchronized([&]() -> auto& { return client.engine(); });
+  // The files of the ticks so far are stored before the first write.
+  engine.waitForWrites();
   const std::string pid = std::to_string(::getpid());
   const std::string property = "k" + pid + "_";
   const std::string tag = "t" + pid + "_";
@@ -113,6 +120,7 @@ int restart(pelorin::platform::MainLoop& loop) {
     std::printf("wrote k%s_%d\n", pid.c_str(), i);
     std::fflush(stdout);
     loop.runFor(5ms);
+    engine.waitForWrites();
   }
 }
 

@@ -200,8 +200,9 @@ class RestartRecord {
 // the visitor (identifier file and cookie) is the same, and the stored cache is consistent
 // with what was written; once the next host has sent what it found, the server holds every
 // change that a stored commit log held. A write counts as stored when the host printed it
-// before a "stored" line: the ticks run on the writing thread. And a write followed by
-// `kMargin` more (each runs the main loop for at least 5 ms, so 100 ms: two ticks) must be.
+// before a "stored" line: the host waits for the library's writer after each tick. And a
+// write followed by `kMargin` more (each runs the main loop for at least 5 ms, so 100 ms: two
+// ticks) must be.
 TEST_F(ProcessTest, ChangesSurviveKillsAtRandomMoments) {
   std::mt19937 random(20261122);
   std::uniform_int_distribution<int> writing(40, 200);
