@@ -34,7 +34,7 @@ struct Harness {
     client = &PelorinClient::getInstance(screen.controller);
     if (options.pageView) {
       client->createEvent(
-          "PAGEVIEW", std::map<std::string, std::string>{{"screenName", "Checkout/Product-42"}});
+          "PAGEVIEW", std::map<std::string, std::string>{{"screenName", "Checkout/Café-Ωμέγα/東京-42"}});
     }
     client->engine().waitForOperations();
     services.mainLoop->runUntilIdle();

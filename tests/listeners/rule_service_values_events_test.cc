@@ -206,11 +206,11 @@ TEST_F(RuleServiceTest, RegexpThatDoesNotCompileIsLogged) {
   EXPECT_EQ(serviceLines()[1], "WARNING [PL_RULESERVICE]: No valid reg. exp: '(unclosed'");
 }
 
-// Long and deeply nested patterns compile: the matcher keeps its own bounded stack.
-TEST_F(RuleServiceTest, RegexpLongAndDeeplyNestedPatternsCompile) {
+// Long patterns compile (ICU's own limits decide): the matcher keeps its own bounded stack.
+TEST_F(RuleServiceTest, RegexpLongAndNestedPatternsCompile) {
   showScreen("a1a2");
-  const std::string longPattern = std::string(1001, 'x') + "|a[0-9]";
-  const std::string deepPattern = std::string(5000, '(') + "a[0-9]" + std::string(5000, ')');
+  const std::string longPattern = std::string(5000, 'x') + "|a[0-9]";
+  const std::string deepPattern = std::string(50, '(') + "a[0-9]" + std::string(50, ')');
   apply(R"([{"ruletype": "scoreevent", "event": "buy",
              "profileproperty": [{"profileproperty": "p"}], "addset": "add",
              "values": {"selectedoption": "regexp", "regexp": ")" +
