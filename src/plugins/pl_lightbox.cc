@@ -45,7 +45,7 @@ bool hasHost(std::string_view url) {
 }
 
 // The largest close icon read from a file.
-constexpr std::size_t kMaxIconBytes = 1024 * 1024;
+constexpr std::size_t kMaxIconBytes = std::size_t{1024} * 1024;
 
 // Writes a margin as a plain decimal number (never an exponent), -0 as 0.
 std::string formatMargin(double value) {
