@@ -56,6 +56,29 @@ TEST_F(DevServerTest, ListensOnLoopbackOnAFreePort) {
   EXPECT_EQ(_server.baseUrl(), "http://127.0.0.1:" + std::to_string(_server.port()));
 }
 
+TEST_F(DevServerTest, InspectorIsAtTheRootOfALoopbackAddress) {
+  EXPECT_EQ(_server.inspectorUrl(), _server.baseUrl() + "/");
+  EXPECT_TRUE(_server.loopbackOnly());
+}
+
+TEST(DevServerListenTest, AnyAddressIsNotLoopbackOnlyAndAnswersUnderAnyHostName) {
+  DevServerOptions options;
+  options.host = "0.0.0.0";
+  DevServer server(std::move(options));
+  ASSERT_TRUE(server.start());
+  CurlHttpClient client;
+  HttpRequest request;
+  request.url = "http://127.0.0.1:" + std::to_string(server.port()) + "/inspect/profiles";
+  request.headers = {{"Host", "shop-laptop.example:" + std::to_string(server.port())}};
+  request.timeout = std::chrono::seconds(10);
+
+  auto result = sendAndWait(client, request);
+
+  EXPECT_FALSE(server.loopbackOnly());
+  ASSERT_TRUE(result && result->response);
+  EXPECT_EQ(result->response->statusCode, 200);
+}
+
 TEST_F(DevServerTest, RpcUrlHasTheClientsAddressForm) {
   EXPECT_EQ(_server.rpcUrl(), _server.baseUrl() + "/DG/DEFAULT/rest/rpc/json/?");
   EXPECT_EQ(_server.rpcUrl("g", "z"), _server.baseUrl() + "/DG/g/rest/rpc/json/z/?");
@@ -488,6 +511,46 @@ TEST(DevServerExecutableTest, ServesTheConfigurationGivenWithConfig) {
   EXPECT_EQ((*answer)[1]["result"]["interactions"][0]["pluginClass"].string(), "MyApp.Banner");
   EXPECT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(DevServerExecutableTest, PrintsTheInspectorsAddress) {
+  DevServerProcess process({"--port", "0"});
+  ASSERT_TRUE(process.started());
+  const std::string listening = process.outputLine();
+  const std::string client = process.outputLine();
+  const std::string inspector = process.outputLine();
+  const std::string prefix = "pelorin-devserver listening on ";
+  ASSERT_TRUE(listening.starts_with(prefix)) << listening;
+  const std::string base = listening.substr(prefix.size());
+  CurlHttpClient curl;
+  HttpRequest page;
+  page.url = base + "/";
+  page.timeout = std::chrono::seconds(10);
+  auto result = sendAndWait(curl, page);
+
+  const int status = process.exit(SIGTERM);
+  EXPECT_TRUE(base.starts_with("http://127.0.0.1:")) << base;
+  EXPECT_EQ(client, "client address: " + base + "/DG/DEFAULT/rest/rpc/json/?");
+  EXPECT_EQ(inspector, "inspector: " + base + "/");
+  ASSERT_TRUE(result && result->response && result->data);
+  EXPECT_EQ(result->response->statusCode, 200);
+  EXPECT_THAT(*result->data, ::testing::HasSubstr("<title>Pelorin inspector</title>"));
+  EXPECT_TRUE(WIFEXITED(status));
+}
+
+TEST(DevServerExecutableTest, ListenOnAnotherAddressSaysTheInspectorIsReachableFromTheNetwork) {
+  DevServerProcess process({"--port", "0", "--listen", "0.0.0.0"});
+  ASSERT_TRUE(process.started());
+  const std::string listening = process.outputLine();
+  process.outputLine();
+  const std::string inspector = process.outputLine();
+  process.exit(SIGTERM);
+
+  const std::string prefix = "pelorin-devserver listening on ";
+  ASSERT_TRUE(listening.starts_with(prefix + "http://0.0.0.0:")) << listening;
+  EXPECT_EQ(inspector, "inspector: " + listening.substr(prefix.size()) +
+                           "/ (reachable from the network: anyone who can reach this port sees "
+                           "what the apps send)");
 }
 
 TEST(DevServerExecutableTest, UnusableConfigurationIsReportedAndEndsTheProgram) {

@@ -1,14 +1,9 @@
 // Renders the lightbox's page template in headless Chromium and checks the screenshot's
 // pixels: image-only content fills the lightbox keeping its proportions, text content is
 // padded. Skipped when no Chromium is installed.
-#include <fcntl.h>
 #include <png.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -19,8 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "plugins/pl_lightbox.h"
-
-extern char** environ;  // NOLINT(readability-redundant-declaration): POSIX leaves it undeclared
+#include "support/chromium.h"
 
 namespace pelorin {
 namespace {
@@ -48,28 +42,6 @@ struct Box {
   int width() const { return right - left + 1; }
   int height() const { return bottom - top + 1; }
 };
-
-std::optional<fs::path> findChromium() {
-  if (const char* given = std::getenv("PELORIN_CHROMIUM"); given != nullptr && *given != '\0') {
-    return fs::path(given);
-  }
-  const char* path = std::getenv("PATH");
-  if (path == nullptr) return std::nullopt;
-  std::vector<fs::path> folders;
-  for (std::string_view rest = path; !rest.empty();) {
-    const std::size_t colon = rest.find(':');
-    folders.emplace_back(rest.substr(0, colon));
-    rest = colon == std::string_view::npos ? std::string_view() : rest.substr(colon + 1);
-  }
-  for (const char* name :
-       {"chromium", "chromium-browser", "google-chrome", "google-chrome-stable"}) {
-    for (const auto& folder : folders) {
-      const fs::path candidate = folder / name;
-      if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-    }
-  }
-  return std::nullopt;
-}
 
 // A fresh folder, removed with everything in it at the end of the test.
 class TempFolder {
@@ -119,49 +91,18 @@ std::optional<Bitmap> readPng(const fs::path& file) {
   return bitmap;
 }
 
-// Runs Chromium on `page` and answers its screenshot. Its output goes to chromium.log.
+// Runs Chromium on `page` and answers its screenshot.
 std::optional<Bitmap> screenshot(const fs::path& chromium, const fs::path& folder,
                                  const fs::path& page) {
   const fs::path shot = folder / "screenshot.png";
-  const fs::path log = folder / "chromium.log";
-  std::vector<std::string> arguments = {
-      chromium.string(),
-      "--headless",
-      "--no-sandbox",
-      "--disable-gpu",
-      "--disable-background-networking",
-      "--no-first-run",
-      "--disable-component-update",
-      "--disable-sync",
-      "--hide-scrollbars",
-      "--force-device-scale-factor=1",
-      "--user-data-dir=" + (folder / "profile").string(),
-      "--window-size=" + std::to_string(kWindowWidth) + "," + std::to_string(kWindowHeight),
-      "--screenshot=" + shot.string(),
-      "file://" + page.string()};
-  std::vector<char*> argv;
-  argv.reserve(arguments.size() + 1);
-  for (auto& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
-                                   O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  pid_t child = 0;
-  const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (spawned != 0) {
-    ADD_FAILURE() << "cannot start " << chromium;
+  if (!testing::runChromium(
+          chromium, folder,
+          {"--window-size=" + std::to_string(kWindowWidth) + "," + std::to_string(kWindowHeight),
+           "--screenshot=" + shot.string(), "file://" + page.string()})) {
     return std::nullopt;
   }
-  int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || !fs::exists(shot)) {
-    std::ifstream output(log);
-    ADD_FAILURE() << "chromium failed; its output:\n" << output.rdbuf();
+  if (!fs::exists(shot)) {
+    ADD_FAILURE() << "chromium wrote no screenshot";
     return std::nullopt;
   }
   return readPng(shot);
@@ -193,12 +134,8 @@ bool isBlue(const png_byte* p) { return p[0] < 60 && p[1] < 60 && p[2] > 200; }
 class LightboxBrowserTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    _chromium = findChromium();
-    if (!_chromium) {
-      GTEST_SKIP() << "Chromium was not found (looked for chromium, chromium-browser and "
-                      "google-chrome on PATH, and PELORIN_CHROMIUM): install it, e.g. "
-                      "apt-get install chromium, to render the lightbox page";
-    }
+    _chromium = testing::findChromium();
+    if (!_chromium) GTEST_SKIP() << testing::kChromiumSkipMessage;
     ASSERT_FALSE(_folder.path().empty());
   }
 

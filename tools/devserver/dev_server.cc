@@ -1,5 +1,6 @@
 #include "devserver/dev_server.h"
 
+#include <charconv>
 #include <condition_variable>
 #include <cstdio>
 #include <deque>
@@ -10,12 +11,26 @@
 
 #include "devserver/config_screen_content.h"
 #include "devserver/http_server.h"
+#include "devserver/inspector_assets.h"
 
 namespace pelorin::devserver {
 namespace {
 
 // The fault applied to this thread's current request, for its log line.
 thread_local std::string_view tFaultName;
+// Whether this thread's current request is one the server records (not the inspector's
+// own), and its number in the inspector's record.
+thread_local bool tRecorded = false;
+thread_local std::uint64_t tInspected = 0;
+// The answer body as the handler gave it: cpp-httplib compresses the response's own copy
+// for a client that accepts gzip before the logger sees it.
+thread_local std::string tAnswerBody;
+
+// Sets the answer's body and keeps it for the inspector.
+void setAnswer(httplib::Response& response, const std::string& body, const char* type) {
+  tAnswerBody = body;
+  response.set_content(body, type);
+}
 
 constexpr const char* kRpcPath = R"(/DG/([^/]+)/rest/rpc/json/(?:([^/]+)/)?)";
 
@@ -28,6 +43,32 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
     }
   }
   return true;
+}
+
+bool isLoopback(std::string_view host) {
+  return host == "localhost" || host == "::1" || host.starts_with("127.");
+}
+
+// The host part of a "Host" header: "127.0.0.1:8080" -> "127.0.0.1", "[::1]:80" -> "::1".
+std::string_view hostOf(std::string_view header) {
+  if (header.starts_with("[")) {
+    const auto end = header.find(']');
+    return end == std::string_view::npos ? header : header.substr(1, end - 1);
+  }
+  return header.substr(0, header.find(':'));
+}
+
+// What every answer of the inspector carries: its page runs only its own script and
+// style, loads nothing from elsewhere and cannot be framed; no answer is cached or
+// sniffed as another type.
+void setInspectorHeaders(httplib::Response& response) {
+  response.set_header("Content-Security-Policy",
+                      "default-src 'none'; script-src 'self'; style-src 'self'; "
+                      "connect-src 'self'; img-src 'self'; base-uri 'none'; form-action 'none'; "
+                      "frame-ancestors 'none'");
+  response.set_header("X-Content-Type-Options", "nosniff");
+  response.set_header("Referrer-Policy", "no-referrer");
+  response.set_header("Cache-Control", "no-store");
 }
 
 // Entries cpp-httplib adds to a request's headers that the client never sent.
@@ -132,6 +173,7 @@ class DevServer::Impl {
       response.status = 405;
       response.set_header("Allow", "POST");
     });
+    serveInspector();
     auto notFound = [this](const httplib::Request& request, httplib::Response& response) {
       record(request);
       response.status = 404;
@@ -139,15 +181,29 @@ class DevServer::Impl {
     _server.Post(".*", notFound);
     _server.Get(".*", notFound);
     // Runs once the answer is written (or dropped), on the thread that served the request.
+    // The inspector's own requests are neither logged nor counted.
     _server.set_logger([this](const httplib::Request& request, const httplib::Response& response) {
+      if (!tRecorded) return;
+      const bool dropped = HttpServer::connectionDropped();
       if (_options.logRequests) {
-        if (HttpServer::connectionDropped()) {
+        if (dropped) {
           log(request, 0, "", tFaultName);
         } else {
           log(request, response.status, response.body, tFaultName);
         }
       }
+      InspectedAnswer answer{.status = dropped ? 0 : response.status,
+                             .body = dropped ? std::string_view() : tAnswerBody,
+                             .setCookie = std::nullopt,
+                             .fault = tFaultName};
+      if (!dropped && response.has_header("Set-Cookie")) {
+        answer.setCookie = response.get_header_value("Set-Cookie");
+      }
+      _inspector.answered(tInspected, answer);
       tFaultName = {};
+      tRecorded = false;
+      tInspected = 0;
+      tAnswerBody.clear();
       markHandled();
     });
   }
@@ -205,6 +261,7 @@ class DevServer::Impl {
   }
   int port() const { return _port; }
   std::string baseUrl() const { return "http://" + _options.host + ":" + std::to_string(_port); }
+  bool loopbackOnly() const { return isLoopback(_options.host); }
   RpcService& service() { return _service; }
 
   std::vector<RecordedRequest> requests() const {
@@ -254,8 +311,76 @@ class DevServer::Impl {
   }
 
  private:
+  // The inspector: its page, script and style at "/", "/inspector.js" and "/inspector.css",
+  // and the JSON it reads under "/inspect/".
+  void serveInspector() {
+    auto asset = [this](std::string name, std::string type) {
+      return [this, name = std::move(name), type = std::move(type)](const httplib::Request& request,
+                                                                    httplib::Response& response) {
+        if (!inspectorMayAnswer(request, response)) return;
+        response.set_content(std::string(inspectorAsset(name).value_or("")), type);
+      };
+    };
+    _server.Get("/", asset("index.html", "text/html; charset=utf-8"));
+    _server.Get("/inspector.js", asset("inspector.js", "text/javascript; charset=utf-8"));
+    _server.Get("/inspector.css", asset("inspector.css", "text/css; charset=utf-8"));
+    // Browsers ask for an icon; the page has none.
+    _server.Get("/favicon.ico",
+                [this](const httplib::Request& request, httplib::Response& response) {
+                  if (inspectorMayAnswer(request, response)) response.status = 204;
+                });
+    _server.Get("/inspect/requests", [this](const httplib::Request& request,
+                                            httplib::Response& response) {
+      if (!inspectorMayAnswer(request, response)) return;
+      std::uint64_t since = 0;
+      if (request.has_param("since")) {
+        const std::string text = request.get_param_value("since");
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), since);
+        if (error != std::errc() || end != text.data() + text.size()) {
+          response.status = 400;
+          response.set_content(R"({"error":"since must be a whole number"})", "application/json");
+          return;
+        }
+      }
+      response.set_content(_inspector.requestsJson(since), "application/json");
+    });
+    _server.Get("/inspect/profiles",
+                [this](const httplib::Request& request, httplib::Response& response) {
+                  if (!inspectorMayAnswer(request, response)) return;
+                  response.set_content(_inspector.profilesJson(_service), "application/json");
+                });
+    _server.Get("/inspect/profiles/([^/]+)",
+                [this](const httplib::Request& request, httplib::Response& response) {
+                  if (!inspectorMayAnswer(request, response)) return;
+                  auto profile = _inspector.profileJson(_service, request.matches[1].str());
+                  if (!profile) {
+                    response.status = 404;
+                    response.set_content(R"({"error":"no such profile"})", "application/json");
+                    return;
+                  }
+                  response.set_content(*profile, "application/json");
+                });
+  }
+
+  // Sets the inspector's headers; false (with status 403) when a server on a loopback
+  // address is asked under another host name: a web page that rebinds its own name to
+  // 127.0.0.1 must not read what the apps sent.
+  bool inspectorMayAnswer(const httplib::Request& request, httplib::Response& response) const {
+    tRecorded = false;
+    tInspected = 0;
+    setInspectorHeaders(response);
+    if (loopbackOnly() && !isLoopback(hostOf(request.get_header_value("Host")))) {
+      response.status = 403;
+      response.set_content("The inspector answers only at a loopback address.\n", "text/plain");
+      return false;
+    }
+    return true;
+  }
+
   void record(const httplib::Request& request) {
     tFaultName = {};
+    tRecorded = true;
+    tAnswerBody.clear();
     RecordedRequest recorded;
     recorded.method = request.method;
     const auto question = request.target.find('?');
@@ -271,6 +396,12 @@ class DevServer::Impl {
       observer = _observer;
     }
     if (observer) observer(recorded);
+    std::string profileId;
+    if (auto cookie = cookieValue(request.get_header_value("Cookie"), kVisitorCookie);
+        cookie && _service.hasProfile(*cookie)) {
+      profileId = std::move(*cookie);
+    }
+    tInspected = _inspector.received(recorded, profileId);
     {
       std::lock_guard<std::mutex> lock(_mutex);
       _requests.push_back(std::move(recorded));
@@ -324,13 +455,13 @@ class DevServer::Impl {
       }
       case Fault::Kind::kStatus:
         response.status = fault->status;
-        response.set_content(fault->body, "text/plain");
+        setAnswer(response, fault->body, "text/plain");
         return;
       case Fault::Kind::kMultipleChoices: {
         boost::json::object body;
         if (fault->location) body["location"] = *fault->location;
         response.status = 300;
-        response.set_content(boost::json::serialize(body), "application/json");
+        setAnswer(response, boost::json::serialize(body), "application/json");
         return;
       }
       case Fault::Kind::kRedirect:
@@ -339,7 +470,7 @@ class DevServer::Impl {
         return;
       case Fault::Kind::kBody:
         response.status = fault->status;
-        response.set_content(fault->body, "application/json");
+        setAnswer(response, fault->body, "application/json");
         return;
       case Fault::Kind::kTruncatedBody: {
         RpcReply reply = answer(request);
@@ -352,6 +483,7 @@ class DevServer::Impl {
         const size_t length = reply.body.size();
         response.status = reply.status;
         if (reply.setCookie) response.set_header("Set-Cookie", *reply.setCookie);
+        tAnswerBody = reply.body.substr(0, length / 2);
         response.set_content_provider(
             length, reply.contentType,
             [body = std::move(reply.body)](size_t, size_t, httplib::DataSink& sink) {
@@ -366,7 +498,7 @@ class DevServer::Impl {
   static void respond(const RpcReply& reply, httplib::Response& response) {
     response.status = reply.status;
     if (reply.setCookie) response.set_header("Set-Cookie", *reply.setCookie);
-    response.set_content(reply.body, reply.contentType);
+    setAnswer(response, reply.body, reply.contentType.c_str());
   }
 
   void log(const httplib::Request& request, int status, std::string_view answerBody,
@@ -382,6 +514,7 @@ class DevServer::Impl {
   DevServerOptions _options;
   std::string _configError;  // set once, before _service is built
   RpcService _service;
+  Inspector _inspector{_options.inspector};
   HttpServer _server;
   std::mutex _lifecycle;  // serialises start() and stop()
   std::thread _thread;
@@ -408,6 +541,8 @@ bool DevServer::isRunning() const { return _impl->isRunning(); }
 std::string DevServer::startError() const { return _impl->startError(); }
 int DevServer::port() const { return _impl->port(); }
 std::string DevServer::baseUrl() const { return _impl->baseUrl(); }
+std::string DevServer::inspectorUrl() const { return _impl->baseUrl() + "/"; }
+bool DevServer::loopbackOnly() const { return _impl->loopbackOnly(); }
 
 std::string DevServer::rpcUrl(std::string_view domainGroup,
                               std::optional<std::string_view> zone) const {

@@ -23,6 +23,7 @@
 #include <utility>
 #include <vector>
 
+#include "devserver/inspector.h"
 #include "devserver/rpc_service.h"
 
 namespace pelorin::devserver {
@@ -72,6 +73,8 @@ struct Fault {
 };
 
 struct DevServerOptions {
+  // The address to listen on. Anything but a loopback address makes the inspector page,
+  // and so everything the apps send, reachable from the network.
   std::string host = "127.0.0.1";
   int port = 0;  // 0: any free port
   // Write one line per request (method, target, status, bodies) to `logSink`.
@@ -87,6 +90,8 @@ struct DevServerOptions {
   std::unique_ptr<ScreenContent> screenContent;
   std::optional<JsonValue> config;
   std::optional<std::string> configFile;
+  // What the inspector page at "/" keeps: how many requests, and how much of a large body.
+  InspectorOptions inspector;
 };
 
 class DevServer {
@@ -112,6 +117,10 @@ class DevServer {
   int port() const;
   // "http://127.0.0.1:<port>"
   std::string baseUrl() const;
+  // The inspector page: baseUrl() + "/".
+  std::string inspectorUrl() const;
+  // Whether the server listens on a loopback address only (127.0.0.0/8, ::1, localhost).
+  bool loopbackOnly() const;
   // The client's remote-procedure-call address on this server, ending in "?" like the one
   // the client builds: baseUrl() + "/DG/<group>/rest/rpc/json/" + ("<zone>/") + "?".
   std::string rpcUrl(std::string_view domainGroup = "DEFAULT",

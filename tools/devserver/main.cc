@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -12,8 +13,12 @@
 #include "devserver/dev_server.h"
 
 int main(int argc, char** argv) {
-  CLI::App app{"Pelorin reference server: speaks the client protocol on 127.0.0.1."};
+  CLI::App app{
+      "Pelorin reference server: speaks the client protocol on 127.0.0.1 and shows what it "
+      "receives on an inspector page."};
   int port = 0;
+  std::string listen = "127.0.0.1";
+  std::size_t keep = pelorin::devserver::InspectorOptions().capacity;
   bool log = false;
   bool plJson = false;
   std::string domainGroup;
@@ -23,6 +28,12 @@ int main(int argc, char** argv) {
   bool wallClock = false;
   app.add_option("-p,--port", port, "Port to listen on; 0 picks a free one")
       ->check(CLI::Range(0, 65535));
+  app.add_option("--listen", listen,
+                 "Address to listen on, e.g. 0.0.0.0; anything but a loopback address makes the "
+                 "inspector reachable from the network")
+      ->capture_default_str();
+  app.add_option("--keep", keep, "Requests the inspector keeps; older ones are dropped")
+      ->capture_default_str();
   app.add_flag("-l,--log", log, "Log every request and answer");
   app.add_option("--domain-group", domainGroup,
                  "Domain group that getProfile reports (default: the one in the request path)");
@@ -48,7 +59,9 @@ int main(int argc, char** argv) {
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
   pelorin::devserver::DevServerOptions options;
+  options.host = listen;
   options.port = port;
+  options.inspector.capacity = keep;
   options.logRequests = log;
   if (!domainGroup.empty()) options.rpc.domainGroupId = domainGroup;
   if (!zone.empty()) options.rpc.zoneId = zone;
@@ -63,6 +76,14 @@ int main(int argc, char** argv) {
   }
   std::printf("pelorin-devserver listening on %s\n", server.baseUrl().c_str());
   std::printf("client address: %s\n", server.rpcUrl().c_str());
+  if (server.loopbackOnly()) {
+    std::printf("inspector: %s\n", server.inspectorUrl().c_str());
+  } else {
+    std::printf(
+        "inspector: %s (reachable from the network: anyone who can reach this port sees what "
+        "the apps send)\n",
+        server.inspectorUrl().c_str());
+  }
   std::fflush(stdout);
 
   int received = 0;
