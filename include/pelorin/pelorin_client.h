@@ -14,6 +14,7 @@
 #define PELORIN_PELORIN_CLIENT_H_
 
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -88,6 +89,11 @@ class PelorinClient {
   void createEvent(const std::string& name, const std::optional<JsonValue>& data = std::nullopt,
                    Completion completion = nullptr);
   void createEvent(const std::string& name, const std::map<std::string, std::string>& properties,
+                   Completion completion = nullptr);
+  // Braced texts: `createEvent("x", {{"screenName", "home"}})`; `createEvent("x", {})` has
+  // no data.
+  void createEvent(const std::string& name,
+                   std::initializer_list<std::pair<const std::string, std::string>> properties,
                    Completion completion = nullptr);
 
   // A page-view style sync that always asks for the profile's properties.

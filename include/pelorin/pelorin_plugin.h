@@ -52,8 +52,14 @@ class PluginClass {
   // can be constructed from a client and a context.
   template <typename T>
   static PluginClass of(std::string name) {
-    if constexpr (std::is_base_of_v<PelorinPlugin, T> &&
-                  std::is_constructible_v<T, PelorinClient&, InteractionContext>) {
+    if constexpr (std::is_base_of_v<PelorinPlugin, T>) {
+      // A class meant as a plug-in that has the wrong shape is refused here, not at run time.
+      static_assert(!std::is_abstract_v<T>,
+                    "a plug-in class overrides `void onLoad()` (and may override `void "
+                    "onDestroy()`)");
+      static_assert(std::is_constructible_v<T, PelorinClient&, InteractionContext>,
+                    "a plug-in class has a constructor `T(PelorinClient& client, "
+                    "InteractionContext context)`");
       return PluginClass(std::move(name), [](PelorinClient& client, InteractionContext context) {
         return std::make_shared<T>(client, std::move(context));
       });

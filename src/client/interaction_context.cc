@@ -26,8 +26,9 @@ InteractionContext::InteractionContext(JsonRef interaction,
       _positionName(interaction["positionName"].asString()),
       _locale(std::move(locale)),
       _defaultLocale(interaction["defaultLocale"].asString()) {
+  // A list of locale entries only when every element is one (an object).
   JsonRef entries = interaction["parameters"];
-  if (!entries.isArray()) entries = JsonRef();
+  if (!entries.isArrayOfObjects()) entries = JsonRef();
   if (_locale && !isBlank(*_locale)) {
     _parameters =
         PelorinConfiguration::parametersToDictionary(getLocaleDictionary(entries, *_locale));
@@ -56,12 +57,11 @@ std::optional<Connection> InteractionContext::getConnection(std::string_view id)
 }
 
 std::shared_ptr<platform::View> InteractionContext::getView() const {
-  auto controller = _context.lock();
-  // Without its own screen the lookup would land on whichever screen is current.
-  if (!controller || !_positionIdentifier) return nullptr;
-  // One locked step, so no other thread can make another screen current in between.
+  if (!_positionIdentifier) return nullptr;
+  // The facade with this context's screen made current; when that screen is gone, the
+  // current one stays. One locked step, so no other thread changes it in between.
   return PelorinClient::synchronized(
-      [&] { return PelorinClient::getInstance(controller).getView(*_positionIdentifier); });
+      [&] { return PelorinClient::getInstance(_context.lock()).getView(*_positionIdentifier); });
 }
 
 JsonRef InteractionContext::getLocaleDictionary(JsonRef entries, const std::string& locale) const {

@@ -169,6 +169,17 @@ void PelorinClient::createEvent(const std::string& name,
   createEvent(name, JsonValue(std::move(object)), std::move(completion));
 }
 
+void PelorinClient::createEvent(
+    const std::string& name,
+    std::initializer_list<std::pair<const std::string, std::string>> properties,
+    Completion completion) {
+  if (properties.size() == 0) {
+    createEvent(name, std::optional<JsonValue>(), std::move(completion));
+    return;
+  }
+  createEvent(name, std::map<std::string, std::string>(properties), std::move(completion));
+}
+
 void PelorinClient::updateProfile(Completion completion) {
   synchronized([&] { _engine->sendUpdates(true, std::move(completion)); });
 }

@@ -214,10 +214,26 @@ void PelorinClientImpl::sync() {
 PelorinClientImpl::UpdateEntries PelorinClientImpl::takeUpdateEntries() {
   _updateRequired = false;
   _requestCommitLog->merge(*_commitLog);
+  // One command per counted event, at most MAX_EVENT_COMMANDS_PER_BATCH in one batch: the
+  // rest of the counts stays in the request log for the next batch, so none is lost.
+  std::vector<PelorinEventCommitEntry> events;
+  _heldBackEvents.clear();
+  std::int64_t budget = MAX_EVENT_COMMANDS_PER_BATCH;
+  for (const auto& entry : _requestCommitLog->events()) {
+    const std::int64_t count = entry.count();
+    if (count <= budget || count <= 0) {
+      events.push_back(entry);
+      if (count > 0) budget -= count;
+      continue;
+    }
+    if (budget > 0) events.emplace_back(entry.type(), entry.identifier(), budget);
+    _heldBackEvents.emplace_back(entry.type(), entry.identifier(), count - budget);
+    budget = 0;
+  }
   return UpdateEntries{
       RequestParameters::fromEntries(_requestCommitLog->getProperties(OperationType::ADD)),
       RequestParameters::fromEntries(_requestCommitLog->getProperties(OperationType::SET)),
-      _requestCommitLog->events()};
+      std::move(events)};
 }
 
 PelorinClientImpl::Exchange PelorinClientImpl::makeExchange(
@@ -231,17 +247,34 @@ PelorinClientImpl::Exchange PelorinClientImpl::makeExchange(
   return exchange;
 }
 
-void PelorinClientImpl::retryAfterFailure() {
-  // Preparing the batch cleared the flag. Left so, the unconfirmed entries would wait for
-  // the app's next change or page view; a quiet app would never send them.
-  if (!_requestCommitLog->isEmpty()) _updateRequired = true;
-}
-
 void PelorinClientImpl::emptyRequestCommitLog() {
   _requestCommitLog->clearEntries();
+  if (!_heldBackEvents.empty()) {
+    // The counts the batch left out go with the next one, without waiting for a change.
+    for (const auto& entry : _heldBackEvents) {
+      _requestCommitLog->updateEvent(entry.type(), entry.identifier(), entry.count());
+    }
+    _heldBackEvents.clear();
+    _updateRequired = true;
+  }
   // Have the next tick store the emptied log too, so a restart does not send confirmed
   // changes and counted events a second time.
   _commitLog->setModified(true);
+}
+
+void PelorinClientImpl::reapplyPendingChanges(bool withRequestLog) {
+  auto apply = [this](const PelorinCommitLog& log) {
+    for (const auto& entry : log.properties()) {
+      if (entry.type() == OperationType::SET) {
+        _cache->properties[entry.identifier()] = PelorinCache::filterEmpty(entry.values());
+        _cache->modified = true;
+      } else {
+        _cache->addProperties(entry.identifier(), entry.values());
+      }
+    }
+  };
+  if (withRequestLog) apply(*_requestCommitLog);
+  apply(*_commitLog);
 }
 
 void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
@@ -280,13 +313,11 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
                 PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
         log("Sync failed", LogFlag::WARNING);
-        retryAfterFailure();
         return false;
       }
       if (!result.response) {
         log("Unable to get the interactions from Pelorin", LogFlag::WARNING);
         log("Sync failed", LogFlag::WARNING);
-        retryAfterFailure();
         return false;
       }
       const bool changed = processProfileResult(answerOf(result, "0"));
@@ -295,6 +326,8 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
         processPropertiesResult(properties, false);
       }
       emptyRequestCommitLog();
+      // The answer holds the profile as of this batch; changes made since are still due.
+      reapplyPendingChanges(false);
       return changed;
     });
     if (result.response) {
@@ -338,6 +371,9 @@ void PelorinClientImpl::runReloadProfile() {
     } else {
       processProfileResult(answerOf(result, "0"));
       processPropertiesResult(answerOf(result, "3"), false);
+      // A change made while the reload ran, or one the server has not confirmed yet, would
+      // otherwise vanish from the device until the next page view.
+      reapplyPendingChanges(true);
       log("Done reloading");
     }
   });
@@ -376,7 +412,8 @@ void PelorinClientImpl::createEvent(const std::string& name, const std::optional
 
 std::optional<std::string> PelorinClientImpl::getScreenNameFromProperties(
     const std::optional<JsonValue>& properties) {
-  if (!properties) return std::nullopt;
+  // Data that is not an object is no map at all.
+  if (!properties || !properties->isObject()) return std::nullopt;
   std::optional<std::string> name;
   JsonRef screenName = properties->get("screenName");
   if (screenName.isString() && !screenName.stringView().empty()) {
@@ -441,12 +478,10 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
         log("Unable to get the interactions from Pelorin, reason: " +
                 PelorinConnector::describe(*result.error),
             LogFlag::ERROR);
-        if (isPageview) retryAfterFailure();
         return false;
       }
       if (!result.response) {
         log("Unable to get interactions from Pelorin", LogFlag::WARNING);
-        if (isPageview) retryAfterFailure();
         return false;
       }
       bool changed = false;
@@ -457,7 +492,10 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
         processSegmentsResult(answerOf(result, "4"));
       }
       processInteractionsResult(context, answerOf(result, "4"), isPageview);
-      if (isPageview) emptyRequestCommitLog();
+      if (isPageview) {
+        emptyRequestCommitLog();
+        reapplyPendingChanges(false);
+      }
       return changed;
     });
     if (reload) runReloadProfile();

@@ -6,6 +6,7 @@
 #ifndef PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_
 #define PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -39,6 +40,9 @@ class PelorinClientImpl {
  public:
   using Completion = std::function<void()>;
   static constexpr std::string_view LOG_TAG = "PL_CLIENT";
+  // The most "createEvent" commands one batch carries; the rest of the counts stay in the
+  // request log and go with the next batch. Keeps a batch's memory bounded.
+  static constexpr std::int64_t MAX_EVENT_COMMANDS_PER_BATCH = 10000;
 
   // Loads the state files and registers the built-in plug-in classes. `facade` is the
   // client that plug-ins receive.
@@ -141,8 +145,10 @@ class PelorinClientImpl {
   UpdateEntries takeUpdateEntries();
   Exchange makeExchange(std::vector<PelorinRequestCommand> commands) const;
   void emptyRequestCommitLog();
-  // After a failed exchange: have the next tick send the request log again.
-  void retryAfterFailure();
+  // After an answer that wrote the profile into the cache: applies again the changes the
+  // server has not confirmed yet (the request log's when `withRequestLog`, then the commit
+  // log's), so a change made while the exchange ran is not undone by its answer.
+  void reapplyPendingChanges(bool withRequestLog);
   // The body of a profile reload; called on the operation queue.
   void runReloadProfile();
 
@@ -164,6 +170,10 @@ class PelorinClientImpl {
   std::string _screenName;
   std::unique_ptr<PelorinConfiguration> _configuration;
   std::unique_ptr<EngineEventBusLink> _eventBusLink;
+  // The event counts of the request log that the batch in flight leaves for the next one
+  // (beyond MAX_EVENT_COMMANDS_PER_BATCH). Set when a batch is prepared, used when its
+  // answer empties the request log; batches run one at a time on the operation queue.
+  std::vector<PelorinEventCommitEntry> _heldBackEvents;
   // Held while the tick writes its files, outside the global lock.
   std::mutex _fileWriteMutex;
 };

@@ -157,9 +157,7 @@ void PelorinClientImpl::destroyPlugins() {
   for (const auto& plugin : _currentPlugins) {
     mainThread.post([plugin] { plugin->onDestroy(); });
   }
-  // Destroyed plug-ins leave the list at once, so each is destroyed exactly once even when
-  // the next screen brings no plug-ins of its own.
-  _currentPlugins.clear();
+  // The list stays until the next page view's plug-ins replace it.
 }
 
 }  // namespace pelorin

@@ -4,6 +4,7 @@
 
 #include "client/constants.h"
 #include "client/pelorin_client_impl.h"
+#include "json/utf8.h"
 #include "pelorin/platform/main_thread.h"
 #include "pelorin/platform/platform.h"
 #include "pelorin/platform/ui.h"
@@ -51,6 +52,31 @@ std::optional<DeepLink> parseDeepLink(std::string_view url) {
   return link;
 }
 
+int hexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// The path as the platform's URL type gives it: percent escapes decoded and a trailing "/"
+// dropped; "" when the decoded bytes are not UTF-8.
+std::string relativePath(std::string_view path) {
+  if (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
+  std::string decoded;
+  decoded.reserve(path.size());
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    if (path[i] == '%' && i + 2 < path.size() && hexValue(path[i + 1]) >= 0 &&
+        hexValue(path[i + 2]) >= 0) {
+      decoded.push_back(static_cast<char>(hexValue(path[i + 1]) * 16 + hexValue(path[i + 2])));
+      i += 2;
+    } else {
+      decoded.push_back(path[i]);
+    }
+  }
+  return isValidUtf8(decoded) ? decoded : std::string();
+}
+
 std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> parts;
   std::size_t start = 0;
@@ -76,7 +102,7 @@ bool PelorinClientImpl::setURL(std::string_view url) {
   log("Scheme data is " + scheme + ", with package name: " + packageName + " via host " +
       hostAddress);
   if (scheme != packageName) return false;
-  const auto parts = split(link->path, '/');
+  const auto parts = split(relativePath(link->path), '/');
   if (parts.size() != 3 || !parts[0].empty()) return false;
   const std::string& userName = parts[1];
   const std::string& session = parts[2];

@@ -11,6 +11,32 @@ std::optional<JsonValue> infoValue(std::string_view key) {
   return Platform::current().bundle().objectForInfoDictionaryKey(key);
 }
 
+bool isQueryValueCharacter(unsigned char c) {
+  if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) return true;
+  constexpr std::string_view kAllowed = "-._~!$'()*,;:@/?";
+  return kAllowed.find(static_cast<char>(c)) != std::string_view::npos;
+}
+
+bool isControlCharacter(unsigned char c) { return c < 0x20 || c == 0x7F; }
+
+template <typename Keep>
+std::string percentEncode(std::string_view text, Keep keep) {
+  constexpr char kHex[] = "0123456789ABCDEF";
+  std::string encoded;
+  encoded.reserve(text.size());
+  for (char c : text) {
+    const auto u = static_cast<unsigned char>(c);
+    if (keep(u)) {
+      encoded.push_back(c);
+    } else {
+      encoded.push_back('%');
+      encoded.push_back(kHex[u >> 4]);
+      encoded.push_back(kHex[u & 0xF]);
+    }
+  }
+  return encoded;
+}
+
 bool isFragmentCharacter(unsigned char c) {
   if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) return true;
   constexpr std::string_view kAllowed = "-._~!$&'()*+,;=:@/?";
@@ -65,10 +91,11 @@ std::string PelorinConfiguration::getDomaingGroupUrl(std::string_view host,
   url.reserve(host.size() + 48);
   url.append(host);
   url.append("/DG/");
-  url.append(domainGroup ? *domainGroup : std::string("DEFAULT"));
+  // Both come from the server's answers: no control character may reach the request line.
+  url.append(domainGroup ? percentEncodeControls(*domainGroup) : std::string("DEFAULT"));
   url.append("/rest/rpc/json/");
   if (zoneId) {
-    url.append(*zoneId);
+    url.append(percentEncodeControls(*zoneId));
     url.push_back('/');
   }
   url.push_back('?');
@@ -87,20 +114,15 @@ Parameters PelorinConfiguration::parametersToDictionary(JsonRef list) {
 }
 
 std::string percentEncodeFragment(std::string_view text) {
-  constexpr char kHex[] = "0123456789ABCDEF";
-  std::string encoded;
-  encoded.reserve(text.size());
-  for (char c : text) {
-    const auto u = static_cast<unsigned char>(c);
-    if (isFragmentCharacter(u)) {
-      encoded.push_back(c);
-    } else {
-      encoded.push_back('%');
-      encoded.push_back(kHex[u >> 4]);
-      encoded.push_back(kHex[u & 0xF]);
-    }
-  }
-  return encoded;
+  return percentEncode(text, isFragmentCharacter);
+}
+
+std::string percentEncodeControls(std::string_view text) {
+  return percentEncode(text, [](unsigned char c) { return !isControlCharacter(c); });
+}
+
+std::string percentEncodeQueryValue(std::string_view text) {
+  return percentEncode(text, isQueryValueCharacter);
 }
 
 }  // namespace pelorin

@@ -83,6 +83,12 @@ class PelorinConfiguration {
 // Percent-encodes every byte outside RFC 3986's fragment characters (letters, digits,
 // "-._~!$&'()*+,;=:@/?").
 std::string percentEncodeFragment(std::string_view text);
+// Percent-encodes the control characters (bytes below 0x20, and 0x7F) and nothing else:
+// what goes into a header, a path or a query must not end the line it is on.
+std::string percentEncodeControls(std::string_view text);
+// Percent-encodes every byte that cannot stand in a query value as it is: all but letters,
+// digits and "-._~!$'()*,;:@/?" ("&", "=", "+", "#" and "%" included).
+std::string percentEncodeQueryValue(std::string_view text);
 
 }  // namespace pelorin
 

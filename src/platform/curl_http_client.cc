@@ -2,10 +2,12 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <condition_variable>
 #include <deque>
+#include <limits>
 #include <mutex>
 #include <thread>
 #include <unordered_map>
@@ -32,6 +34,9 @@ struct Transfer {
   HttpHeaders responseHeaders;
   std::array<char, CURL_ERROR_SIZE> errorBuffer{};
   bool writesCookieFile = false;
+  // The answer body's limit, and whether the answer went past it.
+  std::size_t maxBody = CurlHttpClient::kDefaultMaxAnswerSize;
+  bool tooLarge = false;
 
   Transfer() = default;
   Transfer(const Transfer&) = delete;
@@ -43,8 +48,15 @@ struct Transfer {
 };
 
 size_t writeBody(char* data, size_t size, size_t count, void* user) {
-  static_cast<Transfer*>(user)->body.append(data, size * count);
-  return size * count;
+  auto* transfer = static_cast<Transfer*>(user);
+  const size_t bytes = size * count;
+  if (bytes > transfer->maxBody - transfer->body.size()) {
+    // Stops the transfer (curl ends it with a write error).
+    transfer->tooLarge = true;
+    return 0;
+  }
+  transfer->body.append(data, bytes);
+  return bytes;
 }
 
 std::string_view trim(std::string_view text) {
@@ -161,6 +173,7 @@ class CurlHttpClient::Impl {
     transfer->completion = std::move(completion);
     {
       std::lock_guard<std::mutex> lock(_mutex);
+      transfer->maxBody = _maxAnswerSize;
       ++_inFlight;
       _queued.push_back(std::move(transfer));
       if (!_worker.joinable() && !_stopping) _worker = std::thread([this] { run(); });
@@ -181,6 +194,16 @@ class CurlHttpClient::Impl {
   std::optional<std::filesystem::path> cookieFile() const {
     std::lock_guard<std::mutex> lock(_mutex);
     return _cookieFile;
+  }
+
+  std::size_t maxAnswerSize() const {
+    std::lock_guard<std::mutex> lock(_mutex);
+    return _maxAnswerSize;
+  }
+
+  void setMaxAnswerSize(std::size_t bytes) {
+    std::lock_guard<std::mutex> lock(_mutex);
+    _maxAnswerSize = bytes;
   }
 
   bool waitUntilIdle(std::chrono::milliseconds timeout) const {
@@ -289,6 +312,10 @@ class CurlHttpClient::Impl {
     curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, timeoutMs);
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, timeoutMs);
     curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, transfer.errorBuffer.data());
+    // An announced length past the limit ends the exchange before the body is read.
+    curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
+                     static_cast<curl_off_t>(std::min<std::size_t>(
+                         transfer.maxBody, std::numeric_limits<curl_off_t>::max())));
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &writeBody);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, &transfer);
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &writeHeader);
@@ -339,7 +366,14 @@ class CurlHttpClient::Impl {
 
   void complete(std::unique_ptr<Transfer> transfer, CURLcode code) {
     HttpResult result;
-    if (code == CURLE_OK) {
+    if (transfer->tooLarge || code == CURLE_FILESIZE_EXCEEDED) {
+      HttpError error;
+      error.code = UrlError::kDataLengthExceedsMaximum;
+      error.description = std::string(UrlError::description(error.code));
+      error.detail = "The answer exceeds " + std::to_string(transfer->maxBody) + " bytes";
+      result.error = std::move(error);
+      transfer->body = std::string();
+    } else if (code == CURLE_OK) {
       long status = 0;
       curl_easy_getinfo(transfer->easy, CURLINFO_RESPONSE_CODE, &status);
       long redirects = 0;
@@ -398,8 +432,9 @@ class CurlHttpClient::Impl {
   int _inFlight = 0;                              // guarded by _mutex
   bool _stopping = false;                         // guarded by _mutex
   CookieAcceptPolicy _policy = CookieAcceptPolicy::kOnlyFromMainDocumentDomain;  // by _mutex
-  std::optional<std::filesystem::path> _cookieFile;  // guarded by _mutex
-  std::string _savedCookies;                         // the cookie file's text, on the worker
+  std::optional<std::filesystem::path> _cookieFile;    // guarded by _mutex
+  std::size_t _maxAnswerSize = kDefaultMaxAnswerSize;  // guarded by _mutex
+  std::string _savedCookies;                           // the cookie file's text, on the worker
   std::thread _worker;
 };
 
@@ -423,6 +458,10 @@ void CurlHttpClient::send(HttpRequest request, Completion completion) {
 CookieAcceptPolicy CurlHttpClient::cookieAcceptPolicy() const { return _impl->policy(); }
 
 void CurlHttpClient::setCookieAcceptPolicy(CookieAcceptPolicy policy) { _impl->setPolicy(policy); }
+
+void CurlHttpClient::setMaxAnswerSize(std::size_t bytes) { _impl->setMaxAnswerSize(bytes); }
+
+std::size_t CurlHttpClient::maxAnswerSize() const { return _impl->maxAnswerSize(); }
 
 std::optional<std::filesystem::path> CurlHttpClient::cookieFile() const {
   return _impl->cookieFile();

@@ -83,8 +83,8 @@ PLLightbox::PLLightbox(const std::shared_ptr<platform::ViewController>& viewCont
     : _viewController(viewController), _iconUrl(std::move(iconUrl)) {}
 
 PLLightbox::~PLLightbox() {
-  // Its views do nothing without it (their actions hold it weakly): take them off screen.
-  if (_isShown) hide();
+  // Its timer would find nothing to hide.
+  if (_hideTimerId.valid()) Platform::current().mainThread().cancelTimer(_hideTimerId);
 }
 
 void PLLightbox::create() {

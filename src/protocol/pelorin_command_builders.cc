@@ -5,8 +5,6 @@
 namespace pelorin {
 namespace {
 
-constexpr std::string_view kLogTag = "PL_CONNECTOR";
-
 using Texts = std::vector<std::string>;
 
 }  // namespace
@@ -54,19 +52,7 @@ std::vector<PelorinRequestCommand> PelorinConnector::setUpdateCommand(
                           std::move(setProperties), true);
   }
   for (const auto& entry : events) {
-    std::int64_t count = entry.count();
-    if (count > MAX_EVENT_COMMANDS_PER_ENTRY) {
-      // A count this large comes from a damaged stored log; sending it in full would
-      // exhaust memory.
-      PelorinConfiguration::log(
-          [&] {
-            return "Event count " + std::to_string(count) + " of interaction " +
-                   entry.identifier() + " exceeds " + std::to_string(MAX_EVENT_COMMANDS_PER_ENTRY) +
-                   "; sending " + std::to_string(MAX_EVENT_COMMANDS_PER_ENTRY);
-          },
-          kLogTag, LogFlag::WARNING);
-      count = MAX_EVENT_COMMANDS_PER_ENTRY;
-    }
+    const std::int64_t count = entry.count();
     // Every entry numbers its commands from 5 again; the repeated ids are intended.
     for (std::int64_t i = 0; i < count; ++i) {
       commands.push_back(

@@ -148,12 +148,6 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
           return executeRedirect(location->second.string(), calls, screenName);
         }
       }
-      // The answers are kept by call id and hold objects, so the map above never holds a
-      // text under "location"; a server that moves the visitor answers 300 with the body
-      // {"location": "<address>"}, and that address is followed.
-      if (auto body = JsonValue::parse(*_data); body && body->get("location").isString()) {
-        return executeRedirect(body->get("location").string(), calls, screenName);
-      }
     }
     // The HTTP client followed a redirect itself: post the batch again to where it led. A
     // copy: the next exchange replaces `_response`, and a retry there still needs the URL.
@@ -215,8 +209,10 @@ std::optional<HttpRequest> PelorinConnector::createRequest(
   request.cachePolicy = platform::CachePolicy::kUseProtocolCachePolicy;
   request.timeout = std::chrono::seconds(60);
   request.setHeader("User-Agent", Constants::PELORIN_NAME);
-  request.setHeader(
-      "referer", "app://" + PelorinConfiguration::getPackageName() + "/" + screenName.value_or(""));
+  // The screen name comes from the app, a deep link or the server: a line break in it would
+  // add a header of its own.
+  request.setHeader("referer", "app://" + PelorinConfiguration::getPackageName() + "/" +
+                                   percentEncodeControls(screenName.value_or("")));
   request.setHeader("Connection", "close");
   request.timeout = REQUEST_TIMEOUT;
   request.httpShouldUsePipelining = false;
@@ -241,7 +237,9 @@ std::string PelorinConnector::getPostParameters() const {
 
 std::string PelorinConnector::addSimulatorData(std::string text) const {
   if (_userName && _mobileSessionId && !_userName->empty() && !_mobileSessionId->empty()) {
-    text += "&username=" + *_userName + "&mobileSessionId=" + *_mobileSessionId;
+    // Taken from a deep link, decoded: encoded again where they enter the query.
+    text += "&username=" + percentEncodeQueryValue(*_userName) +
+            "&mobileSessionId=" + percentEncodeQueryValue(*_mobileSessionId);
   }
   return text;
 }
@@ -255,9 +253,10 @@ std::string PelorinConnector::addTime(std::string text) {
 
 std::string PelorinConnector::getPostData(const std::vector<PelorinRequestCommand>& calls) {
   std::string body = "[";
-  for (const auto& call : calls) {
-    if (body.size() > 1) body += ",";
-    body += call.toJson();
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    // Joined as they are: a command that could not be serialised leaves an empty element.
+    if (i > 0) body += ",";
+    body += calls[i].toJson();
   }
   body += "]";
   PelorinConfiguration::log([&] { return "Request body to Pelorin: " + body; }, LOG_TAG,
@@ -270,8 +269,12 @@ Result<std::optional<PelorinConnector::ResponseMap>> PelorinConnector::parseResp
   if (!isValidUtf8(data)) return pelorin::Error{"The response is not UTF-8 text."};
   std::string_view text = data;
   if (text.starts_with(kJsonpPrefix)) {
-    // Drops the wrapper's closing parenthesis: whatever the last character is.
+    // Drops the wrapper's closing parenthesis: whatever the last character is, however
+    // many bytes it takes (the text is UTF-8, checked above).
     text.remove_prefix(kJsonpPrefix.size());
+    while (!text.empty() && (static_cast<unsigned char>(text.back()) & 0xC0U) == 0x80U) {
+      text.remove_suffix(1);
+    }
     if (!text.empty()) text.remove_suffix(1);
   }
   PelorinConfiguration::log([&] { return "Reponse from Pelorin: " + std::string(text); }, LOG_TAG,

@@ -111,9 +111,6 @@ class PelorinConnector {
 
   // ---- Command builders (pelorin_command_builders.cc) -------------------------------------
 
-  // Most event commands one commit entry may add to a batch; see setUpdateCommand.
-  static constexpr std::int64_t MAX_EVENT_COMMANDS_PER_ENTRY = 10000;
-
   // "getProfile" with "forceCreate": ["true"]; the engine passes id 0.
   static PelorinRequestCommand getProfileCommand(std::int64_t callId);
   // "createEvent" asking for the interactions of a screen: "type": [eventType],
@@ -134,8 +131,7 @@ class PelorinConnector {
   // "setProperties" (id 2) when they have entries; then, for each event entry, `_count`
   // "createEvent" commands with ids 5, 6, ... The ids start again at 5 for every entry, so
   // two entries both send id "5": the server answers each and the last answer of an id is
-  // kept. An entry counting more than MAX_EVENT_COMMANDS_PER_ENTRY (only a damaged stored
-  // log can) sends that many, with a warning.
+  // kept. The engine bounds the counts it hands in (see the engine's batch limit).
   static std::vector<PelorinRequestCommand> setUpdateCommand(
       RequestParameters addProperties, RequestParameters setProperties,
       const std::vector<PelorinEventCommitEntry>& events);

@@ -121,6 +121,17 @@ TEST_F(InteractionContextTest, UnusableEntryWithDefaultStopsTheFallbackCircle) {
             "WARNING [PL_INTERACTION]: No usable parameters for the locale 'es'");
 }
 
+// A list that mixes other values with locale entries is no list of locale entries.
+TEST_F(InteractionContextTest, ParametersMixingNonObjectsWithLocaleEntriesAreNotUsed) {
+  JsonValue object = json(R"({"id":"i","defaultLocale":"en","parameters":[7,{"locale":"en",
+      "parameter":[{"id":"a","value":["x"]}]}]})");
+  InteractionContext context(object.ref(), {}, std::nullopt);
+  EXPECT_TRUE(context.getParameters().empty());
+  EXPECT_EQ(
+      _test.logLines(),
+      std::vector<std::string>{"INFO [PL_INTERACTION]: The plugin doesn't contain any locales."});
+}
+
 TEST_F(InteractionContextTest, ValueFromParameters) {
   JsonValue object = json(R"({"id":"i","defaultLocale":"en","parameters":[{"locale":"en",
       "parameter":[{"id":"a","value":["x","y"]},{"id":"empty","value":[]},{"id":"blank","value":["","z"]}]}]})");
@@ -225,16 +236,17 @@ TEST_F(InteractionContextClientTest, GetViewWithoutAPositionIsNothing) {
   EXPECT_EQ(context.getView(), nullptr);
 }
 
-// Once the interaction's screen is gone, the view of whichever screen is current now is
-// not the interaction's view.
-TEST_F(InteractionContextClientTest, GetViewAfterTheScreenIsGoneIsNothing) {
+// Once the interaction's screen is gone, the lookup leaves the current screen as it is and
+// looks the position up there.
+TEST_F(InteractionContextClientTest, GetViewAfterTheScreenIsGoneLooksAtTheCurrentScreen) {
   auto shown = std::make_shared<platform::ViewController>("Shown");
-  shown->addOutlet("banner", std::make_shared<platform::Label>("other"));
+  auto other = std::make_shared<platform::Label>("other");
+  shown->addOutlet("banner", other);
   PelorinClient::getInstance(shown);
   auto own = std::make_shared<platform::ViewController>("Own");
   InteractionContext context = contextOn(own);
   own.reset();
-  EXPECT_EQ(context.getView(), nullptr);
+  EXPECT_EQ(context.getView(), other);
   EXPECT_EQ(client().getViewController(), shown);
 }
 

@@ -220,7 +220,7 @@ TEST_F(PelorinClientPluginsTest, PageViewReplacesTheCurrentPluginsAndOtherEvents
   EXPECT_EQ(PelorinClient::synchronized([] { return engine().currentPlugins(); }), third);
 }
 
-TEST_F(PelorinClientPluginsTest, DestroyCallsOnDestroyOnTheMainThreadInOrderOnce) {
+TEST_F(PelorinClientPluginsTest, DestroyCallsOnDestroyOnTheMainThreadInOrderAndKeepsTheList) {
   load(select(R"([{"pluginClass":"MyApp.Recorder","id":"i1"},{"pluginClass":"MyApp.Quiet","id":"q"},
                   {"pluginClass":"MyApp.Recorder","id":"i2"}])"),
        true);
@@ -230,10 +230,15 @@ TEST_F(PelorinClientPluginsTest, DestroyCallsOnDestroyOnTheMainThreadInOrderOnce
   EXPECT_EQ(_test.mainLoop().runUntilIdle(), 3U);
   const Lines entries = journal().entries();
   EXPECT_EQ(Lines(entries.end() - 2, entries.end()), (Lines{"destroy i1", "destroy i2"}));
-  EXPECT_EQ(currentCount(), 0U);
-  // Each plug-in is stopped once, also when the next screen brings none.
+  // The list stays until the next page view's plug-ins replace it; a screen that brings
+  // none leaves it, and the next page view stops the same plug-ins again.
+  EXPECT_EQ(currentCount(), 3U);
+  load({}, true);
+  EXPECT_EQ(currentCount(), 3U);
   destroy();
-  EXPECT_EQ(_test.mainLoop().runUntilIdle(), 0U);
+  EXPECT_EQ(_test.mainLoop().runUntilIdle(), 3U);
+  const Lines again = journal().entries();
+  EXPECT_EQ(Lines(again.end() - 2, again.end()), (Lines{"destroy i1", "destroy i2"}));
 }
 
 TEST_F(PelorinClientPluginsTest, DestroyedPluginsNoLongerReceiveEvents) {

@@ -305,6 +305,20 @@ TEST_F(PelorinClientTest, ScreenNameFallsBackToTheTitleWithAWarning) {
                   "title 'Checkout' instead."});
 }
 
+// Page-view data that is not an object is no map: no screen name, not even the title.
+TEST_F(PelorinClientTest, DataThatIsNotAnObjectGivesNoScreenName) {
+  auto controller = std::make_shared<platform::ViewController>();
+  controller->setTitle("Checkout");
+  PelorinClient::getInstance(controller);
+  _test.console().clear();
+  PelorinClient::synchronized([&] {
+    for (const char* data : {"[]", "7", R"("home")", "null"}) {
+      EXPECT_EQ(engine().getScreenNameFromProperties(JsonValue::parse(data)), std::nullopt) << data;
+    }
+  });
+  EXPECT_TRUE(_test.logLines().empty());
+}
+
 TEST_F(PelorinClientTest, GetViewNeedsAHashAndAViewProperty) {
   auto controller = std::make_shared<platform::ViewController>();
   auto button = std::make_shared<platform::Button>("Buy");
@@ -484,14 +498,27 @@ TEST_F(PelorinClientTest, SimulatorLinkTakesTheHostWithoutUserInfoOrPort) {
   engine().waitForOperations();
 }
 
-// Parts are used as they stand in the link: percent escapes stay escaped, so they can go
-// into the request's query unchanged.
-TEST_F(PelorinClientTest, SimulatorLinkKeepsPercentEscapesOfItsParts) {
+// The path is split as the platform's URL type gives it: percent escapes decoded, a
+// trailing "/" dropped. The query is encoded where the connector builds it.
+TEST_F(PelorinClientTest, SimulatorLinkDecodesItsPartsAndDropsATrailingSlash) {
   client();
-  EXPECT_TRUE(client().setURL("com.example.shop://simulator.example/ann%20b/s%2F1"));
-  EXPECT_EQ(storedFile("plsimulatorusername.data"), "ann%20b");
-  EXPECT_EQ(storedFile("plsimulatormobilesession.data"), "s%2F1");
+  EXPECT_TRUE(client().setURL("com.example.shop://simulator.example/ann%20b/s%2D1/"));
+  EXPECT_EQ(storedFile("plsimulatorusername.data"), "ann b");
+  EXPECT_EQ(storedFile("plsimulatormobilesession.data"), "s-1");
+  PelorinClient::synchronized([&] {
+    EXPECT_EQ(engine().configuration().getSimulatorUsername(), "ann b");
+    EXPECT_EQ(engine().configuration().getSimulatorSessionId(), "s-1");
+  });
   engine().waitForOperations();
+}
+
+// A decoded "/" is a separator like any other: three parts no longer.
+TEST_F(PelorinClientTest, SimulatorLinkWithAnEncodedSlashInAPartIsRefused) {
+  client();
+  EXPECT_FALSE(client().setURL("com.example.shop://simulator.example/ann/s%2F1"));
+  EXPECT_FALSE(client().setURL("com.example.shop://simulator.example/ann/s%FF"));
+  PelorinClient::synchronized(
+      [&] { EXPECT_FALSE(engine().configuration().isConnectedToSimulator()); });
 }
 
 }  // namespace

@@ -126,6 +126,12 @@ TEST_F(PelorinConfigurationTest, DomainGroupUrlWithDomainGroup) {
             "h/DG/g/rest/rpc/json/?");
 }
 
+// Both come from the server's answers; a line break must not reach the request line.
+TEST_F(PelorinConfigurationTest, DomainGroupUrlEncodesControlCharactersOfGroupAndZone) {
+  EXPECT_EQ(PelorinConfiguration::getDomaingGroupUrl("h", "g\r\nX: 1", "z\n\x01"),
+            "h/DG/g%0D%0AX: 1/rest/rpc/json/z%0A%01/?");
+}
+
 TEST_F(PelorinConfigurationTest, DomainGroupUrlWithEmptyHost) {
   EXPECT_EQ(PelorinConfiguration::getDomaingGroupUrl("", std::nullopt, std::nullopt),
             "/DG/DEFAULT/rest/rpc/json/?");

@@ -221,5 +221,31 @@ TEST_F(ClientE2ETest, OtherEventWithContextPublishesAnAdvancedEvent) {
       lines.end());
 }
 
+// A screen name with a line break reaches the server inside the referer, encoded, and adds
+// no header of its own.
+TEST_F(ClientE2ETest, ScreenNameWithALineBreakAddsNoHeader) {
+  client().createEvent("PAGEVIEW", {{"screenName", "home\r\nX-Injected: yes"}});
+  drain();
+  const auto requests = _server.requests();
+  ASSERT_FALSE(requests.empty());
+  EXPECT_FALSE(requests[0].hasHeader("X-Injected"));
+  // The server's HTTP library decodes the referer's percent escapes when it reads it: the
+  // line break arrived inside the one header, encoded.
+  EXPECT_EQ(requests[0].header("referer"), "app://com.example.shop/home\r\nX-Injected: yes");
+}
+
+// Braces without members are no data: a page view without a screen name or context.
+TEST_F(ClientE2ETest, EventWithEmptyBracesHasNoData) {
+  client().createEvent("PAGEVIEW", {});
+  drain();
+  const auto requests = _server.requests();
+  ASSERT_FALSE(requests.empty());
+  EXPECT_TRUE(contains(requests[0].body,
+                       R"({"method":"createEvent","alt":"json","id":"4","params":"{\"type\":)"
+                       R"([\"PAGEVIEW\"],\"interaction\":[]}"})"))
+      << requests[0].body;
+  EXPECT_EQ(client().getScreenName(), "");
+}
+
 }  // namespace
 }  // namespace pelorin

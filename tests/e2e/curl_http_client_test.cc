@@ -6,6 +6,7 @@
 #include <httplib.h>
 
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -211,6 +212,98 @@ TEST_F(CurlHttpClientTest, SlowAnswerIsTimedOut) {
   ASSERT_TRUE(result && result->error);
   EXPECT_EQ(result->error->code, UrlError::kTimedOut);
   EXPECT_EQ(result->error->description, "The request timed out.");
+}
+
+// A server on loopback that answers every POST with a body of unknown length, sent in
+// pieces by `provide` (chunked transfer encoding, so curl cannot see the size up front).
+class StreamingServer {
+ public:
+  using Provider = std::function<bool(std::size_t offset, httplib::DataSink& sink)>;
+  explicit StreamingServer(const Provider& provide) {
+    _server.Post("/x", [provide](const httplib::Request&, httplib::Response& response) {
+      response.set_chunked_content_provider("application/json", provide);
+    });
+    _port = _server.bind_to_any_port("127.0.0.1");
+    // Bound already: a connection made before the loop accepts waits in the backlog.
+    _thread = std::thread([this] { _server.listen_after_bind(); });
+  }
+  ~StreamingServer() {
+    _server.stop();
+    _thread.join();
+  }
+  StreamingServer(const StreamingServer&) = delete;
+  StreamingServer& operator=(const StreamingServer&) = delete;
+  std::string url() const { return "http://127.0.0.1:" + std::to_string(_port) + "/x"; }
+
+ private:
+  httplib::Server _server;
+  int _port = 0;
+  std::thread _thread;
+};
+
+TEST_F(CurlHttpClientTest, AnswerLimitDefaultsToSixteenMegabytes) {
+  CurlHttpClient client;
+  EXPECT_EQ(client.maxAnswerSize(), std::size_t{16} << 20U);
+  EXPECT_EQ(CurlHttpClient::kDefaultMaxAnswerSize, std::size_t{16} << 20U);
+}
+
+// An announced length past the limit ends the exchange before the body is read.
+TEST_F(CurlHttpClientTest, AnnouncedAnswerPastTheLimitExceedsTheMaximum) {
+  CurlHttpClient client;
+  client.setMaxAnswerSize(1000);
+  _server.answerNextWithBody(std::string(1001, 'x'));
+
+  auto result = sendAndWait(client, post(_server.rpcUrl()));
+
+  ASSERT_TRUE(result && result->error);
+  EXPECT_FALSE(result->response.has_value());
+  EXPECT_FALSE(result->data.has_value());
+  EXPECT_EQ(result->error->code, UrlError::kDataLengthExceedsMaximum);
+  EXPECT_EQ(result->error->description, "resource exceeds maximum size");
+  EXPECT_EQ(result->error->detail, "The answer exceeds 1000 bytes");
+}
+
+TEST_F(CurlHttpClientTest, AnswerOfExactlyTheLimitIsRead) {
+  CurlHttpClient client;
+  client.setMaxAnswerSize(1000);
+  _server.answerNextWithBody(std::string(1000, 'x'));
+
+  auto result = sendAndWait(client, post(_server.rpcUrl()));
+
+  ASSERT_TRUE(result && result->data);
+  EXPECT_EQ(result->data->size(), 1000U);
+}
+
+// A body of unknown length is read up to the limit and no further: an endless one ends.
+TEST_F(CurlHttpClientTest, EndlessAnswerStopsAtTheLimit) {
+  StreamingServer endless([](std::size_t /*offset*/, httplib::DataSink& sink) {
+    const std::string piece(4096, 'x');
+    return sink.write(piece.data(), piece.size());
+  });
+  CurlHttpClient client;
+  client.setMaxAnswerSize(std::size_t{64} * 1024);
+
+  auto result = sendAndWait(client, post(endless.url()));
+
+  ASSERT_TRUE(result && result->error);
+  EXPECT_EQ(result->error->code, UrlError::kDataLengthExceedsMaximum);
+  EXPECT_FALSE(result->data.has_value());
+}
+
+// A server that sends a byte now and then never finishes: the request's time-out ends it.
+TEST_F(CurlHttpClientTest, TricklingAnswerEndsAtTheRequestTimeout) {
+  StreamingServer trickle([](std::size_t /*offset*/, httplib::DataSink& sink) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    return sink.write("x", 1);
+  });
+  CurlHttpClient client;
+  HttpRequest request = post(trickle.url());
+  request.timeout = std::chrono::milliseconds(300);
+
+  auto result = sendAndWait(client, request);
+
+  ASSERT_TRUE(result && result->error);
+  EXPECT_EQ(result->error->code, UrlError::kTimedOut);
 }
 
 TEST_F(CurlHttpClientTest, MalformedUrlIsBadUrl) {

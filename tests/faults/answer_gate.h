@@ -21,6 +21,10 @@ class AnswerGate {
     server.setRequestObserver([state = _state](const devserver::RecordedRequest&) {
       std::unique_lock<std::mutex> lock(state->mutex);
       if (state->toHold == 0) return;
+      if (state->toPass > 0) {
+        --state->toPass;
+        return;
+      }
       --state->toHold;
       ++state->held;
       state->changed.notify_all();
@@ -37,10 +41,12 @@ class AnswerGate {
   AnswerGate(const AnswerGate&) = delete;
   AnswerGate& operator=(const AnswerGate&) = delete;
 
-  // The next `count` requests wait at the gate, before the server answers them.
-  void holdNext(int count) {
+  // The next `count` requests wait at the gate, before the server answers them; the
+  // `after` requests before them pass.
+  void holdNext(int count, int after = 0) {
     std::lock_guard<std::mutex> lock(_state->mutex);
     _state->toHold += count;
+    _state->toPass += after;
   }
   // Waits until `count` requests wait at the gate; false after `timeout`.
   bool waitUntilHeld(int count, std::chrono::milliseconds timeout) {
@@ -52,6 +58,7 @@ class AnswerGate {
     {
       std::lock_guard<std::mutex> lock(_state->mutex);
       _state->toHold = 0;
+      _state->toPass = 0;
       ++_state->generation;
     }
     _state->changed.notify_all();
@@ -62,6 +69,7 @@ class AnswerGate {
     std::mutex mutex;
     std::condition_variable changed;
     int toHold = 0;      // guarded by mutex
+    int toPass = 0;      // guarded by mutex
     int held = 0;        // guarded by mutex
     int generation = 0;  // guarded by mutex; a release starts a new one
   };

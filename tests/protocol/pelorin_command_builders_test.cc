@@ -152,17 +152,16 @@ TEST(PelorinCommandBuildersTest, EventEntryOfCountThreeYieldsThreeIdenticalComma
   }
 }
 
-TEST(PelorinCommandBuildersTest, CountBeyondTheLimitIsCappedAndLogged) {
+// One command per count, however many: the engine bounds a batch, not the builder.
+TEST(PelorinCommandBuildersTest, EveryCountOfALargeEntryIsSent) {
   testing::TestPlatform platform;
 
   Commands commands = PelorinConnector::setUpdateCommand(
-      {}, {}, {PelorinEventCommitEntry(EventType::CLICK, "i1", 9000000000000000000)});
+      {}, {}, {PelorinEventCommitEntry(EventType::CLICK, "i1", 10001)});
 
-  ASSERT_EQ(commands.size(), 10001U);
-  EXPECT_EQ(commands.back().callId(), "10004");
-  EXPECT_EQ(platform.logLines(),
-            std::vector<std::string>{"WARNING [PL_CONNECTOR]: Event count 9000000000000000000 of "
-                                     "interaction i1 exceeds 10000; sending 10000"});
+  ASSERT_EQ(commands.size(), 10002U);
+  EXPECT_EQ(commands.back().callId(), "10005");
+  EXPECT_EQ(platform.logLines(), std::vector<std::string>{});
 }
 
 TEST(PelorinCommandBuildersTest, OnlyPendingKindsGetAnAddOrSetCommand) {

@@ -83,6 +83,31 @@ TEST_F(PelorinConnectorTest, PackageNameIsPercentEncodedInTheQuery) {
             "overruleReferrer=my%20app&time=13:2");
 }
 
+TEST_F(PelorinConnectorTest, PackageNameControlCharactersAreEncodedInTheQuery) {
+  _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("app\r\nX: y")));
+  EXPECT_EQ(PelorinConnector(std::nullopt, std::nullopt).getPostParameters(),
+            "overruleReferrer=app%0D%0AX:%20y&time=13:2");
+}
+
+// Decoded from a deep link, the simulator's user name and session are encoded again where
+// the query is built: a space, "&", "#" or a line break cannot stand in it as it is.
+TEST_F(PelorinConnectorTest, SimulatorDataIsPercentEncodedInTheQuery) {
+  PelorinConnector connector("ann b", "s&1#x\r\n%");
+  EXPECT_EQ(connector.getPostParameters(),
+            "overruleReferrer=com.example.app&username=ann%20b&mobileSessionId=s%261%23x%0D%0A%25"
+            "&time=13:2");
+  EXPECT_TRUE(PelorinConnector::isValidUrl("http://h/?" + connector.getPostParameters()));
+}
+
+// A screen name holding a line break would add a header of its own.
+TEST_F(PelorinConnectorTest, ControlCharactersOfTheScreenNameAreEncodedInTheReferer) {
+  auto request = PelorinConnector(std::nullopt, std::nullopt)
+                     .createRequest("http://h/", {}, std::string("home\r\nX-Injected: yes\t\x7f"));
+  ASSERT_TRUE(request.has_value());
+  EXPECT_EQ(request->header("referer"), "app://com.example.app/home%0D%0AX-Injected: yes%09%7F");
+  EXPECT_EQ(request->headers.size(), 4U);
+}
+
 TEST_F(PelorinConnectorTest, RequestIsAPostWithFourHeadersInOrder) {
   PelorinConnector connector(std::nullopt, std::nullopt);
 
@@ -155,6 +180,18 @@ TEST_F(PelorinConnectorTest, BodyJoinsTheCommandsInOrder) {
               ElementsAre("INFO [PL_CONNECTOR]: Request body to Pelorin: " + expected));
 }
 
+// A command that cannot be serialised adds "", also at the head: the commas stay.
+TEST_F(PelorinConnectorTest, UnserialisableCommandsLeaveEmptyElementsWhereverTheyAre) {
+  const PelorinRequestCommand bad("get\xffProfile", 0, RequestParameters{});
+  ASSERT_EQ(bad.toJson(), "");
+
+  EXPECT_EQ(PelorinConnector::getPostData({bad, PelorinConnector::getProfileCommand(0)}),
+            std::string("[,") + kGetProfileJson + "]");
+  EXPECT_EQ(PelorinConnector::getPostData({bad, bad}), "[,]");
+  EXPECT_EQ(PelorinConnector::getPostData({PelorinConnector::getProfileCommand(0), bad}),
+            std::string("[") + kGetProfileJson + ",]");
+}
+
 TEST_F(PelorinConnectorTest, NoCommandsGiveAnEmptyArray) {
   EXPECT_EQ(PelorinConnector::getPostData({}), "[]");
 }
@@ -190,6 +227,21 @@ TEST_F(PelorinConnectorTest, PlJsonWrapperLosesItsLastCharacterWhateverItIs) {
 
   ASSERT_TRUE(parsed.ok() && parsed.value());
   EXPECT_TRUE(parsed.value()->contains("4"));
+}
+
+// The wrapper's last character goes whole, however many bytes it takes in UTF-8.
+TEST_F(PelorinConnectorTest, PlJsonWrapperLosesAWholeMultiByteLastCharacter) {
+  for (std::string_view last : {"\xc3\xa9", "\xf0\x9f\x98\x80"}) {
+    _test.console().clear();
+    auto parsed =
+        PelorinConnector::parseResponse(std::string(R"(pl_json([{"id":"4"}])") + std::string(last));
+
+    ASSERT_TRUE(parsed.ok()) << parsed.error().message;
+    ASSERT_TRUE(parsed.value());
+    EXPECT_TRUE(parsed.value()->contains("4"));
+    EXPECT_THAT(_test.logLines(),
+                ElementsAre(R"(INFO [PL_CONNECTOR]: Reponse from Pelorin: [{"id":"4"}])"));
+  }
 }
 
 TEST_F(PelorinConnectorTest, ElementsWithoutTextIdAreSkipped) {

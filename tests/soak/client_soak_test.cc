@@ -25,6 +25,8 @@
 
 #include "client/pelorin_client_impl.h"
 #include "e2e/client_fixture.h"
+#include "pelorin/pelorin_event_factory.h"
+#include "pelorin/pelorin_event_manager.h"
 #include "pelorin/platform/toolkit.h"
 #include "soak/random_faults.h"
 
@@ -194,6 +196,18 @@ class ClientSoakTest : public testing::ClientE2ETest {
     finished();
   }
 
+  // Whether the shop's behaviour listener is subscribed to the event bus.
+  static bool listenerSubscribed() {
+    return PelorinClient::synchronized([] {
+      for (const auto& subscriptions : PelorinEventFactory::getInstance().handlersByEvent()) {
+        for (const auto& handler : subscriptions.second) {
+          if (handler.id == "behaviour-1") return true;
+        }
+      }
+      return false;
+    });
+  }
+
   // Moves between the shop, whose listener watches the buy button, and the home screen.
   void pageViews() {
     for (int view = 0; !pause(kPageViewPace); ++view) {
@@ -257,8 +271,10 @@ TEST_F(ClientSoakTest, AppUnderRandomFaultsEndsWithTheImpliedProfileAndFlatMemor
   for (int turn = 0; Clock::now() < end; ++turn) {
     if (turn % 2 == 0) _test.advanceClock(Platform::current().syncInterval());
     _test.mainLoop().runFor(kTurn);
-    // A tap counts when the listener watches the button, as a user sees it.
-    if (turn % 5 == 0 && _buy->targetCount() > 0) {
+    // A tap counts when the listener watches the button and listens on the bus: a
+    // destroyed listener stays on the button until the next screen's plug-ins replace it,
+    // and its taps reach no one.
+    if (turn % 5 == 0 && _buy->targetCount() > 0 && listenerSubscribed()) {
       _buy->tap();
       ++taps;
     }

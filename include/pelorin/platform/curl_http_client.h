@@ -9,6 +9,7 @@
 #define PELORIN_PLATFORM_CURL_HTTP_CLIENT_H_
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -38,6 +39,13 @@ class CurlHttpClient : public HttpClient {
   void send(HttpRequest request, Completion completion) override;
   CookieAcceptPolicy cookieAcceptPolicy() const override;
   void setCookieAcceptPolicy(CookieAcceptPolicy policy) override;
+
+  // The largest answer body read, in bytes. Past it the exchange ends as a transport error
+  // (`UrlError::kDataLengthExceedsMaximum`): a body is held whole in memory, so a hostile
+  // or broken server must not decide how much. Applies to requests sent afterwards.
+  static constexpr std::size_t kDefaultMaxAnswerSize = std::size_t{16} << 20U;
+  void setMaxAnswerSize(std::size_t bytes);
+  std::size_t maxAnswerSize() const;
 
   // The cookie file in use, once the first request has resolved it.
   std::optional<std::filesystem::path> cookieFile() const;
