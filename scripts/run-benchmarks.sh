@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds Release in build-release/ and runs every benchmark; each prints its times and then
 # its ratios against baselines measured in the same run. Then the memory a client holds for
-# 10,000 properties and the stripped sizes of the library and of a program linking it.
+# 10,000 properties, the stripped sizes of the library and of a program linking it, and
+# last the soak of the demo's journey (20,000 page views, some minutes; set
+# PELORIN_SOAK_PAGE_VIEWS for another count, 0 to skip it).
 # Arguments go to every benchmark (default: --benchmark_repetitions=3; the fastest
 # repetition counts), e.g.
 #   scripts/run-benchmarks.sh --benchmark_repetitions=5 --benchmark_filter=Cache
@@ -9,7 +11,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 cmake_args=(-G Ninja -DCMAKE_BUILD_TYPE=Release -DPELORIN_BUILD_BENCHMARKS=ON
-            -DPELORIN_BUILD_TESTS=OFF -DPELORIN_BUILD_EXAMPLES=OFF -DPELORIN_BUILD_TOOLS=OFF
+            -DPELORIN_BUILD_TESTS=OFF -DPELORIN_BUILD_EXAMPLES=OFF -DPELORIN_BUILD_TOOLS=ON
             -DPELORIN_BUILD_FUZZERS=OFF -DPELORIN_SANITIZE=)
 if command -v ccache >/dev/null 2>&1; then
   cmake_args+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
@@ -59,3 +61,11 @@ c++ -shared -o "$scratch/libpelorin.so" -Wl,--whole-archive build-release/src/li
 echo "shared object from the archive:     $(size_of "$scratch/libpelorin.so") bytes"
 echo "shared libraries the program needs (not counted above): $(readelf -d \
   build-release/bench/pelorin_size_probe | sed -n 's/.*Shared library: \[\(.*\)\]/\1/p' | tr '\n' ' ')"
+
+soak_page_views="${PELORIN_SOAK_PAGE_VIEWS:-20000}"
+if [ "$soak_page_views" -gt 0 ]; then
+  echo
+  echo "== soak: the demo's journey, $soak_page_views page views (bench/journey_soak.cc)"
+  build-release/bench/pelorin_journey_soak --page-views "$soak_page_views" ||
+    echo "(the soak missed a target or the devserver stopped answering)"
+fi

@@ -6,6 +6,7 @@
 #include "base/describe.h"
 #include "client/constants.h"
 #include "client/pelorin_client_impl.h"
+#include "client/pelorin_configuration.h"
 #include "client/segments_and_connections.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
@@ -68,9 +69,18 @@ bool PelorinClientImpl::_updateProfileId(const std::optional<std::string>& profi
 void PelorinClientImpl::processPropertiesResult(JsonRef result, bool isUpdate) {
   auto properties = propertiesOf(result);
   if (!properties) return;
+  // An answer that the cache holds already is not copied into it again; the cache is
+  // marked changed all the same, as after any answer.
   if (isUpdate) {
-    log("Updated properties: " + describe(*properties));
-    _cache->setProperties(*properties);
+    PelorinConfiguration::log([&] { return "Updated properties: " + describe(*properties); },
+                              LOG_TAG, LogFlag::INFO);
+    if (_cache->holds(*properties)) {
+      _cache->modified = true;
+    } else {
+      _cache->setProperties(*properties);
+    }
+  } else if (_cache->holdsExactly(*properties)) {
+    _cache->modified = true;
   } else {
     // The server's answer replaces the whole profile.
     _cache->properties.clear();

@@ -24,6 +24,20 @@ void PelorinCache::setProperties(const ProfileProperties& newProperties) {
   modified = true;
 }
 
+bool PelorinCache::holds(const ProfileProperties& newProperties) const {
+  return std::all_of(newProperties.begin(), newProperties.end(), [&](const auto& entry) {
+    if (entry.first.empty()) return true;
+    const auto stored = properties.find(entry.first);
+    return stored != properties.end() && stored->second == filterEmpty(entry.second);
+  });
+}
+
+bool PelorinCache::holdsExactly(const ProfileProperties& newProperties) const {
+  const auto named = std::count_if(newProperties.begin(), newProperties.end(),
+                                   [](const auto& entry) { return !entry.first.empty(); });
+  return static_cast<std::size_t>(named) == properties.size() && holds(newProperties);
+}
+
 void PelorinCache::addProperties(std::string_view name, const std::vector<std::string>& values) {
   if (name.empty()) return;
   auto& stored = properties[std::string(name)];

@@ -34,6 +34,13 @@ class PelorinCache {
   void addProperties(std::string_view name, const std::vector<std::string>& values);
   // `values` without the empty texts, in their order.
   static std::vector<std::string> filterEmpty(const std::vector<std::string>& values);
+  // Whether every named entry is stored already with exactly its values (empty texts
+  // aside), so that `setProperties(newProperties)` would leave the properties as they are.
+  //   cache.holds({{"city", {"", "Utrecht"}}});  // true when "city" is ["Utrecht"]
+  bool holds(const ProfileProperties& newProperties) const;
+  // Whether the properties are exactly `newProperties` (empty texts and names aside), as
+  // after clearing them and `setProperties(newProperties)`.
+  bool holdsExactly(const ProfileProperties& newProperties) const;
 
   // The stored form: {"properties": {name: [values]}, "domainGroup": text, "modified": bool},
   // "domainGroup" left out when there is none.

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <regex>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -385,6 +387,49 @@ TEST_F(PelorinClientTest, PropertiesAnswerReplacesOrUpdatesTheProfile) {
   });
   EXPECT_EQ(client().getProfileValues("local"), std::nullopt);
   EXPECT_EQ(client().getProfileValue("city"), "Amsterdam");
+}
+
+TEST_F(PelorinClientTest, AnswerEqualToTheCacheLeavesItsPropertiesAndMarksItChanged) {
+  const auto process = [&](std::string_view properties, bool isUpdate) {
+    PelorinClient::synchronized(
+        [&] { engine().processPropertiesResult(JsonValue::parse(properties)->ref(), isUpdate); });
+  };
+  const auto written = [&] {
+    PelorinClient::synchronized([&] {
+      engine().sync();
+      EXPECT_FALSE(engine().cache().modified);
+    });
+    engine().waitForOperations();
+    return storedFile("cache5.2.data");
+  };
+  constexpr std::string_view kWhole =
+      R"({"result":{"properties":{"city":["Utrecht"],"tags":["a","b"]}}})";
+  constexpr std::string_view kStored =
+      R"({"properties":{"city":["Utrecht"],"tags":["a","b"]},"modified":false})";
+  process(kWhole, false);
+  EXPECT_EQ(written(), kStored);
+
+  // The same profile again, whole or as an update (empty texts and names aside): the
+  // properties stay, and the cache is marked changed as after any answer.
+  for (const auto& [properties, isUpdate] : std::vector<std::pair<std::string_view, bool>>{
+           {kWhole, false},
+           {R"({"result":{"properties":{"tags":["a","","b"]}}})", true},
+           {R"({"result":{"properties":{"":["x"],"city":["Utrecht"]}}})", true}}) {
+    process(properties, isUpdate);
+    EXPECT_TRUE(PelorinClient::synchronized([&] { return engine().cache().modified; }));
+    EXPECT_EQ(written(), kStored) << properties;
+  }
+
+  // Anything else is taken as before: a value, a property more or less.
+  process(R"({"result":{"properties":{"city":["Utrecht"],"tags":["b","a"]}}})", false);
+  EXPECT_EQ(written(), R"({"properties":{"city":["Utrecht"],"tags":["b","a"]},"modified":false})");
+  process(R"({"result":{"properties":{"city":["Utrecht"]}}})", false);
+  EXPECT_EQ(written(), R"({"properties":{"city":["Utrecht"]},"modified":false})");
+  process(R"({"result":{"properties":{"new":[]}}})", true);
+  EXPECT_EQ(written(), R"({"properties":{"city":["Utrecht"],"new":[]},"modified":false})");
+  process(R"({"result":{"properties":{"city":["Utrecht"],"new":[],"x":["1"]}}})", false);
+  EXPECT_EQ(written(),
+            R"({"properties":{"city":["Utrecht"],"new":[],"x":["1"]},"modified":false})");
 }
 
 TEST_F(PelorinClientTest, MalformedPropertiesAnswerIsSkipped) {

@@ -2,7 +2,11 @@
 // rules, and their recomputation when property commands write a hidden "_" property.
 #include "devserver/derived_values.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
+#include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -133,6 +137,161 @@ TEST(DerivedValuesTest, PointDataWithoutEntriesGivesNothing) {
             std::nullopt);
 }
 
+// --- Folding
+
+TEST(DerivedValuesFoldTest, FoldsTheValuesOfADayIntoOnePerForm) {
+  const DerivedValues values(options(30));
+  EXPECT_EQ(
+      values.fold({R"({"TIME":"1","k":{"p4504":5}})", R"({"TIME":"2","k":{"p4504":7,"p4503":1}})",
+                   R"({"TIME":"3","days":2434,"data":[{"n":"shoes","p":2},{"n":"hats","p":1}]})",
+                   R"({"TIME":"4","days":2434,"data":[{"n":"shoes","p":3}]})", "not point data"},
+                  {}),
+      (Strings{R"({"TIME":"folded","k":{"p4503":1}})", R"({"TIME":"folded","k":{"p4504":12}})",
+               R"({"TIME":"folded","days":2434,"data":[{"n":"hats","p":1},{"n":"shoes","p":5}]})",
+               "not point data"}));
+}
+
+TEST(DerivedValuesFoldTest, KeepsTheValuesItIsToldToKeep) {
+  const DerivedValues values(options(30));
+  EXPECT_EQ(values.fold({R"({"TIME":"1","k":{"p4504":5}})", R"({"TIME":"2","k":{"p4504":7}})",
+                         R"({"TIME":"3","k":{"p4504":1}})"},
+                        {R"({"TIME":"3","k":{"p4504":1}})"}),
+            (Strings{R"({"TIME":"folded","k":{"p4504":12}})", R"({"TIME":"3","k":{"p4504":1}})"}));
+}
+
+TEST(DerivedValuesFoldTest, DropsDaysMoreThanTwentyHalfLivesBeforeTheNewest) {
+  // Half-life 2 days: day 4504 - 40 still counts (2^-20 of a point), 4504 - 41 does not.
+  EXPECT_EQ(
+      DerivedValues(options(2))
+          .fold({R"({"TIME":"1","k":{"p4463":5,"p4464":6}})", R"({"TIME":"2","k":{"p4504":1}})"},
+                {}),
+      (Strings{R"({"TIME":"folded","k":{"p4464":6}})", R"({"TIME":"folded","k":{"p4504":1}})"}));
+  // Without decay nothing is dropped.
+  EXPECT_EQ(
+      DerivedValues(options(0))
+          .fold({R"({"TIME":"1","k":{"p4463":5}})", R"({"TIME":"2","k":{"p4504":1}})"}, {}),
+      (Strings{R"({"TIME":"folded","k":{"p4463":5}})", R"({"TIME":"folded","k":{"p4504":1}})"}));
+}
+
+TEST(DerivedValuesFoldTest, SplitsASumBeyondSixtyFourBits) {
+  // Classic day 2075 is half-time day 5.
+  EXPECT_EQ(
+      DerivedValues(options(30))
+          .fold({R"({"TIME":"1","k":{"p2075":9223372036854775807}})",
+                 R"({"TIME":"2","k":{"p2075":2},"a":{"p2075":1}})",
+                 R"({"TIME":"3","days":5,"data":[{"n":"x","p":-9223372036854775808}]})",
+                 R"({"TIME":"4","days":5,"data":[{"n":"x","p":-1}]})"},
+                {}),
+      (Strings{
+          R"({"TIME":"folded","a":{"p2075":1},"k":{"p2075":9223372036854775807}})",
+          R"({"TIME":"folded","k":{"p2075":2}})",
+          R"({"TIME":"folded","days":5,"data":[{"n":"x","p":-9223372036854775808},{"n":"x","p":-1}]})"}));
+}
+
+TEST(DerivedValuesTest, PointsMoreThanTwentyHalfLivesBeforeTheNewestDayDoNotCount) {
+  // The name whose points are all that old is not ranked.
+  EXPECT_EQ(derive(options(1), {R"({"TIME":"1","days":100,"data":[{"n":"old","p":1000000}]})",
+                                R"({"TIME":"2","days":121,"data":[{"n":"new","p":1}]})"}),
+            Strings{"new"});
+  EXPECT_EQ(derive(options(1), {R"({"TIME":"1","days":101,"data":[{"n":"old","p":1000000}]})",
+                                R"({"TIME":"2","days":121,"data":[{"n":"new","p":1}]})"}),
+            (Strings{"new", "old"}));
+}
+
+// Random point data of both forms, some of it old, some not point data at all, arriving in
+// random commands: after each command the folded values derive exactly what all values
+// ever added derive.
+class FoldPropertyTest : public ::testing::TestWithParam<int> {};
+
+std::string randomValue(std::mt19937& random, int time) {
+  static const std::vector<std::string> kNames = {"k", "shoes", "hats", "9 AM - 10 AM"};
+  const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(random); };
+  // Days over 150 days, so that with short half-lives some drop out.
+  const auto day = [&] { return 4400 + pick(150); };
+  const auto points = [&]() -> std::int64_t {
+    switch (pick(8)) {
+      case 0:
+        return std::numeric_limits<std::int64_t>::max() - pick(3);
+      case 1:
+        return std::numeric_limits<std::int64_t>::min() + pick(3);
+      case 2:
+        return -pick(20);
+      default:
+        return pick(30);
+    }
+  };
+  // Mostly scores: a run of "k" only stays a score until another name or form comes.
+  const auto name = [&] { return pick(3) == 0 ? kNames[pick(4)] : std::string("k"); };
+  switch (pick(10)) {
+    case 0:
+      return "not point data " + std::to_string(pick(3));
+    case 1:
+    case 2: {
+      boost::json::array data;
+      for (int i = pick(4); i > 0; --i)
+        data.push_back(boost::json::object{{"n", name()}, {"p", points()}});
+      return boost::json::serialize(boost::json::object{
+          {"TIME", std::to_string(time)}, {"days", day() - 2070}, {"data", std::move(data)}});
+    }
+    default: {
+      boost::json::object value{{"TIME", std::to_string(time)}};
+      for (int i = 1 + pick(2); i > 0; --i) {
+        boost::json::object days;
+        for (int j = 1 + pick(3); j > 0; --j) days["p" + std::to_string(day())] = points();
+        value[name()] = std::move(days);
+      }
+      return boost::json::serialize(value);
+    }
+  }
+}
+
+TEST_P(FoldPropertyTest, FoldedValuesDeriveWhatAllValuesDerive) {
+  std::mt19937 random(static_cast<std::uint32_t>(GetParam()));
+  const auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(random); };
+  const std::vector<double> halfLives = {0, 0.5, 1, 7, 30};
+  const DerivedValues::Options chosen = options(halfLives[static_cast<std::size_t>(pick(5))],
+                                                pick(2) == 0, std::chrono::days(pick(200) - 100));
+  const DerivedValues values(chosen);
+  Strings all;       // what a server that does not fold keeps
+  Strings folded;    // what the server keeps
+  Strings previous;  // the values of the command before
+  int time = 0;
+  for (int command = 0; command < 40; ++command) {
+    Strings carried;
+    for (int i = 1 + pick(4); i > 0; --i) {
+      // Now and then a value of the command before comes again, as when the client sends a
+      // batch again after losing its answer.
+      carried.push_back(
+          !previous.empty() && pick(5) == 0
+              ? previous[static_cast<std::size_t>(pick(static_cast<int>(previous.size())))]
+              : randomValue(random, ++time));
+    }
+    for (const std::string& value : carried) {
+      if (std::ranges::find(all, value) == all.end()) all.push_back(value);
+      if (std::ranges::find(folded, value) == folded.end()) folded.push_back(value);
+    }
+    folded = values.fold(folded, carried);
+    previous = carried;
+    ASSERT_EQ(values.derive(folded), values.derive(all))
+        << "seed " << GetParam() << ", command " << command;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(RandomPointData, FoldPropertyTest, ::testing::Range(1, 41));
+
+TEST(DerivedValuesTest, ModeDependsOnlyOnThePointsThatCount) {
+  // A half-time value without entries, or half-time points too old to count, leave a score.
+  EXPECT_EQ(derive(options(30),
+                   {R"({"TIME":"1","k":{"p4504":4}})", R"({"TIME":"2","days":2434,"data":[]})"}),
+            Strings{"4"});
+  EXPECT_EQ(derive(options(1), {R"({"TIME":"1","k":{"p4504":4}})",
+                                R"({"TIME":"2","days":2400,"data":[{"n":"k","p":1}]})"}),
+            Strings{"4"});
+  EXPECT_EQ(derive(options(1), {R"({"TIME":"1","k":{"p4504":4}})",
+                                R"({"TIME":"2","days":2434,"data":[{"n":"k","p":1}]})"}),
+            Strings{"k"});
+}
+
 // --- Property commands
 
 // One command of `method` with the parameters {"properties": properties}.
@@ -201,6 +360,31 @@ TEST_F(RpcServiceDerivedValuesTest, VisiblePropertyIsAnsweredByGetProperties) {
       _service.handle(request).body,
       R"([{"id":"3","result":{"properties":{"_engagement":["{\"TIME\":\"1\",\"k\":{\"p9\":3}}"],)"
       R"("engagement":["3"]}}}])");
+}
+
+TEST_F(RpcServiceDerivedValuesTest, HiddenPropertyHoldsOneFoldedValuePerDayAndTheLastAdd) {
+  for (int save = 1; save <= 50; ++save) {
+    const std::string value =
+        R"({"TIME":")" + std::to_string(1714568531000 + save) + R"(","k":{"p4504":2}})";
+    send("addProperties", {{"_engagement", boost::json::array{value.c_str()}}});
+  }
+  EXPECT_THAT(
+      properties(),
+      ElementsAre(Pair("_engagement", ElementsAre(R"({"TIME":"folded","k":{"p4504":98}})",
+                                                  R"({"TIME":"1714568531050","k":{"p4504":2}})")),
+                  Pair("engagement", ElementsAre("100"))));
+}
+
+TEST_F(RpcServiceDerivedValuesTest, AnAddSentAgainAfterALostAnswerCountsOnce) {
+  send("addProperties", {{"_engagement", boost::json::array{R"({"TIME":"1","k":{"p4504":5}})"}}});
+  send("addProperties", {{"_engagement", boost::json::array{R"({"TIME":"2","k":{"p4504":7}})"}}});
+  // The client did not hear the answer and sends the same values again, with a new one.
+  send("addProperties", {{"_engagement", boost::json::array{R"({"TIME":"2","k":{"p4504":7}})",
+                                                            R"({"TIME":"3","k":{"p4504":1}})"}}});
+  EXPECT_EQ(properties().at("engagement"), Strings{"13"});
+  EXPECT_THAT(properties().at("_engagement"),
+              ElementsAre(R"({"TIME":"folded","k":{"p4504":5}})", R"({"TIME":"2","k":{"p4504":7}})",
+                          R"({"TIME":"3","k":{"p4504":1}})"));
 }
 
 class RpcServiceDecayTest : public RpcServiceDerivedValuesTest {

@@ -144,5 +144,17 @@ TEST(PelorinCacheTest, DecodingFailsWithoutPropertiesOrModified) {
   EXPECT_EQ(PelorinCache::decode("nope").error().message, "cache: syntax error");
 }
 
+TEST(PelorinCacheTest, HoldsTellsWhetherSettingWouldChangeNothing) {
+  PelorinCache cache;
+  cache.setProperties({{"city", {"Utrecht"}}, {"tags", {"a", "b"}}});
+  EXPECT_TRUE(cache.holds({}));
+  EXPECT_TRUE(cache.holds({{"city", {"", "Utrecht"}}, {"", {"x"}}}));
+  EXPECT_TRUE(cache.holdsExactly({{"city", {"Utrecht"}}, {"tags", {"a", "b", ""}}, {"", {}}}));
+  EXPECT_FALSE(cache.holdsExactly({{"city", {"Utrecht"}}}));
+  EXPECT_FALSE(cache.holds({{"tags", {"b", "a"}}}));
+  EXPECT_FALSE(cache.holds({{"other", {}}}));
+  EXPECT_FALSE(cache.holdsExactly({{"city", {"Utrecht"}}, {"tags", {"a", "b"}}, {"other", {}}}));
+}
+
 }  // namespace
 }  // namespace pelorin

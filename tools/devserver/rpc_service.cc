@@ -186,17 +186,22 @@ JsonValue RpcService::changeProperties(const JsonRef& params, BatchState& batch,
     if (name.empty()) continue;
     std::vector<std::string>& list = stored[std::string(name)];
     if (!add) list.clear();
+    std::vector<std::string> carried;
     for (const JsonRef& value : values.elements()) {
       if (!value.isString()) continue;
       std::string text = value.string();
+      if (add) carried.push_back(text);
       // A set keeps no empty values; an add keeps every value once.
       if (!add && text.empty()) continue;
       if (add && std::ranges::find(list, text) != list.end()) continue;
       list.push_back(std::move(text));
     }
     // The plug-ins write raw points to the hidden "_" companion; the visible property is
-    // what the platform derives from them.
+    // what the platform derives from them. The points are folded per day, so the property
+    // does not grow with every save; the values this add carried stay as they came, so
+    // that the same add sent again (after a lost answer) still finds them and adds nothing.
     if (name.size() > 1 && name.front() == '_') {
+      list = _derivedValues.fold(list, carried);
       if (auto visible = _derivedValues.derive(list))
         stored[std::string(name.substr(1))] = *visible;
     }
