@@ -6,6 +6,7 @@
 
 #include "client/constants.h"
 #include "client/pelorin_configuration.h"
+#include "json/bounded_parse.h"
 #include "json/utf8.h"
 #include "pelorin/platform/platform.h"
 #include "protocol/pelorin_connector.h"
@@ -101,6 +102,7 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
     const std::string& url, const std::vector<PelorinRequestCommand>& calls,
     const std::optional<std::string>& screenName) {
   platform::HttpClient& http = Platform::current().httpClient();
+  const std::size_t memoryLimit = answerMemoryLimit(http.maxAnswerSize());
   // A store that refuses every cookie would cost the server its way of recognising the
   // visitor; any other policy is the host's choice.
   if (http.cookieAcceptPolicy() == CookieAcceptPolicy::kNever) {
@@ -141,7 +143,7 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
 
   if (_response) {
     if (_response->statusCode == 300 && _data) {
-      auto parsed = parseResponse(*_data);
+      auto parsed = parseResponse(*_data, memoryLimit);
       if (parsed.ok() && parsed.value()) {
         auto location = parsed.value()->find("location");
         if (location != parsed.value()->end() && location->second.isString()) {
@@ -169,7 +171,7 @@ PelorinConnector::ExchangeResult PelorinConnector::execute(
     logLine("Request with an empty response");
     return {};
   }
-  auto parsed = parseResponse(*_data);
+  auto parsed = parseResponse(*_data, memoryLimit);
   if (!parsed.ok()) {
     return {.response = std::nullopt, .error = ExchangeError(ParseError{parsed.error().message})};
   }
@@ -265,7 +267,7 @@ std::string PelorinConnector::getPostData(const std::vector<PelorinRequestComman
 }
 
 Result<std::optional<PelorinConnector::ResponseMap>> PelorinConnector::parseResponse(
-    std::string_view data) {
+    std::string_view data, std::size_t memoryLimit) {
   if (!isValidUtf8(data)) return pelorin::Error{"The response is not UTF-8 text."};
   std::string_view text = data;
   if (text.starts_with(kJsonpPrefix)) {
@@ -280,15 +282,18 @@ Result<std::optional<PelorinConnector::ResponseMap>> PelorinConnector::parseResp
   PelorinConfiguration::log([&] { return "Reponse from Pelorin: " + std::string(text); }, LOG_TAG,
                             LogFlag::INFO);
   std::string parseError;
-  std::optional<JsonValue> parsed = JsonValue::parse(text, &parseError);
+  std::optional<JsonValue> parsed = json::parseBounded(text, memoryLimit, &parseError);
   if (!parsed) return pelorin::Error{std::move(parseError)};
   if (!parsed->isArray()) return std::optional<ResponseMap>();
   ResponseMap answers;
-  for (const JsonRef& element : parsed->elements()) {
-    const JsonRef id = element["id"];
-    if (!element.isObject() || !id.isString()) continue;
+  // The answers move out of the document rather than being copied, so the map takes no
+  // more memory than the parse did.
+  for (boost::json::value& element : parsed->mutableRaw().as_array()) {
+    const JsonRef id = JsonRef(&element)["id"];
+    if (!element.is_object() || !id.isString()) continue;
     // A repeated id (the events of one batch all start at "5") keeps the last answer.
-    answers.insert_or_assign(id.string(), JsonValue(element));
+    std::string key = id.string();
+    answers.insert_or_assign(std::move(key), JsonValue(std::move(element)));
   }
   return std::optional<ResponseMap>(std::move(answers));
 }

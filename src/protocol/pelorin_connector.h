@@ -12,6 +12,7 @@
 #define PELORIN_SRC_PROTOCOL_PELORIN_CONNECTOR_H_
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -97,8 +98,16 @@ class PelorinConnector {
   static std::string getPostData(const std::vector<PelorinRequestCommand>& calls);
   // The answers in a response body (optionally wrapped as "pl_json(...)"): each object
   // element with a text "id", by that id, a later one replacing an earlier one. Nothing
-  // when the JSON is not an array; the parser's error when it is not JSON (or not UTF-8).
-  static Result<std::optional<ResponseMap>> parseResponse(std::string_view data);
+  // when the JSON is not an array; the parser's error when it is not JSON (or not UTF-8),
+  // or when parsing would take more than `memoryLimit` bytes.
+  static Result<std::optional<ResponseMap>> parseResponse(
+      std::string_view data,
+      std::size_t memoryLimit = answerMemoryLimit(platform::HttpClient::kDefaultMaxAnswerSize));
+  // What parsing an answer may take, in bytes, for an HTTP client that reads answers of up
+  // to `maxAnswerSize` bytes: twice that.
+  static constexpr std::size_t answerMemoryLimit(std::size_t maxAnswerSize) {
+    return maxAnswerSize > SIZE_MAX / 2 ? SIZE_MAX : 2 * maxAnswerSize;
+  }
 
   // What the engine logs after "reason: ".
   static std::string describe(const ExchangeError& error);

@@ -103,6 +103,7 @@ class CountingHttpClient : public platform::HttpClient {
   void setCookieAcceptPolicy(platform::CookieAcceptPolicy policy) override {
     _target->setCookieAcceptPolicy(policy);
   }
+  std::size_t maxAnswerSize() const override { return _target->maxAnswerSize(); }
 
   std::size_t sent() const {
     std::lock_guard<std::mutex> lock(_mutex);

@@ -166,6 +166,32 @@ TEST_F(ClientFaultsTest, AnswerPastTheSizeLimitKeepsTheChanges) {
   expectDelivered();
 }
 
+// An answer within the read limit that would take many times its size to parse (an array
+// of tiny elements) is refused at twice the limit like an answer that is not JSON, and the
+// changes wait for a good answer.
+TEST_F(ClientFaultsTest, AnswerTooLargeToParseWithinTwiceTheLimitKeepsTheChanges) {
+  auto& http = dynamic_cast<platform::CurlHttpClient&>(Platform::current().httpClient());
+  http.setMaxAnswerSize(std::size_t{64} * 1024);
+  std::string body = "[0";
+  while (body.size() < std::size_t{60} * 1024) body += ",0";
+  body += "]";
+  _server.answerNextWithBody(body);
+  makeChanges();
+  tick();
+
+  expectKeptAndNotOnTheServer();
+  EXPECT_EQ(linesStartingWith("ERROR"),
+            Lines{std::string(kUnableReason) +
+                  "The data couldn't be read because it isn't in the correct format: the "
+                  "document takes more than 131072 bytes to parse"});
+  EXPECT_EQ(linesStartingWith("WARNING"), Lines{std::string(kSyncFailed)});
+  EXPECT_EQ(client().getProfileId(), _profileId);
+  EXPECT_EQ(_server.requestCount(), 1U);
+
+  sendAgain();
+  expectDelivered();
+}
+
 // The answer comes after the connector stopped waiting: the exchange counts as failed,
 // the late answer is dropped, and the batch goes again with the next tick.
 TEST_F(ClientFaultsTest, ReplyAfterTheWaitIsDroppedAndTheChangesAreSentAgain) {

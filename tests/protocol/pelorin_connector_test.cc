@@ -273,6 +273,31 @@ TEST_F(PelorinConnectorTest, TextThatIsNotJsonGivesTheParsersError) {
   EXPECT_THAT(_test.logLines(), ElementsAre("INFO [PL_CONNECTOR]: Reponse from Pelorin: garbage"));
 }
 
+// Parsing may take twice the HTTP client's answer limit; an answer needing more is an
+// error like text that is not JSON.
+TEST_F(PelorinConnectorTest, AnswerTakingMoreThanTheMemoryLimitGivesAnError) {
+  std::string body = "[0";
+  while (body.size() < 4096) body += ",0";
+  body += "]";
+  auto parsed = PelorinConnector::parseResponse(body, 8192);
+  ASSERT_FALSE(parsed.ok());
+  EXPECT_EQ(parsed.error().message, "the document takes more than 8192 bytes to parse");
+  EXPECT_TRUE(PelorinConnector::parseResponse(body).ok());
+
+  const std::string wrapped = R"(pl_json([{"id":"0","v":")" + std::string(1000, 'x') + R"("}]))";
+  auto answers = PelorinConnector::parseResponse(wrapped, 2 * wrapped.size());
+  ASSERT_TRUE(answers.ok());
+  ASSERT_TRUE(answers.value().has_value());
+  EXPECT_EQ(answers.value()->at("0")["v"].string(), std::string(1000, 'x'));
+}
+
+TEST(PelorinConnectorLimitTest, ParsingMayTakeTwiceTheAnswerLimit) {
+  EXPECT_EQ(PelorinConnector::answerMemoryLimit(1000), 2000U);
+  EXPECT_EQ(PelorinConnector::answerMemoryLimit(SIZE_MAX / 2 + 1), SIZE_MAX);
+  EXPECT_EQ(PelorinConnector::answerMemoryLimit(platform::HttpClient::kDefaultMaxAnswerSize),
+            std::size_t{32} << 20U);
+}
+
 TEST_F(PelorinConnectorTest, EmptyBodyGivesTheParsersError) {
   EXPECT_FALSE(PelorinConnector::parseResponse("").ok());
   EXPECT_FALSE(PelorinConnector::parseResponse("pl_json(").ok());

@@ -43,9 +43,9 @@ class CurlHttpClient : public HttpClient {
   // The largest answer body read, in bytes. Past it the exchange ends as a transport error
   // (`UrlError::kDataLengthExceedsMaximum`): a body is held whole in memory, so a hostile
   // or broken server must not decide how much. Applies to requests sent afterwards.
-  static constexpr std::size_t kDefaultMaxAnswerSize = std::size_t{16} << 20U;
+  // The default is `kDefaultMaxAnswerSize`.
   void setMaxAnswerSize(std::size_t bytes);
-  std::size_t maxAnswerSize() const;
+  std::size_t maxAnswerSize() const override;
 
   // The cookie file in use, once the first request has resolved it.
   std::optional<std::filesystem::path> cookieFile() const;

@@ -7,6 +7,7 @@
 #define PELORIN_PLATFORM_HTTP_H_
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -108,6 +109,11 @@ class HttpClient {
   // The policy of the process-wide cookie store.
   virtual CookieAcceptPolicy cookieAcceptPolicy() const = 0;
   virtual void setCookieAcceptPolicy(CookieAcceptPolicy policy) = 0;
+
+  // The largest answer body the client reads, in bytes; past it the exchange fails as a
+  // transport error. Readers of an answer bound what they build from it by this too.
+  static constexpr std::size_t kDefaultMaxAnswerSize = std::size_t{16} << 20U;
+  virtual std::size_t maxAnswerSize() const { return kDefaultMaxAnswerSize; }
 };
 
 }  // namespace pelorin::platform

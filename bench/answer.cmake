@@ -1,0 +1,1 @@
+pelorin_add_benchmark(bench_answer SOURCES answer_bench.cc)
