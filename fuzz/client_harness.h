@@ -33,8 +33,8 @@ struct Harness {
     if (!options.firstAnswer.empty()) services.http->serve(200, options.firstAnswer);
     client = &PelorinClient::getInstance(screen.controller);
     if (options.pageView) {
-      client->createEvent(
-          "PAGEVIEW", std::map<std::string, std::string>{{"screenName", "Checkout/Product-42"}});
+      client->createEvent("PAGEVIEW", std::map<std::string, std::string>{
+                                          {"screenName", "Checkout/Café-Ωμέγα/東京-42"}});
     }
     client->engine().waitForOperations();
     services.mainLoop->runUntilIdle();

@@ -64,7 +64,7 @@ struct SignUpForm {
       std::make_shared<platform::PickerView>(std::vector<Strings>{{"S", "M", "L"}, {"Red"}});
   std::shared_ptr<platform::Button> planButton = std::make_shared<platform::Button>("Gold");
   std::shared_ptr<platform::Button> submit = std::make_shared<platform::Button>("Send");
-  std::shared_ptr<platform::Label> caption = std::make_shared<platform::Label>("Sign up");
+  std::shared_ptr<platform::Label> caption = std::make_shared<platform::Label>("ÜBER UNS \xff");
 };
 
 JsonValue interactionWith(std::string_view version, std::string_view rules) {
@@ -83,7 +83,7 @@ JsonValue interactionWith(std::string_view version, std::string_view rules) {
 
 void useForm(const SignUpForm& form) {
   form.city->beginEditing();
-  form.city->typeText("Delft");
+  form.city->typeText("Zürich İSTANBUL");
   form.city->pressReturn();
   form.email->beginEditing();
   form.email->endEditing();

@@ -206,6 +206,9 @@ struct ShopScreen {
   ShopScreen() {
     banner->addSubview(std::make_shared<platform::Label>("Spring sale"));
     banner->addSubview(std::make_shared<platform::Label>("20% off"));
+    // Text in several scripts, and one that is not UTF-8, for the Unicode word tests.
+    banner->addSubview(std::make_shared<platform::Label>("ÉTÉ SALE \u00a0Ωμέγα İSTANBUL 東京 🎉"));
+    banner->addSubview(std::make_shared<platform::Label>("Caf\xe9 \xf0\x9f"));
     add("banner", banner);
     controller->view()->addSubview(std::make_shared<platform::Label>("Total: 25 EUR"));
     add("buyButton", buy);

@@ -7,6 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config git
   clang clang-format clang-tidy libclang-rt-14-dev
   libboost-json1.81-dev libcurl4-openssl-dev libcpp-httplib-dev libcli11-dev libfmt-dev
+  libicu-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libpng-dev chromium
   curl ca-certificates

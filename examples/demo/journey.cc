@@ -7,7 +7,9 @@
 #include <utility>
 
 #include "batch_summary.h"
+#include "pelorin/event.h"
 #include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/platform.h"
 
 namespace demo {
@@ -110,9 +112,18 @@ void Journey::buildSteps() {
        }},
       {"Switches the newsletter on, drags the budget slider to 150, picks shoe size 42",
        [this] {
+         // A switch, a slider and a picker have no text: the app reports their values.
          _signUp->newsletterSwitch->toggle();
+         reportValues(std::make_shared<pelorin::FieldChangeEvent>(
+             "#newsletterSwitch",
+             std::vector<std::string>{_signUp->newsletterSwitch->isOn() ? "true" : "false"}));
          _signUp->budgetSlider->drag({120, 140, 150});
+         reportValues(std::make_shared<pelorin::FieldChangeEvent>("#budgetSlider",
+                                                                  std::vector<std::string>{"150"}));
          _signUp->sizePicker->pickRow(3, 0);
+         reportValues(std::make_shared<pelorin::UpdateValuesEvent>(
+             "#sizePicker",
+             std::vector<std::string>{_signUp->sizePicker->titleForRow(3, 0).value_or("")}));
        }},
       {"Taps \"Create account\"", [this] { _signUp->createAccountButton->tap(); }},
       {"Opens the checkout screen", [this] { open(_checkout); }},
@@ -178,6 +189,11 @@ void Journey::sendCustomEvent(const std::string& name, const std::vector<std::st
       name, JsonValue(boost::json::object{{"context", std::move(values)}}),
       [done] { *done = true; });
   waitForNetwork(done);
+}
+
+void Journey::reportValues(std::shared_ptr<pelorin::Event> event) {
+  PelorinClient::synchronized(
+      [&] { pelorin::PelorinEventFactory::getInstance().publish(std::move(event)); });
 }
 
 void Journey::closeLightbox() {

@@ -15,6 +15,7 @@
 
 #include "demo_output.h"
 #include "journey_state.h"
+#include "pelorin/event.h"
 #include "pelorin/platform/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "progress_line.h"
@@ -59,6 +60,8 @@ class Journey {
   void open(const std::shared_ptr<ShopScreen>& screen);
   void sendCustomEvent(const std::string& name, const std::vector<std::string>& context);
   void closeLightbox();
+  // Publishes an event the app makes itself, as a view without text reports its value.
+  static void reportValues(std::shared_ptr<pelorin::Event> event);
   void restarted();
 
   // Waits (driving the main loop) until `done` is set and no request is in flight;

@@ -1,19 +1,14 @@
 #include "pelorin/interaction_context.h"
 
-#include <algorithm>
-#include <cctype>
-
 #include "base/describe.h"
+#include "base/text.h"
 #include "client/pelorin_configuration.h"
 #include "pelorin/pelorin_client.h"
 
 namespace pelorin {
 namespace {
 
-bool isBlank(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; });
-}
+bool isBlank(std::string_view text) { return text::trim(text).empty(); }
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 
 #include "listeners/listener_util.h"
 #include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
 
 namespace pelorin {
 
@@ -23,6 +24,13 @@ void BehaviorListener::onLoad() {
   _ruleService->save();
 }
 
-void BehaviorListener::onDestroy() { EventSerivceBase::unsubscribe(_context.getInteractionId()); }
+void BehaviorListener::onDestroy() {
+  // Without an identifier this clears every handler, as the bus defines it.
+  const std::optional<std::string>& interactionId = _context.getInteractionId();
+  PelorinClient::synchronized([&] {
+    PelorinEventFactory::getInstance().clearEventHandlers(
+        interactionId ? std::optional<std::string_view>(*interactionId) : std::nullopt);
+  });
+}
 
 }  // namespace pelorin

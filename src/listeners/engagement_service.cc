@@ -1,7 +1,9 @@
 #include "listeners/engagement_service.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -10,9 +12,9 @@
 
 #include "base/day_number.h"
 #include "base/decimal_integer.h"
+#include "base/text.h"
 #include "client/pelorin_configuration.h"
 #include "listeners/listener_util.h"
-#include "listeners/text_util.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/control.h"
@@ -53,10 +55,19 @@ std::string joined(const Strings& parts, std::string_view separator) {
 // number in decimal, a boolean as "true" or "false", anything else "".
 std::string interestName(JsonRef element) {
   if (std::optional<std::string> text = element.asString()) return *text;
-  if (std::optional<std::int64_t> integer = element.asInt()) return std::to_string(*integer);
+  if (const boost::json::value* raw = element.raw()) {
+    // Whole numbers exactly as the JSON held them, the unsigned 64-bit ones included.
+    if (const auto* integer = raw->if_int64()) return std::to_string(*integer);
+    if (const auto* integer = raw->if_uint64()) return std::to_string(*integer);
+  }
   if (std::optional<double> number = element.asDouble()) {
-    std::array<char, 32> buffer{};
-    auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), *number);
+    // Whole numbers in plain decimal (1e20 is "100000000000000000000"); others shortest.
+    const bool whole = std::isfinite(*number) && std::trunc(*number) == *number;
+    std::array<char, 512> buffer{};
+    auto [end, error] = whole
+                            ? std::to_chars(buffer.data(), buffer.data() + buffer.size(), *number,
+                                            std::chars_format::fixed)
+                            : std::to_chars(buffer.data(), buffer.data() + buffer.size(), *number);
     return error == std::errc() ? std::string(buffer.data(), end) : std::string();
   }
   if (std::optional<bool> flag = element.asBool()) return *flag ? "true" : "false";
@@ -76,6 +87,11 @@ EngagementService::EngagementService(PelorinClient& client, std::string listener
       _useHalfTime(useHalfTime),
       _days(dayNumber(Platform::current().clock().now(), useHalfTime)) {
   setListenerId(std::move(listenerId));
+}
+
+EngagementService::~EngagementService() {
+  PelorinClient::synchronized(
+      [&] { PelorinEventFactory::getInstance().clearEventHandlers(listenerId()); });
 }
 
 std::int64_t EngagementService::dayNumber(platform::Clock::TimePoint now, bool useHalfTime) {

@@ -64,6 +64,11 @@ class EngagementService : public EventSerivceBase {
   // day number is taken from the platform clock now and stamps every save.
   EngagementService(PelorinClient& client, std::string listenerId, std::string propertyName,
                     bool isInterest, std::vector<std::string> allInterests, bool useHalfTime);
+  // Clears the bus's handlers of the listener identifier, so no event reaches a service
+  // that is gone.
+  ~EngagementService() override;
+  EngagementService(const EngagementService&) = delete;
+  EngagementService& operator=(const EngagementService&) = delete;
 
   // `applyRules` (from the base) attaches the rules in order, then subscribes the service
   // once for the events they wait for. Content and URL rules score at once; click and form

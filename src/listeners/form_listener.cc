@@ -22,11 +22,20 @@ void renameKey(boost::json::object& to, const boost::json::object& from, std::st
   to.erase(key);
 }
 
+// The first string of the parameter `key`, "" included; nothing when the parameter is
+// missing or holds no values.
+std::optional<std::string> firstString(const InteractionContext& context, std::string_view key) {
+  const auto& parameters = context.getParameters();
+  auto found = parameters.find(std::string(key));
+  if (found == parameters.end() || found->second.empty()) return std::nullopt;
+  return found->second.front();
+}
+
 }  // namespace
 
 std::optional<JsonValue> FormListener::migrate() const {
-  std::optional<std::string> version = _context.getValueFromParameters("version");
-  std::optional<std::string> rulesText = _context.getValueFromParameters("form_listener_rules");
+  std::optional<std::string> version = firstString(_context, "version");
+  std::optional<std::string> rulesText = firstString(_context, "form_listener_rules");
   if (!version || !rulesText) return std::nullopt;
   if (*version == "2") {
     std::optional<JsonValue> rules = ListenerUtil::stringToJson(*rulesText);
@@ -48,11 +57,10 @@ JsonValue FormListener::migrateToV2(JsonRef rules) {
     if (old == nullptr) continue;
     boost::json::object updated = *old;
     renameKey(updated, *old, "id", {"identifier"});
-    if (rule["profileproperty"].isArray()) {
-      JsonRef first = rule["profileproperty"][0];
-      if (first.isObject()) {
-        updated["profileProperty"] = boost::json::string(first["profileproperty"].string());
-      }
+    // Only a list whose every element is an object counts as a list of objects.
+    if (rule["profileproperty"].isArrayOfObjects()) {
+      updated["profileProperty"] =
+          boost::json::string(rule["profileproperty"][0]["profileproperty"].string());
     }
     boost::json::object* converter =
         updated.contains("converter") ? updated["converter"].if_object() : nullptr;

@@ -1,18 +1,18 @@
 #include "listeners/form_listening_service.h"
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
 
 #include "base/describe.h"
+#include "base/text.h"
 #include "client/pelorin_configuration.h"
 #include "listeners/listener_util.h"
-#include "listeners/rule_service.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/control.h"
 #include "pelorin/platform/controls.h"
+#include "pelorin/platform/picker_view.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin {
@@ -49,35 +49,6 @@ std::optional<ControlEvents> changeEventsFor(const platform::Control& control) {
                  : ControlEvents::kValueChanged;
     case ControlKind::kTextField:
       return ControlEvents::kEditingDidEndOnExit | ControlEvents::kEditingDidEnd;
-    default:
-      return std::nullopt;
-  }
-}
-
-// The value of a control that has no text: a switch's "true"/"false", a slider's or a
-// stepper's number, the selected segment's title, a date picker's milliseconds since 1970.
-std::optional<std::string> controlValue(const platform::View& view) {
-  const auto* control = dynamic_cast<const platform::Control*>(&view);
-  if (control == nullptr) return std::nullopt;
-  switch (control->kind()) {
-    case ControlKind::kSwitch:
-      return static_cast<const platform::Switch*>(control)->isOn() ? "true" : "false";
-    case ControlKind::kSlider:
-      return RuleService::formatNumber(static_cast<const platform::Slider*>(control)->value());
-    case ControlKind::kStepper:
-      return RuleService::formatNumber(static_cast<const platform::Stepper*>(control)->value());
-    case ControlKind::kSegmentedControl: {
-      const auto* segments = static_cast<const platform::SegmentedControl*>(control);
-      if (std::optional<std::size_t> index = segments->selectedSegmentIndex()) {
-        return segments->titleForSegment(*index);
-      }
-      return std::nullopt;
-    }
-    case ControlKind::kDatePicker: {
-      auto date = static_cast<const platform::DatePicker*>(control)->date();
-      return std::to_string(
-          std::chrono::duration_cast<std::chrono::milliseconds>(date.time_since_epoch()).count());
-    }
     default:
       return std::nullopt;
   }
@@ -121,17 +92,11 @@ void FormListeningService::applyChangeRule(const JsonValue& rule) {
     return;
   }
   logInfo([&] { return "Apply on value change rule: " + ruleText(rule.ref()); });
-  if (auto picker = std::dynamic_pointer_cast<platform::PickerView>(view)) {
+  if (std::dynamic_pointer_cast<platform::PickerView>(view)) {
+    // A picker cannot be observed as it changes: the app reports its values with an
+    // update-values event. Its delegate stays the app's.
     logInfo(
         [] { return "Can't listen to UIPickerView realtime, throw a FieldChangeEvent instead"; });
-    // The service stands in as the picker's delegate and reports each selection as an
-    // update-values event; the app's own delegate is still told.
-    std::shared_ptr<platform::PickerViewDelegate> previous = picker->delegate();
-    if (previous.get() != this) {
-      _delegate[picker.get()] = previous;
-      picker->setDelegate(std::static_pointer_cast<platform::PickerViewDelegate>(self()));
-    }
-    _pickerMap.add(picker, rule);
   }
   registerEvent(rule, UpdateValuesEvent::NAME);
 }
@@ -160,16 +125,13 @@ void FormListeningService::applySelectionRule(const JsonValue& rule, std::string
 void FormListeningService::touchAction(platform::Control& control) {
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
   for (const JsonValue& rule : _clickMap.rulesOf(control)) {
-    const std::string_view type = rule["action"]["type"].stringView();
     std::optional<std::string> selector = ListenerUtil::getSelector(rule["action"]);
     if (!selector) continue;
     std::shared_ptr<Event> event;
-    if (type == "clickselection") {
-      event = std::make_shared<ClickEvent>(*selector);
-    } else if (type == "formselection") {
+    if (rule["action"]["type"].stringView() == "formselection") {
       event = std::make_shared<FormSubmitEvent>(*selector);
     } else {
-      continue;
+      event = std::make_shared<ClickEvent>(*selector);
     }
     PelorinClient::synchronized([&] { bus.publish(event); });
   }
@@ -178,28 +140,10 @@ void FormListeningService::touchAction(platform::Control& control) {
 void FormListeningService::fieldChangeAction(platform::Control& control) {
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
   for (const JsonValue& rule : _clickMap.rulesOf(control)) {
-    if (rule["action"]["type"].stringView() != "onchange") continue;
     if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"])) {
       PelorinClient::synchronized(
           [&] { bus.publish(std::make_shared<FieldChangeEvent>(*selector)); });
     }
-  }
-}
-
-void FormListeningService::didSelectRow(platform::PickerView& pickerView, std::size_t row,
-                                        std::size_t component) {
-  if (auto found = _delegate.find(&pickerView); found != _delegate.end()) {
-    if (std::shared_ptr<platform::PickerViewDelegate> previous = found->second.lock()) {
-      previous->didSelectRow(pickerView, row, component);
-    }
-  }
-  PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const JsonValue& rule : _pickerMap.rulesOf(pickerView)) {
-    std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"]);
-    if (!selector) continue;
-    Strings values = getValues(rule.ref(), std::nullopt);
-    PelorinClient::synchronized(
-        [&] { bus.publish(std::make_shared<UpdateValuesEvent>(*selector, std::move(values))); });
   }
 }
 
@@ -285,14 +229,11 @@ Strings FormListeningService::getValues(JsonRef rule, const std::optional<String
           return "Index: " + std::to_string(component) + " rowindex: " + std::to_string(*row);
         });
         if (std::optional<std::string> title = picker->titleForRow(*row, component)) {
-          values.push_back(*std::move(title));
+          values.push_back(text::repairUtf8(*title));
         }
       }
     } else {
       values = ListenerUtil::getContent(*selector, std::nullopt);
-      if (values.empty() && view) {
-        if (std::optional<std::string> value = controlValue(*view)) values.push_back(*value);
-      }
     }
   }
   logInfo([&] { return "The content from getValues: " + describe(values); });
@@ -311,9 +252,7 @@ Strings FormListeningService::convertValues(JsonRef rule, const Strings& values)
 std::string FormListeningService::getConvertedValue(const std::string& value, JsonRef mappings) {
   for (const JsonRef& mapping : mappings.elements()) {
     std::optional<std::string> original = mapping["original"].asString();
-    if (!original || *original != value) continue;
-    // A mapping without a text to store does not convert.
-    if (std::optional<std::string> converted = mapping["converted"].asString()) return *converted;
+    if (original && *original == value) return mapping["converted"].string();
   }
   return value;
 }

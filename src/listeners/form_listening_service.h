@@ -2,15 +2,12 @@
 // fields (on the field's own change, a tap on a selection control, or a form submit) into
 // profile properties, converting values through the rule's mappings.
 //
-// Thread safety: apply the rules on the main thread (they attach to controls and pickers)
-// before the service is subscribed. Afterwards the bus calls `handleEvent` inside the
-// global lock; the pending changes are guarded by a lock of the service. Every call into
-// the client runs under the global lock.
+// Thread safety: apply the rules on the main thread (they attach to controls) before the service is
+// subscribed. Afterwards the bus calls `handleEvent` inside the global lock; the pending changes
+// are guarded by a lock of the service. Every call into the client runs under the global lock.
 #ifndef PELORIN_SRC_LISTENERS_FORM_LISTENING_SERVICE_H_
 #define PELORIN_SRC_LISTENERS_FORM_LISTENING_SERVICE_H_
 
-#include <cstddef>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -23,7 +20,6 @@
 #include "listeners/view_rule_map.h"
 #include "pelorin/event.h"
 #include "pelorin/json_value.h"
-#include "pelorin/platform/picker_view.h"
 
 namespace pelorin {
 
@@ -34,14 +30,14 @@ class Control;
 class View;
 }  // namespace platform
 
-// Create it with std::make_shared (controls, pickers and the bus hold it weakly or share
-// it), set its identifier, then apply the rules:
+// Create it with std::make_shared (controls and the bus hold it weakly or share it), set its
+// identifier, then apply the rules:
 //
 //   auto service = std::make_shared<FormListeningService>(client);
 //   service->setListenerId(interactionId);
 //   service->applyRules(rules);  // a JSON list of form rules
 //   service->save();
-class FormListeningService : public EventSerivceBase, public platform::PickerViewDelegate {
+class FormListeningService : public EventSerivceBase {
  public:
   static constexpr std::string_view LOG_TAG = "PL_FORMSERVICE";
 
@@ -56,16 +52,13 @@ class FormListeningService : public EventSerivceBase, public platform::PickerVie
   // Collects the changes of the rules filed under the event's class, then saves them.
   void handleEvent(const std::shared_ptr<Event>& event) override;
 
-  // The action of selection controls (touch-down): publishes a click event or a form
-  // submit event with the selector of each rule's "action".
+  // The action of selection controls (touch-down): for every rule filed under the
+  // control, publishes a form submit event ("formselection" rules) or a click event (any
+  // other rule) with the selector of the rule's "action".
   void touchAction(platform::Control& control);
-  // The action of observed fields: publishes a field change event with the selector of
-  // each rule's "formfield".
+  // The action of observed fields: for every rule filed under the control, whatever its
+  // type, publishes a field change event with the selector of the rule's "formfield".
   void fieldChangeAction(platform::Control& control);
-  // A picker under an "onchange" rule settled on a row: tells the picker's previous
-  // delegate, then publishes an update-values event with the picker's selected titles.
-  void didSelectRow(platform::PickerView& pickerView, std::size_t row,
-                    std::size_t component) override;
 
   // Writes the pending changes in order and forgets them.
   void save();
@@ -73,14 +66,13 @@ class FormListeningService : public EventSerivceBase, public platform::PickerVie
   std::vector<ProfileChange> pendingChanges() const;
 
   // Values converted by the first mapping of `mappings` (a JSON list of objects) whose
-  // "original" equals the value; values without one pass unchanged.
+  // "original" equals the value, which gives its "converted" ("" when that is missing or not
+  // a text); values without one pass unchanged.
   static std::vector<std::string> convertValues(JsonRef rule,
                                                 const std::vector<std::string>& values);
   static std::string getConvertedValue(const std::string& value, JsonRef mappings);
 
  private:
-  // Rules attached to one control or picker, and the object itself, to tell it from a
-  // later one at the same address.
   void applyRule(const JsonValue& rule) override;
   void applyChangeRule(const JsonValue& rule);
   void applySelectionRule(const JsonValue& rule, std::string_view kind,
@@ -101,10 +93,6 @@ class FormListeningService : public EventSerivceBase, public platform::PickerVie
   mutable std::mutex _changesLock;
   std::vector<ProfileChange> _changes;  // guarded by _changesLock
   ViewRuleMap _clickMap;
-  ViewRuleMap _pickerMap;
-  // The delegate each observed picker had before the service took its place; still told
-  // of every selection.
-  std::map<const platform::View*, std::weak_ptr<platform::PickerViewDelegate>> _delegate;
 };
 
 }  // namespace pelorin

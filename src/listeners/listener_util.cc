@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "base/text.h"
 #include "client/pelorin_configuration.h"
-#include "listeners/text_util.h"
 #include "pelorin/interaction_context.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/platform.h"
@@ -22,6 +22,11 @@ constexpr std::string_view kPreHeader = "pre_header";
 
 bool isUrlRule(std::string_view ruleType) {
   return ruleType == "scoreurl" || ruleType == "interesturl";
+}
+
+// A literal search: an empty text is found nowhere.
+bool containsText(std::string_view text, std::string_view word) {
+  return !word.empty() && text.find(word) != std::string_view::npos;
 }
 
 std::string joined(const std::vector<std::string>& content) {
@@ -106,10 +111,10 @@ bool ListenerUtil::contentContainsWord(JsonRef rule, const std::vector<std::stri
     const std::string word = text::toLower(text::trim(interest));
     if (word == kPreAny || word == kPreHeader) return true;
     if (urlRule) {
-      if (mode == "contains" ? text.find(word) != std::string::npos : text == word) return true;
+      if (mode == "contains" ? containsText(text, word) : text == word) return true;
       continue;
     }
-    if (mode == "contains" && text.find(word) != std::string::npos) return true;
+    if (mode == "contains" && containsText(text, word)) return true;
     if (mode == "matches") {
       for (const std::string& element : content) {
         if (text::toLower(text::trim(element)) == word) return true;
@@ -158,7 +163,10 @@ std::set<std::string> ListenerUtil::applyToSubViews(
 
 std::optional<std::string> ListenerUtil::textOf(const platform::View& view) {
   if (!view.hasTextProperty()) return std::nullopt;
-  return view.text();
+  std::optional<std::string> value = view.text();
+  // Text enters the library here as valid UTF-8, as the platform's strings always are.
+  if (value) *value = text::repairUtf8(*value);
+  return value;
 }
 
 std::string ListenerUtil::getValueFromParameters(const InteractionContext* context,
@@ -176,9 +184,8 @@ std::string ListenerUtil::getValueFromDictionary(const Parameters& dictionary,
 
 std::optional<JsonValue> ListenerUtil::getDictionaryFromParameters(
     std::string_view key, const InteractionContext* context) {
-  // A missing parameter has no text to decode: no JSON error is logged for it.
+  // A missing parameter reads as "", which is decoded like any text (and logs its error).
   const std::string text = getValueFromParameters(context, key);
-  if (text.empty()) return std::nullopt;
   std::optional<JsonValue> decoded = stringToJson(text);
   if (!decoded || !decoded->isObject()) return std::nullopt;
   return decoded;
@@ -187,7 +194,6 @@ std::optional<JsonValue> ListenerUtil::getDictionaryFromParameters(
 std::optional<JsonValue> ListenerUtil::getArrayFromParameters(std::string_view key,
                                                               const InteractionContext* context) {
   const std::string text = getValueFromParameters(context, key);
-  if (text.empty()) return std::nullopt;
   std::optional<JsonValue> decoded = stringToJson(text);
   if (!decoded || !decoded->isArray()) return std::nullopt;
   return decoded;

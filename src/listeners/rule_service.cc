@@ -6,11 +6,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <regex>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "base/text.h"
 #include "client/pelorin_configuration.h"
 #include "listeners/listener_util.h"
 #include "pelorin/pelorin_client.h"
@@ -33,8 +33,11 @@ void logWarning(auto&& makeMessage) {
                             LogFlag::WARNING);
 }
 
-// A rule as log lines show it: indented JSON text, "unknown" for a missing value.
-std::string ruleText(JsonRef rule) { return rule.exists() ? rule.toPrettyString() : "unknown"; }
+// A rule as log lines show it: indented JSON text. The pretty printer takes only an array or
+// an object at the top level; for anything else it gives "unknown".
+std::string ruleText(JsonRef rule) {
+  return rule.isArray() || rule.isObject() ? rule.toPrettyString() : "unknown";
+}
 
 [[noreturn]] void fatal(const char* message) {
   std::fprintf(stderr, "RuleService: %s\n", message);
@@ -64,21 +67,6 @@ std::optional<std::int64_t> contextPosition(JsonRef member) {
   }
   if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
   return negative ? -position : position;
-}
-
-// The deepest nesting of groups and classes in `pattern`, counted on every bracket
-// (escaped or not), which can only overstate it.
-std::size_t nestingOf(std::string_view pattern) {
-  std::size_t depth = 0;
-  std::size_t deepest = 0;
-  for (char c : pattern) {
-    if (c == '(' || c == '[') {
-      deepest = std::max(deepest, ++depth);
-    } else if ((c == ')' || c == ']') && depth > 0) {
-      --depth;
-    }
-  }
-  return deepest;
 }
 
 }  // namespace
@@ -283,31 +271,21 @@ std::optional<Strings> RuleService::getRegexpValues(JsonRef values) {
   const std::string screenName =
       PelorinClient::synchronized([&] { return client().getScreenName(); });
   const std::string pattern = values["regexp"].string();
-  auto invalid = [&] {
-    logWarning([&] { return "No valid reg. exp: '" + pattern + "'"; });
-    return std::nullopt;
-  };
-  if (pattern.size() > kMaxPatternLength || nestingOf(pattern) > kMaxPatternNesting) {
-    return invalid();
+  text::RegexResult result = text::regexMatches(pattern, screenName);
+  switch (result.status) {
+    case text::RegexResult::Status::kInvalid:
+      logWarning([&] { return "No valid reg. exp: '" + pattern + "'"; });
+      return std::nullopt;
+    case text::RegexResult::Status::kOutOfBounds:
+      logWarning([&] {
+        return "The reg. exp. '" + pattern + "' took too long on the screen name '" + screenName +
+               "'; no values";
+      });
+      return std::nullopt;
+    case text::RegexResult::Status::kMatched:
+      break;
   }
-  std::regex expression;
-  try {
-    expression = std::regex(pattern, std::regex::ECMAScript);
-  } catch (const std::regex_error&) {
-    return invalid();
-  }
-  if (screenName.size() > kMaxRegexSubjectLength) return std::nullopt;
-  Strings matches;
-  try {
-    for (std::sregex_iterator it(screenName.begin(), screenName.end(), expression), end; it != end;
-         ++it) {
-      matches.push_back(it->str());
-    }
-  } catch (const std::regex_error&) {
-    // The matcher gave up (too complex); the rule yields nothing.
-    return std::nullopt;
-  }
-  return matches;
+  return std::move(result.matches);
 }
 
 void RuleService::saveChange(const ProfileChange& change) {

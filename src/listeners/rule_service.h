@@ -44,15 +44,6 @@ class RuleService : public EventSerivceBase {
  public:
   static constexpr std::string_view LOG_TAG = "PL_RULESERVICE";
 
-  // A regular expression longer than this, or with groups nested deeper, is not compiled:
-  // the standard library's compiler and matcher recurse per pattern element and per
-  // character, and a rule from the server must not exhaust the stack.
-  static constexpr std::size_t kMaxPatternLength = 1000;
-  static constexpr std::size_t kMaxPatternNesting = 100;
-  // A screen name longer than this is not matched against a regular expression (for the
-  // same reason); such a rule yields no values.
-  static constexpr std::size_t kMaxRegexSubjectLength = 2048;
-
   RuleService() = default;
 
   // The client whose views, screen name and profile the rules read and write. Borrowed:

@@ -9,8 +9,8 @@
 #include <system_error>
 
 #include "base/describe.h"
+#include "base/text.h"
 #include "client/pelorin_configuration.h"
-#include "listeners/text_util.h"
 
 namespace pelorin {
 namespace {

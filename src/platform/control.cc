@@ -38,12 +38,25 @@ std::string_view toString(ControlKind kind) {
 
 void Control::addTarget(std::weak_ptr<void> target, Action action, ControlEvents events) {
   if (!action || events.empty()) return;
-  _entries.push_back(Entry{++_lastEntryId, std::move(target), true, std::move(action), events});
+  addEntry(std::move(target), std::move(action), events, nullptr);
+}
+
+bool Control::hasEntry(const void* target, const Selector& selector, ControlEvents events) const {
+  return std::any_of(_entries.begin(), _entries.end(), [&](const Entry& entry) {
+    return entry.hasTarget && entry.selector && entry.events == events &&
+           targetOf(entry.target) == target && entry.selector->equals(selector);
+  });
+}
+
+void Control::addEntry(std::weak_ptr<void> target, Action action, ControlEvents events,
+                       std::shared_ptr<const Selector> selector) {
+  _entries.push_back(Entry{++_lastEntryId, std::move(target), true, std::move(action), events,
+                           std::move(selector)});
 }
 
 void Control::addAction(Action action, ControlEvents events) {
   if (!action || events.empty()) return;
-  _entries.push_back(Entry{++_lastEntryId, {}, false, std::move(action), events});
+  _entries.push_back(Entry{++_lastEntryId, {}, false, std::move(action), events, nullptr});
 }
 
 void Control::removeTarget(const void* target, ControlEvents events) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -142,6 +143,35 @@ FileStatus PosixFileSystem::readFile(const std::string& path, std::string* conte
       return failure("read", path, errno);
     }
     if (count == 0) break;
+    data.append(buffer, static_cast<std::size_t>(count));
+  }
+  *contents = std::move(data);
+  return FileStatus::ok();
+}
+
+FileStatus readRegularFile(const std::string& path, std::size_t maxBytes, std::string* contents) {
+  // Non-blocking, so opening a FIFO does not wait for a writer; it is refused below.
+  Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (file.get() < 0) return failure("open", path, errno);
+  struct stat info {};
+  if (::fstat(file.get(), &info) != 0) return failure("stat", path, errno);
+  if (!S_ISREG(info.st_mode)) return FileStatus::ioError(path + ": not a regular file");
+  if (info.st_size < 0 || static_cast<std::uint64_t>(info.st_size) > maxBytes) {
+    return FileStatus::ioError(path + ": larger than " + std::to_string(maxBytes) + " bytes");
+  }
+  std::string data;
+  char buffer[64 * 1024];
+  for (;;) {
+    const ssize_t count = ::read(file.get(), buffer, sizeof buffer);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      return failure("read", path, errno);
+    }
+    if (count == 0) break;
+    // The file may have grown since it was measured.
+    if (data.size() + static_cast<std::size_t>(count) > maxBytes) {
+      return FileStatus::ioError(path + ": larger than " + std::to_string(maxBytes) + " bytes");
+    }
     data.append(buffer, static_cast<std::size_t>(count));
   }
   *contents = std::move(data);

@@ -12,13 +12,10 @@
 namespace pelorin {
 namespace {
 
-// The first value of a parameter; nothing when it is missing, has no values or is "" (the
-// server sends "" for parameters left empty).
+// The first string of a parameter, "" included; nothing when it is missing or has no values.
 std::optional<std::string> firstValue(const Parameters& parameters, std::string_view key) {
   auto found = parameters.find(std::string(key));
-  if (found == parameters.end() || found->second.empty() || found->second.front().empty()) {
-    return std::nullopt;
-  }
+  if (found == parameters.end() || found->second.empty()) return std::nullopt;
   return found->second.front();
 }
 
@@ -89,8 +86,8 @@ std::optional<float> FullscreenLightbox::parseMargin(std::string_view text) {
   float margin = 0;
   const char* end = number.data() + number.size();
   auto [next, error] = std::from_chars(number.data(), end, margin);
-  // Half the width or more would leave the lightbox no room.
-  if (error != std::errc() || next != end || !std::isfinite(margin) || margin < 0 || margin >= 50) {
+  // A layout takes no negative or non-finite margin.
+  if (error != std::errc() || next != end || !std::isfinite(margin) || margin < 0) {
     logIgnored("margins", text);
     return std::nullopt;
   }
@@ -99,7 +96,7 @@ std::optional<float> FullscreenLightbox::parseMargin(std::string_view text) {
 
 std::optional<std::int64_t> FullscreenLightbox::parseHideTimer(std::string_view text) {
   const auto seconds = parseDecimalInteger(text);
-  if (!seconds || *seconds < 0 || *seconds > PLLightbox::kMaxHideTimerSeconds) {
+  if (!seconds || *seconds > PLLightbox::kMaxHideTimerSeconds) {
     logIgnored("hideTimer", text);
     return std::nullopt;
   }

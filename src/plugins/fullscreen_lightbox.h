@@ -34,7 +34,8 @@ class FullscreenLightbox : public PelorinPlugin {
   // nothing without a current view controller.
   void onLoad() override;
 
-  // The first value of an interaction parameter; nothing when it is missing or "".
+  // The first string of an interaction parameter ("" included); nothing when it is missing
+  // or has no values.
   std::optional<std::string> getValueFromParameters(std::string_view key) const;
   // The outermost parent of the client's current view controller, or nothing.
   std::shared_ptr<platform::ViewController> selectTopViewController() const;
@@ -52,11 +53,11 @@ class FullscreenLightbox : public PelorinPlugin {
   static std::shared_ptr<platform::ViewController> outermostParent(
       std::shared_ptr<platform::ViewController> controller);
 
-  // A margin in percent: a finite number from 0 up to (not including) 50. Anything else is
-  // logged and gives nothing.
+  // A margin in percent: any finite number from 0 up. A negative or non-finite value, which
+  // a layout cannot take, or a text that is not a number is logged and gives nothing.
   static std::optional<float> parseMargin(std::string_view text);
-  // Seconds: a decimal integer from 0 to PLLightbox::kMaxHideTimerSeconds. Anything else is
-  // logged and gives nothing.
+  // Seconds: a decimal integer up to PLLightbox::kMaxHideTimerSeconds (a negative one fires
+  // at once). Anything else is logged and gives nothing.
   static std::optional<std::int64_t> parseHideTimer(std::string_view text);
 
  private:

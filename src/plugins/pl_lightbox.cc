@@ -1,13 +1,16 @@
 #include "plugins/pl_lightbox.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <chrono>
-#include <fstream>
-#include <iterator>
+#include <cstdint>
+#include <system_error>
 
 #include <fmt/format.h>
 
 #include "client/pelorin_configuration.h"
+#include "pelorin/platform/file_system.h"
 #include "pelorin/platform/platform.h"
 #include "plugins/library_resources.h"
 
@@ -41,6 +44,18 @@ bool hasHost(std::string_view url) {
   return (end == std::string_view::npos ? url.size() : end) > 2;
 }
 
+// The largest close icon read from a file.
+constexpr std::size_t kMaxIconBytes = std::size_t{1024} * 1024;
+
+// Writes a margin as a plain decimal number (never an exponent), -0 as 0.
+std::string formatMargin(double value) {
+  if (value == 0) value = 0;  // -0 compares equal to 0 and becomes +0
+  std::array<char, 512> buffer{};
+  auto [end, error] =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::fixed);
+  return error == std::errc() ? std::string(buffer.data(), end) : std::string("0");
+}
+
 // The close button's image: the one at `iconUrl`, else the library's own. A file address
 // is read here; any other address is left to the toolkit to fetch, so that the main thread
 // never waits for the network.
@@ -48,16 +63,17 @@ std::optional<platform::Image> closeImage(const std::optional<std::string>& icon
   if (!iconUrl || iconUrl->empty()) return plugins::libraryImage("close", "png");
   constexpr std::string_view kFileScheme = "file://";
   if (!iconUrl->starts_with(kFileScheme)) return platform::Image{*iconUrl, {}};
-  std::ifstream in(iconUrl->substr(kFileScheme.size()), std::ios::binary);
-  std::vector<std::uint8_t> data;
-  if (in) data.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  if (data.empty()) {
+  // Only a regular file of bounded size: a device or a FIFO would hold the main thread.
+  std::string bytes;
+  const platform::FileStatus status =
+      platform::readRegularFile(iconUrl->substr(kFileScheme.size()), kMaxIconBytes, &bytes);
+  if (!status.isOk() || bytes.empty()) {
     PelorinConfiguration::log(
         [&] { return "The close icon '" + *iconUrl + "' cannot be read; using the default"; },
         PLLightbox::LOG_TAG, LogFlag::WARNING);
     return plugins::libraryImage("close", "png");
   }
-  return platform::Image{*iconUrl, std::move(data)};
+  return platform::Image{*iconUrl, std::vector<std::uint8_t>(bytes.begin(), bytes.end())};
 }
 
 }  // namespace
@@ -111,9 +127,11 @@ void PLLightbox::show() {
   const double horizontal = bounds.width() * static_cast<double>(margin) / 100;
   const double vertical = bounds.height() * static_cast<double>(margin) / 100;
   hostView->addSubview(_lightboxView);
-  hostView->addConstraints(fmt::format("H:|-{}-[lightbox]-{}-|", horizontal, horizontal),
+  const std::string h = formatMargin(horizontal);
+  const std::string v = formatMargin(vertical);
+  hostView->addConstraints(fmt::format("H:|-{}-[lightbox]-{}-|", h, h),
                            {{"lightbox", _lightboxView}});
-  hostView->addConstraints(fmt::format("V:|[topGuide]-{}-[lightbox]-{}-|", vertical, vertical),
+  hostView->addConstraints(fmt::format("V:|[topGuide]-{}-[lightbox]-{}-|", v, v),
                            {{"topGuide", host->topLayoutGuide()}, {"lightbox", _lightboxView}});
 
   _lightboxView->addSubview(_closeButton);
@@ -121,14 +139,16 @@ void PLLightbox::show() {
   _lightboxView->addConstraints("V:|-10-[closeButton]", {{"closeButton", _closeButton}});
 
   _isShown = true;
-  if (hideTimer && (*hideTimer < 0 || *hideTimer > kMaxHideTimerSeconds)) {
+  if (hideTimer && *hideTimer > kMaxHideTimerSeconds) {
     PelorinConfiguration::log(
         [&] { return fmt::format("The hide timer of {} seconds is ignored", *hideTimer); }, LOG_TAG,
         LogFlag::WARNING);
   } else if (hideTimer) {
+    // A timer set in the past fires at once.
+    const std::int64_t seconds = std::max<std::int64_t>(*hideTimer, 0);
     std::weak_ptr<PLLightbox> weak = weak_from_this();
     _hideTimerId =
-        Platform::current().mainThread().scheduleTimer(std::chrono::seconds(*hideTimer), [weak] {
+        Platform::current().mainThread().scheduleTimer(std::chrono::seconds(seconds), [weak] {
           if (auto self = weak.lock()) self->hide();
         });
   }

@@ -51,7 +51,7 @@ class PLLightbox : public platform::NavigationDelegate,
   // bottom).
   float margin = 0;
   // Seconds after showing at which the lightbox hides itself; nothing: never. A value
-  // below 0 or above kMaxHideTimerSeconds is logged and ignored.
+  // below 0 hides it at once; one above kMaxHideTimerSeconds is logged and ignored.
   std::optional<std::int64_t> hideTimer;
   platform::Color lightBoxBackgroundColor{0, 0, 0, 0.6};
 

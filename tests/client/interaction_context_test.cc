@@ -56,6 +56,14 @@ TEST_F(InteractionContextTest, BlankRequestedLocaleUsesTheDefault) {
   EXPECT_EQ(context.getParameters(), (Parameters{{"text", {"Hallo"}}}));
 }
 
+// White space is Unicode white space: a requested locale of no-break or ideographic spaces
+// is blank, so the default locale is used without a warning.
+TEST_F(InteractionContextTest, RequestedLocaleOfUnicodeSpacesUsesTheDefault) {
+  InteractionContext context(interaction("de").ref(), {}, "\u00a0\u3000");
+  EXPECT_EQ(context.getParameters(), (Parameters{{"text", {"Hallo"}}}));
+  EXPECT_EQ(_test.logLines(), std::vector<std::string>{"INFO [PL_INTERACTION]: Locale used: de"});
+}
+
 TEST_F(InteractionContextTest, MissingLocaleFallsBackToDefaultWithOneWarning) {
   InteractionContext context(interaction("en").ref(), {}, "fr");
   EXPECT_EQ(context.getParameters(), (Parameters{{"text", {"Hello"}}}));

@@ -12,7 +12,9 @@
 #include "client/pelorin_client_impl.h"
 #include "devserver/dev_server.h"
 #include "e2e/client_fixture.h"
+#include "pelorin/event.h"
 #include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/toolkit.h"
 
 namespace pelorin {
@@ -23,7 +25,8 @@ constexpr std::string_view kFormRules = R"([
      "profileProperty": "city", "addset": "set",
      "converter": {"mappings": [{"id": "1", "original": "Amsterdam", "converted": "AMS"}]}},
     {"id": "news", "action": {"type": "onchange"},
-     "formfield": {"selector": "#newsletterSwitch"}, "profileProperty": "newsletter",
+     "formfield": {"selector": "#newsletterSwitch"}, "valuetext": "value",
+     "profileProperty": "newsletter",
      "addset": "set"},
     {"id": "email", "action": {"type": "formselection", "selector": "#submitButton"},
      "formfield": {"selector": "#emailField"}, "profileProperty": "email", "addset": "add"}])";
@@ -96,7 +99,12 @@ TEST_F(FormListenerE2ETest, FilledInFormReachesTheServerAtTheNextTick) {
 
   _city->typeText("Amsterdam");
   _city->pressReturn();
+  // A switch has no text: the app reports its value with the field change.
   _newsletter->toggle();
+  PelorinClient::synchronized([&] {
+    PelorinEventFactory::getInstance().publish(
+        std::make_shared<FieldChangeEvent>("#newsletterSwitch", std::vector<std::string>{"true"}));
+  });
   _submit->tap();
 
   EXPECT_EQ(client().getProfileValues("city"), std::vector<std::string>{"AMS"});

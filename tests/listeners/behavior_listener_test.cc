@@ -89,12 +89,27 @@ TEST_F(BehaviorListenerTest, TapAndCustomEventChangeTheProfile) {
   EXPECT_EQ(profile("shared"), Strings{"yes"});
 }
 
-TEST_F(BehaviorListenerTest, MissingParameterDoesNothing) {
+// A missing parameter reads as "", which is decoded and logs its JSON error.
+TEST_F(BehaviorListenerTest, MissingParameterLogsTheJsonErrorAndDoesNothing) {
   JsonValue source = json(R"({"id": "i1"})");
   BehaviorListener listener(_client, InteractionContext(source.ref(), {}, std::nullopt));
+  clearLog();
   listener.onLoad();
   EXPECT_EQ(listener.ruleService(), nullptr);
   EXPECT_THAT(_bus.handlersByEvent(), IsEmpty());
+  EXPECT_THAT(_platform.logLines(),
+              ElementsAre("ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON"));
+}
+
+TEST_F(BehaviorListenerTest, EmptyParameterLogsTheJsonErrorAndDoesNothing) {
+  JsonValue source = interaction("");
+  BehaviorListener listener(_client,
+                            InteractionContext(source.ref(), _screen.controller, std::nullopt));
+  clearLog();
+  listener.onLoad();
+  EXPECT_EQ(listener.ruleService(), nullptr);
+  EXPECT_THAT(_platform.logLines(),
+              ElementsAre("ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON"));
 }
 
 TEST_F(BehaviorListenerTest, ParameterThatIsNotAnObjectDoesNothing) {
@@ -125,11 +140,13 @@ TEST_F(BehaviorListenerTest, OnDestroyEndsOnlyItsOwnSubscriptions) {
   EXPECT_EQ(profile("shared"), std::nullopt);
 }
 
-TEST_F(BehaviorListenerTest, OnDestroyWithoutIdentifierLeavesOtherSubscriptions) {
+// Clearing with no identifier clears every handler, as the bus defines it.
+TEST_F(BehaviorListenerTest, OnDestroyWithoutIdentifierClearsEveryHandler) {
   auto other = load(R"({"rules": [{"ruletype": "scoreevent", "event": "x"}]})", "i2");
   auto listener = load(kBuyRules, "");
+  ASSERT_THAT(subscribedIds(), ElementsAre("PelorinClient.AdvancedEvent i2"));
   listener->onDestroy();
-  EXPECT_THAT(subscribedIds(), ElementsAre("PelorinClient.AdvancedEvent i2"));
+  EXPECT_THAT(subscribedIds(), IsEmpty());
 }
 
 TEST_F(BehaviorListenerTest, TargetOfADestroyedListenerGoesAwayWithIt) {

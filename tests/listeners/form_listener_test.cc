@@ -145,6 +145,39 @@ TEST_F(FormListenerTest, VersionTwoThatIsNotAListGivesNoRules) {
             Strings{"ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON"});
 }
 
+// A present "" is a value, not a missing parameter: a "" version is not "2", so its rules
+// are upgraded from version 1.
+TEST_F(FormListenerTest, EmptyVersionIsAValueAndItsRulesAreUpgraded) {
+  auto listener = load({{"version", ""}, {"form_listener_rules", std::string(kV1Rules)}});
+  std::optional<JsonValue> rules = listener->migrate();
+  ASSERT_TRUE(rules.has_value());
+  EXPECT_EQ(rules->size(), 2U);
+  ASSERT_NE(listener->formListeningService(), nullptr);
+  screen.city->typeText("Amsterdam");
+  screen.city->endEditing();
+  EXPECT_EQ(profile("city"), Strings{"AMS"});
+}
+
+TEST_F(FormListenerTest, EmptyRulesTextOfVersionTwoLogsTheJsonError) {
+  auto listener = make({{"version", "2"}, {"form_listener_rules", ""}});
+  clearLog();
+  EXPECT_EQ(listener->migrate(), std::nullopt);
+  EXPECT_EQ(platform.logLines(),
+            Strings{"ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON"});
+}
+
+// "profileproperty" counts as a list of objects only when every element is an object.
+TEST_F(FormListenerTest, VersionOneProfilePropertyNeedsEveryElementToBeAnObject) {
+  auto listener = make({{"version", "1"}, {"form_listener_rules", R"({"rules": [
+                            {"profileproperty": [{"profileproperty": "city"}, 5]},
+                            {"profileproperty": [{"profileproperty": "town"}, {}]}]})"}});
+  std::optional<JsonValue> rules = listener->migrate();
+  ASSERT_TRUE(rules.has_value());
+  EXPECT_EQ(rules->toCompactString(),
+            R"([{"profileproperty":[{"profileproperty":"city"},5]},)"
+            R"({"profileproperty":[{"profileproperty":"town"},{}],"profileProperty":"town"}])");
+}
+
 TEST_F(FormListenerTest, VersionOneWithoutRulesListGivesNoRules) {
   EXPECT_EQ(make({{"version", "1"}, {"form_listener_rules", R"({"rules": 3})"}})->migrate(),
             std::nullopt);

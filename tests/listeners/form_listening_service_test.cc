@@ -124,52 +124,107 @@ TEST_F(FormServiceTest, OtherControlGetsNoTarget) {
   EXPECT_EQ(service->eventMap().count(FieldChangeEvent::NAME), 1U);
 }
 
+// Counts the form service's "Handling event" lines for events of `name` with `selector`.
+std::size_t handled(const std::vector<std::string>& lines, std::string_view selector,
+                    std::string_view name) {
+  const std::string prefix = "INFO [PL_FORMSERVICE]: Handling event '" + std::string(selector) +
+                             "' - " + std::string(name);
+  std::size_t count = 0;
+  for (const auto& line : lines) count += line.starts_with(prefix) ? 1 : 0;
+  return count;
+}
+
 TEST_F(FormServiceTest, ContinuousSliderFiresOnceOnRelease) {
-  // given an "add" rule, so that every firing would leave a value
   auto service = apply(R"([{"action": {"type": "onchange"}, "formfield": {"selector":
       "#budgetSlider"}, "profileProperty": "budget", "addset": "add"}])");
   ASSERT_TRUE(screen.budget->isContinuous());
+  clearLog();
   // when the user drags through three positions
   screen.budget->drag({20, 50, 80});
-  // then one value, the one at release
-  EXPECT_EQ(profile("budget"), Strings{"80.0"});
+  // then one field change, at release
+  EXPECT_EQ(handled(serviceLines(), "#budgetSlider", FieldChangeEvent::NAME), 1U);
 }
 
-TEST_F(FormServiceTest, TogglingASwitchWritesItsState) {
+// Values come from the field's text: a control without one gives an empty list, however
+// its state changed.
+TEST_F(FormServiceTest, ControlsWithoutTextGiveNoValues) {
   auto service = apply(R"([{"action": {"type": "onchange"}, "formfield": {"selector":
-      "#newsletterSwitch"}, "profileProperty": "newsletter", "addset": "set",
-      "converter": {"mappings": [{"id": "1", "original": "true", "converted": "yes"},
-                                 {"id": "2", "original": "false", "converted": "no"}]}}])");
+      "#newsletterSwitch"}, "profileProperty": "newsletter", "addset": "add",
+      "converter": {"mappings": [{"id": "1", "original": "true", "converted": "yes"}]}},
+      {"action": {"type": "onchange"}, "formfield": {"selector": "#budgetSlider"},
+       "profileProperty": "budget", "addset": "add"}])");
+  clearLog();
   screen.newsletter->toggle();
-  EXPECT_EQ(profile("newsletter"), Strings{"yes"});
-  screen.newsletter->toggle();
-  EXPECT_EQ(profile("newsletter"), Strings{"no"});
+  screen.budget->drag({80});
+  EXPECT_EQ(handled(serviceLines(), "#newsletterSwitch", FieldChangeEvent::NAME), 1U);
+  EXPECT_EQ(handled(serviceLines(), "#budgetSlider", FieldChangeEvent::NAME), 1U);
+  EXPECT_THAT(serviceLines(), Contains("INFO [PL_FORMSERVICE]: The content from getValues: []"));
+  EXPECT_THAT(serviceLines(), Not(Contains("INFO [PL_FORMSERVICE]: The content from getValues: "
+                                           "[\"true\"]")));
+  EXPECT_THAT(profile("newsletter").value_or(Strings{}), IsEmpty());
+  EXPECT_THAT(profile("budget").value_or(Strings{}), IsEmpty());
 }
 
-TEST_F(FormServiceTest, PickerReportsTheSelectedTitleThroughUpdateValues) {
-  // given a picker whose app already has a delegate
+// A picker cannot be observed as it changes: the rule waits for the update-values events
+// the app publishes, and the picker's delegate stays the app's.
+TEST_F(FormServiceTest, PickerIsNotObservedAndKeepsTheAppsDelegate) {
   auto appDelegate = std::make_shared<AppPickerDelegate>();
   screen.sizes->setDelegate(appDelegate);
   auto service = apply(R"([{"action": {"type": "onchange"}, "formfield": {"selector":
-      "#sizePicker"}, "profileProperty": "size", "addset": "set"}])");
+      "#sizePicker"}, "profileProperty": "size", "addset": "add"}])");
   EXPECT_THAT(serviceLines(),
-              Contains("INFO [PL_FORMSERVICE]: Can't listen to UIPickerView realtime, throw a "
-                       "FieldChangeEvent instead"));
+              ElementsAre("INFO [PL_FORMSERVICE]: Apply on value change rule: {\n"
+                          "  \"action\" : {\n"
+                          "    \"type\" : \"onchange\"\n"
+                          "  },\n"
+                          "  \"formfield\" : {\n"
+                          "    \"selector\" : \"#sizePicker\"\n"
+                          "  },\n"
+                          "  \"profileProperty\" : \"size\",\n"
+                          "  \"addset\" : \"add\"\n"
+                          "}",
+                          "INFO [PL_FORMSERVICE]: Can't listen to UIPickerView realtime, throw a "
+                          "FieldChangeEvent instead"));
   EXPECT_EQ(service->eventMap().count(UpdateValuesEvent::NAME), 1U);
-  // when the user picks the third row
+  EXPECT_EQ(screen.sizes->delegate(), appDelegate);
+  // when the user picks the third row and the app reports it
   clearLog();
   screen.sizes->pickRow(2, 0);
-  // then the title is written and the app's delegate was told too
-  EXPECT_EQ(profile("size"), Strings{"L"});
+  EXPECT_EQ(profile("size"), std::nullopt);
+  bus.publish(std::make_shared<UpdateValuesEvent>("#sizePicker", Strings{"L"}));
+  // then the app's delegate was told and the value is written once
   EXPECT_THAT(appDelegate->rows, ElementsAre(2U));
-  EXPECT_THAT(serviceLines(), ElementsAre("INFO [PL_FORMSERVICE]: Index: 0 rowindex: 2",
-                                          "INFO [PL_FORMSERVICE]: The content from getValues: "
-                                          "[\"L\"]",
-                                          "INFO [PL_FORMSERVICE]: Handling event "
-                                          "PelorinClient.UpdateValuesEvent at '' handled by [i1]",
-                                          "INFO [PL_FORMSERVICE]: Saving",
-                                          "INFO [PL_FORMSERVICE]: Profile Change: Property: "
-                                          "size, values [\"L\"], method: set"));
+  EXPECT_EQ(profile("size"), Strings{"L"});
+  EXPECT_EQ(screen.sizes->delegate(), appDelegate);
+}
+
+// A picker read by a selection rule gives the titles of its selected rows.
+TEST_F(FormServiceTest, PickerIsReadThroughItsSelectedRows) {
+  auto service = apply(R"([{"action": {"type": "clickselection", "selector": "#planButton"},
+      "formfield": {"selector": "#sizePicker"}, "profileProperty": "size", "addset": "set"}])");
+  screen.sizes->pickRow(1, 0);
+  clearLog();
+  screen.plan->tap();
+  EXPECT_EQ(profile("size"), Strings{"M"});
+  EXPECT_THAT(serviceLines(), Contains("INFO [PL_FORMSERVICE]: Index: 0 rowindex: 1"));
+}
+
+// Every rule filed under a control acts, whatever its type: the field change of an
+// "onchange" rule and the tap of a "clickselection" rule on one control.
+TEST_F(FormServiceTest, ControlActionsPublishForEveryRuleOfTheControl) {
+  auto service = apply(R"([
+      {"action": {"type": "clickselection", "selector": "#cityField"},
+       "formfield": {"selector": "#emailField"}, "profileProperty": "email", "addset": "set"},
+      {"action": {"type": "onchange", "selector": "#cityField"},
+       "formfield": {"selector": "#cityField"}, "profileProperty": "city", "addset": "set"}])");
+  clearLog();
+  screen.city->sendActions(ControlEvents::kEditingDidEnd);
+  EXPECT_EQ(handled(serviceLines(), "#cityField", FieldChangeEvent::NAME), 1U);
+  EXPECT_EQ(handled(serviceLines(), "#emailField", FieldChangeEvent::NAME), 1U);
+  clearLog();
+  screen.city->sendActions(ControlEvents::kTouchDown);
+  EXPECT_EQ(handled(serviceLines(), "#cityField", ClickEvent::NAME), 2U);
+  EXPECT_EQ(profile("email"), Strings{"ann@example.com"});
 }
 
 TEST_F(FormServiceTest, UpdateValuesForAnotherFieldAreIgnored) {
@@ -295,12 +350,21 @@ TEST_F(FormServiceTest, ValueWithoutMappingIsWrittenAsEntered) {
 }
 
 TEST_F(FormServiceTest, FirstMatchingMappingWins) {
-  JsonValue mappings = json(R"([{"original": "a"}, {"original": "a", "converted": "1"},
-      {"original": "a", "converted": "2"}, 5, {"original": 7, "converted": "x"}])");
-  EXPECT_EQ(FormListeningService::getConvertedValue("a", mappings.ref()), "1");
+  JsonValue mappings = json(R"([{"original": "b", "converted": "B1"}, 5,
+      {"original": "b", "converted": "B2"}, {"original": 7, "converted": "x"}])");
+  EXPECT_EQ(FormListeningService::getConvertedValue("b", mappings.ref()), "B1");
   EXPECT_EQ(FormListeningService::getConvertedValue("7", mappings.ref()), "7");
   JsonValue rule = json(R"({"converter": {"mappings": "none"}})");
   EXPECT_EQ(FormListeningService::convertValues(rule.ref(), {"a"}), Strings{"a"});
+}
+
+// The first mapping whose "original" equals the value converts it; its "converted" is read
+// leniently, "" when it is missing or not a text.
+TEST_F(FormServiceTest, FirstMatchingMappingGivesItsConvertedReadLeniently) {
+  JsonValue mappings = json(R"([{"original": "a"}, {"original": "a", "converted": "1"},
+      {"original": "n", "converted": 5}, {"original": "n", "converted": "N"}])");
+  EXPECT_EQ(FormListeningService::getConvertedValue("a", mappings.ref()), "");
+  EXPECT_EQ(FormListeningService::getConvertedValue("n", mappings.ref()), "");
 }
 
 TEST_F(FormServiceTest, RuleWithoutPropertyOrMethodWritesNothing) {

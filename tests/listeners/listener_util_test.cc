@@ -206,6 +206,49 @@ TEST_F(ListenerUtilTest, ContentIsLowerCasedButWordsOnlyMatchLiterally) {
   EXPECT_TRUE(ListenerUtil::contentContainsWord(json("{}").ref(), {"S.LE"}, {"s.le"}));
 }
 
+// Words and content are lower-cased and trimmed as Unicode text.
+TEST_F(ListenerUtilTest, WordTestsLowerCaseAccentedLatin) {
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(json("{}").ref(), {"ÉTÉ SALE"}, {"été"}));
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(json("{}").ref(), {"ÜBER UNS"}, {"über"}));
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(json("{}").ref(), {"über uns"}, {"ÜBER"}));
+  JsonValue matches = json(R"({"containsmatches": "matches"})");
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(matches.ref(), {"ÉCONOMIE"}, {"économie"}));
+}
+
+TEST_F(ListenerUtilTest, WordTestsLowerCaseGreekCjkAndEmoji) {
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(json("{}").ref(), {"ΣΟΦΊΑ"}, {"σοφία"}));
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(json("{}").ref(), {"東京 SALE 🎉"}, {"京 sale 🎉"}));
+  JsonValue url = json(R"({"ruletype": "scoreurl", "containsmatches": "matches"})");
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(url.ref(), {"東京/ÜBER"}, {"東京/über"}));
+}
+
+// The default mapping: "İ" lower-cases to "i" with a combining dot, so it does not equal a
+// plain "i".
+TEST_F(ListenerUtilTest, WordTestsUseTheDefaultMappingForTheTurkishDottedI) {
+  JsonValue matches = json(R"({"containsmatches": "matches"})");
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(matches.ref(), {"İSTANBUL"}, {"i̇stanbul"}));
+  EXPECT_FALSE(ListenerUtil::contentContainsWord(matches.ref(), {"İSTANBUL"}, {"istanbul"}));
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(matches.ref(), {"ISTANBUL"}, {"istanbul"}));
+}
+
+TEST_F(ListenerUtilTest, WordTestsTrimUnicodeWhiteSpace) {
+  JsonValue matches = json(R"({"containsmatches": "matches"})");
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(matches.ref(), {"sale"}, {"sale "}));
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(matches.ref(), {"　sale "}, {"SALE"}));
+  JsonValue url = json(R"({"ruletype": "scoreurl", "containsmatches": "matches"})");
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(url.ref(), {" Home "}, {"home"}));
+}
+
+// A literal search for an empty text finds nothing.
+TEST_F(ListenerUtilTest, EmptyOrBlankWordMatchesNothing) {
+  EXPECT_FALSE(ListenerUtil::contentContainsWord(json("{}").ref(), {"Home"}, {""}));
+  EXPECT_FALSE(ListenerUtil::contentContainsWord(json("{}").ref(), {"Home"}, {"  "}));
+  EXPECT_FALSE(ListenerUtil::contentContainsWord(json("{}").ref(), {"Home"}, {" "}));
+  JsonValue url = json(R"({"ruletype": "scoreurl"})");
+  EXPECT_FALSE(ListenerUtil::contentContainsWord(url.ref(), {"Home"}, {"  "}));
+  EXPECT_TRUE(ListenerUtil::contentContainsWord(url.ref(), {"Home"}, {"  ", "home"}));
+}
+
 // --- applyToSubViews and getContent
 
 TEST_F(ListenerUtilTest, ApplyToSubViewsCollectsTextsDepthFirstAsASet) {
@@ -260,6 +303,12 @@ TEST_F(ListenerUtilTest, TextOfReadsOnlyViewsWithATextProperty) {
   EXPECT_EQ(ListenerUtil::textOf(TextField("")), "");
   EXPECT_EQ(ListenerUtil::textOf(Button("Buy")), std::nullopt);
   EXPECT_EQ(ListenerUtil::textOf(View()), std::nullopt);
+}
+
+// Text enters the library as valid UTF-8: each ill-formed part becomes U+FFFD.
+TEST_F(ListenerUtilTest, TextOfRepairsTextThatIsNotUtf8) {
+  EXPECT_EQ(ListenerUtil::textOf(Label("Caf\xe9 \xf0\x9f\x8e")), "Caf\uFFFD \uFFFD");
+  EXPECT_EQ(ListenerUtil::textOf(TextField("東京🎉")), "東京🎉");
 }
 
 class ContentTest : public ListenerUtilTest {
@@ -358,11 +407,14 @@ TEST_F(ListenerUtilTest, ArrayFromParametersDecodesAList) {
   EXPECT_EQ(ListenerUtil::getArrayFromParameters("rules", &context), std::nullopt);
 }
 
-TEST_F(ListenerUtilTest, MissingParameterDecodesToNothingWithoutALogLine) {
+// A missing parameter reads as "", which is decoded and logs its JSON error.
+TEST_F(ListenerUtilTest, MissingParameterIsDecodedAsEmptyTextAndLogsTheJsonError) {
   InteractionContext context = contextWithParameters(_platform, "[]");
   EXPECT_EQ(ListenerUtil::getDictionaryFromParameters("rules", &context), std::nullopt);
   EXPECT_EQ(ListenerUtil::getArrayFromParameters("rules", nullptr), std::nullopt);
-  EXPECT_THAT(logLines(), IsEmpty());
+  EXPECT_THAT(logLines(),
+              ElementsAre("ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON",
+                          "ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON"));
 }
 
 TEST_F(ListenerUtilTest, ParameterThatIsNotJsonLogsAndDecodesToNothing) {

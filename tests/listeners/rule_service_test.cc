@@ -34,12 +34,16 @@ TEST_F(RuleServiceTest, HandlingLogsTheRuleAsIndentedJson) {
                                           "}"));
 }
 
-TEST_F(RuleServiceTest, RuleThatIsNotAnObjectIsLoggedAndTreatedAsContentRule) {
+// The pretty printer takes only an array or an object at the top level: any other rule is
+// "unknown" in the log.
+TEST_F(RuleServiceTest, RuleThatIsNotAnObjectIsLoggedAsUnknownAndTreatedAsContentRule) {
   // A rule without "ruletype" is a content rule; without a content area it stops there.
-  apply(R"([42])");
-  EXPECT_THAT(serviceLines(), ElementsAre("INFO [PL_RULESERVICE]: Handling 42",
-                                          "INFO [PL_RULESERVICE]: Found content rule without "
-                                          "selector: 42"));
+  apply(R"([42, "x"])");
+  EXPECT_THAT(serviceLines(),
+              ElementsAre("INFO [PL_RULESERVICE]: Handling unknown",
+                          "INFO [PL_RULESERVICE]: Found content rule without selector: unknown",
+                          "INFO [PL_RULESERVICE]: Handling unknown",
+                          "INFO [PL_RULESERVICE]: Found content rule without selector: unknown"));
 }
 
 TEST_F(RuleServiceTest, ScoreSocialEventIsRegisteredLikeScoreEvent) {
@@ -282,7 +286,78 @@ TEST_F(RuleServiceTest, UrlRuleWithMatchesComparesTheWholeScreenName) {
   EXPECT_FALSE(service->isChanged());
 }
 
+// A literal search for an empty text finds nothing: a blank word is no match.
+TEST_F(RuleServiceTest, UrlRuleWithABlankWordDoesNotMatch) {
+  showScreen("Home");
+  auto service = apply(R"([{"ruletype": "scoreurl", "url": "url", "words": ["  "],
+                            "profileproperty": [{"profileproperty": "stage"}],
+                            "addset": "set", "values": ["home"]},
+                           {"ruletype": "scoreurl", "url": "url", "words": [""],
+                            "profileproperty": [{"profileproperty": "stage"}],
+                            "addset": "set", "values": ["home"]}])");
+  EXPECT_FALSE(service->isChanged());
+}
+
+TEST_F(RuleServiceTest, UrlRuleMatchesAScreenNameInAnotherScript) {
+  showScreen("ΚΑΤΆΣΤΗΜΑ/Über uns");
+  auto service = apply(R"([{"ruletype": "scoreurl", "url": "url", "words": ["κατάστημα/über"],
+                            "profileproperty": [{"profileproperty": "stage"}],
+                            "addset": "set", "values": ["store"]}])");
+  EXPECT_TRUE(service->isChanged());
+}
+
+// --- Several rules on one control: each pair of service and action acts once per tap, so
+// n rules publish n events and each rule runs once per event.
+
+class RulesOnOneControlTest : public RuleServiceTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(RulesOnOneControlTest, EachRuleRunsOncePerEvent) {
+  const int n = GetParam();
+  std::string rules = "[";
+  for (int i = 0; i < n; ++i) {
+    if (i > 0) rules += ",";
+    rules += R"({"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"},
+                 "profileproperty": [{"profileproperty": "clicks"}],
+                 "addset": "merge", "values": ["1"]})";
+  }
+  rules += "]";
+  auto service = apply(rules);
+  clearLog();
+
+  _screen.buy->tap();
+
+  std::size_t events = 0;
+  std::size_t merges = 0;
+  for (const std::string& line : serviceLines()) {
+    if (line.starts_with("INFO [PL_RULESERVICE]: Handling event ")) ++events;
+    if (line.starts_with("INFO [PL_RULESERVICE]: Merging currentValue ")) ++merges;
+  }
+  EXPECT_EQ(events, static_cast<std::size_t>(n));
+  EXPECT_EQ(merges, static_cast<std::size_t>(n * n));
+  // n events, each summed by n rules.
+  EXPECT_EQ(profile("clicks"), Strings{std::to_string(n * n) + ".0"});
+  EXPECT_EQ(_screen.buy->controlEventsForTarget(service.get()), ControlEvents::kTouchDown);
+}
+
+INSTANTIATE_TEST_SUITE_P(OneTwoThree, RulesOnOneControlTest, ::testing::Values(1, 2, 3));
+
 // --- Content rules
+
+// Content is read as Unicode text: accented capitals match their lower-case words.
+TEST_F(RuleServiceTest, ContentRuleMatchesAccentedCapitals) {
+  _screen.banner->addSubview(std::make_shared<platform::Label>("ÉTÉ SALE"));
+  _screen.banner->addSubview(std::make_shared<platform::Label>("ÜBER\u00a0"));
+  auto service = apply(R"([{"contentarea": {"selector": "#banner"}, "words": ["été"],
+                            "profileproperty": [{"profileproperty": "season"}],
+                            "addset": "set", "values": ["summer"]},
+                           {"contentarea": {"selector": "#banner"}, "words": ["über"],
+                            "containsmatches": "matches",
+                            "profileproperty": [{"profileproperty": "page"}],
+                            "addset": "set", "values": ["about"]}])");
+  EXPECT_EQ(service->pendingChanges(),
+            (std::vector<ProfileChange>{{"season", {"summer"}, Method::set},
+                                        {"page", {"about"}, Method::set}}));
+}
 
 TEST_F(RuleServiceTest, ContentRuleMatchingTheScreenCollectsAChange) {
   auto service = apply(R"([{"ruletype": "scorecontent", "contentarea": {"selector": "pre_body"},

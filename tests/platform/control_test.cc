@@ -20,6 +20,13 @@ class Counter {
   int touches = 0;
 };
 
+class TwoActions {
+ public:
+  void first(Control& /*sender*/) { calls.emplace_back("first"); }
+  void second(Control& /*sender*/) { calls.emplace_back("second"); }
+  std::vector<std::string> calls;
+};
+
 TEST(ControlEventsTest, BitValuesAreThoseOfTheMobileToolkit) {
   EXPECT_EQ(ControlEvents::kTouchDown.bits(), 0x1u);
   EXPECT_EQ(ControlEvents::kTouchUpInside.bits(), 0x40u);
@@ -116,16 +123,69 @@ TEST(ControlTest, TargetIsKeptAliveWhileItsActionRuns) {
   EXPECT_TRUE(weak.expired());
 }
 
-TEST(ControlTest, TargetAddedTwiceActsTwice) {
+// As in the mobile toolkit, an identical target, action and event mask is added once.
+TEST(ControlTest, IdenticalTargetActionAndEventsAddedTwiceActOnce) {
   auto control = std::make_shared<Control>();
   auto target = std::make_shared<Counter>();
+  control->addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
   control->addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
   control->addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
 
   control->sendActions(ControlEvents::kTouchDown);
 
-  EXPECT_EQ(target->touches, 2);
+  EXPECT_EQ(target->touches, 1);
   EXPECT_EQ(control->targetCount(), 1u);
+}
+
+TEST(ControlTest, SameTargetWithAnotherActionOrOtherEventsIsAddedAgain) {
+  auto control = std::make_shared<Control>();
+  auto target = std::make_shared<TwoActions>();
+  control->addTarget(target, &TwoActions::first, ControlEvents::kTouchDown);
+  control->addTarget(target, &TwoActions::second, ControlEvents::kTouchDown);
+  control->addTarget(target, &TwoActions::first,
+                     ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
+
+  control->sendActions(ControlEvents::kTouchDown);
+
+  EXPECT_EQ(target->calls, (std::vector<std::string>{"first", "second", "first"}));
+}
+
+TEST(ControlTest, AnotherTargetOfTheSameClassIsAddedAgain) {
+  auto control = std::make_shared<Control>();
+  auto one = std::make_shared<Counter>();
+  auto two = std::make_shared<Counter>();
+  control->addTarget(one, &Counter::touched, ControlEvents::kTouchDown);
+  control->addTarget(two, &Counter::touched, ControlEvents::kTouchDown);
+
+  control->sendActions(ControlEvents::kTouchDown);
+
+  EXPECT_EQ(one->touches, 1);
+  EXPECT_EQ(two->touches, 1);
+}
+
+// Once the first target is gone, a new one at the same address is a new pair.
+TEST(ControlTest, PairOfATargetThatWentAwayCanBeAddedAgain) {
+  auto control = std::make_shared<Control>();
+  auto target = std::make_shared<Counter>();
+  control->addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
+  control->removeTarget(target.get(), ControlEvents::kTouchDown);
+  control->addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
+
+  control->sendActions(ControlEvents::kTouchDown);
+
+  EXPECT_EQ(target->touches, 1);
+}
+
+TEST(ControlTest, FunctionObjectsAddedTwiceActTwice) {
+  auto control = std::make_shared<Control>();
+  auto target = std::make_shared<int>(0);
+  Control::Action count = [target](Control&) { ++*target; };
+  control->addTarget(target, count, ControlEvents::kTouchDown);
+  control->addTarget(target, count, ControlEvents::kTouchDown);
+
+  control->sendActions(ControlEvents::kTouchDown);
+
+  EXPECT_EQ(*target, 2);
 }
 
 TEST(ControlTest, EmptyActionOrEmptyMaskIsIgnored) {

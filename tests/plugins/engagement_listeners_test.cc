@@ -172,7 +172,23 @@ TEST_F(EngagementListenersTest, ScoreListenerWithoutRulesOrIdentifierDoesNothing
                                           "")
                 ->engagementService(),
             nullptr);
-  EXPECT_THAT(linesBesidesLocales(), IsEmpty());
+  // The missing "engagement_rules" reads as "", which is decoded and logs its JSON error.
+  EXPECT_THAT(linesBesidesLocales(),
+              ElementsAre("ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON"));
+}
+
+// A missing or "" "interests" or "engagement_rules" is decoded as "" and logs the error.
+TEST_F(EngagementListenersTest, RankingListenerWithAMissingOrEmptyParameterLogsTheJsonError) {
+  EXPECT_EQ(load<EngagementRankingListener>({{"engagement_rules", std::string(kRules)}})
+                ->engagementService(),
+            nullptr);
+  EXPECT_EQ(load<EngagementRankingListener>(
+                {{"engagement_rules", ""}, {"interests", R"({"values": ["Sale"]})"}})
+                ->engagementService(),
+            nullptr);
+  EXPECT_THAT(linesBesidesLocales(),
+              ElementsAre("ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON",
+                          "ERROR [PL_LISTENER_UTIL]: JSON error occurred: incomplete JSON"));
 }
 
 TEST_F(EngagementListenersTest, EngagementRulesWithoutRulesMakeTheServiceAndAttachNothing) {

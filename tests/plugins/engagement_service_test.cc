@@ -153,6 +153,28 @@ TEST_F(EngagementServiceTest, TappingAnObservedControlPublishesAClickAndScoresIt
               ElementsAre(json(R"({"TIME": "1714568531000", "k": {"p4504": 5}})")));
 }
 
+// The service is the control's target once however many rules name the control: a tap
+// publishes one click event per rule, and each rule scores each event once.
+TEST_F(EngagementServiceTest, TwoClickRulesOnOneControlScoreEachEventOncePerRule) {
+  auto service = scoreService();
+  apply(*service,
+        R"([{"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"}, "points": 1},
+            {"ruletype": "scoreclick", "clickarea": {"selector": "#buyButton"}, "points": 10}])");
+
+  clearLog();
+
+  _screen.buy->tap();
+
+  // Two click events, each scored by both rules: 22 points in all.
+  std::vector<std::string> saves;
+  for (const std::string& line : engagementLines()) {
+    if (line.starts_with("INFO [PL_ENGAGMENTSERVICE]: Saving: ")) saves.push_back(line);
+  }
+  const std::string save = R"(INFO [PL_ENGAGMENTSERVICE]: Saving: _engagement - )"
+                           R"({"TIME":"1714568531000","k":{"p4504":11}})";
+  EXPECT_THAT(saves, ElementsAre(save, save));
+}
+
 TEST_F(EngagementServiceTest, ClickRuleOnAViewThatIsNotAControlWaitsForClickEvents) {
   auto service = scoreService();
   apply(*service,
@@ -281,6 +303,73 @@ TEST_F(EngagementServiceTest, InterestListNamesEveryElementAsText) {
   EXPECT_THAT(stored("_i1"), ElementsAre(json(R"({"TIME": "1714568531000", "days": 2434,
       "data": [{"n": "shoes", "p": 1}, {"n": "3", "p": 1}, {"n": "2.5", "p": 1},
                {"n": "true", "p": 1}, {"n": "", "p": 1}]})")));
+}
+
+// Interest names are lower-cased with the Unicode default mapping.
+TEST_F(EngagementServiceTest, InterestNamesAreLowerCasedAsUnicodeText) {
+  auto service = rankingService();
+  apply(*service, R"([{"ruletype": "interestevent", "event": "read",
+                      "interests": ["ÉCONOMIE", "ΣΟΦΊΑ", "İSTANBUL", "東京", "🎉PARTY"],
+                      "points": 1}])");
+
+  _bus.publish(std::make_shared<AdvancedEvent>("read"));
+
+  EXPECT_THAT(stored("_i1"), ElementsAre(json(R"({"TIME": "1714568531000", "days": 2434,
+      "data": [{"n": "économie", "p": 1}, {"n": "σοφία", "p": 1},
+               {"n": "i\u0307stanbul", "p": 1}, {"n": "東京", "p": 1},
+               {"n": "🎉party", "p": 1}]})")));
+}
+
+// Whole numbers are written exactly as the JSON held them, never in exponent form.
+TEST_F(EngagementServiceTest, InterestNumbersAreWrittenAsPlainDecimals) {
+  auto service = rankingService();
+  apply(*service, R"([{"ruletype": "interestevent", "event": "read",
+                      "interests": [18446744073709551615, -9223372036854775808, 1e20, 4.0,
+                                    0.25],
+                      "points": 1}])");
+
+  _bus.publish(std::make_shared<AdvancedEvent>("read"));
+
+  EXPECT_THAT(stored("_i1"), ElementsAre(json(R"({"TIME": "1714568531000", "days": 2434,
+      "data": [{"n": "18446744073709551615", "p": 1}, {"n": "-9223372036854775808", "p": 1},
+               {"n": "100000000000000000000", "p": 1}, {"n": "4", "p": 1},
+               {"n": "0.25", "p": 1}]})")));
+}
+
+// Text read from the screen enters as valid UTF-8, so one ill-formed label does not cost
+// the save its other points.
+TEST_F(EngagementServiceTest, SaveKeepsItsEntriesWhenAScreenTextIsNotUtf8) {
+  _screen.banner->addSubview(std::make_shared<platform::Label>("Caf\xe9"));
+  auto service = rankingService();
+  apply(*service, R"([{"ruletype": "interestcontent", "contentarea": {"selector": "#banner"},
+                      "interests": ["pre_context"], "points": 1}])");
+
+  service->save();
+
+  EXPECT_THAT(stored("_i1"), ElementsAre(json(R"({"TIME": "1714568531000", "days": 2434,
+      "data": [{"n": "20% off", "p": 1}, {"n": "caf\ufffd", "p": 1},
+               {"n": "spring sale", "p": 1}]})")));
+}
+
+// On destruction the service clears every handler of its listener identifier.
+TEST_F(EngagementServiceTest, DestroyingTheServiceClearsItsIdentifiersHandlers) {
+  auto service = scoreService();
+  apply(*service, "[]");
+  auto other = std::make_shared<RuleService>();
+  other->setClient(_client);
+  other->setListenerId("i1");
+  JsonValue rules = json(R"([{"ruletype": "scoreevent", "event": "x"}])");
+  other->applyRules(rules.ref());
+  auto third = std::make_shared<RuleService>();
+  third->setClient(_client);
+  third->setListenerId("i2");
+  third->applyRules(rules.ref());
+  ASSERT_EQ(subscriptionCount(_bus), 2U);
+
+  service.reset();
+
+  ASSERT_EQ(subscriptionCount(_bus), 1U);
+  EXPECT_EQ(_bus.handlersByEvent().at(std::string(AdvancedEvent::NAME)).front().id, "i2");
 }
 
 TEST_F(EngagementServiceTest, InterestListNeedsTheRulesWords) {

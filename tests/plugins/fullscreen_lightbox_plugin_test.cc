@@ -76,10 +76,11 @@ TEST_F(FullscreenLightboxPluginTest, HideTimerOfFiveHidesFiveSecondsAfterShowing
   EXPECT_TRUE(_root->view()->subviews().empty());
 }
 
-TEST_F(FullscreenLightboxPluginTest, ParameterValuesAreTheFirstNonEmptyOnes) {
+// The first string of the parameter, "" included.
+TEST_F(FullscreenLightboxPluginTest, ParameterValuesAreTheFirstStrings) {
   FullscreenLightbox plugin(client(), context({{"url", {""}}, {"html", {"<p>a</p>", "<p>b</p>"}}}));
 
-  EXPECT_EQ(plugin.getValueFromParameters("url"), std::nullopt);
+  EXPECT_EQ(plugin.getValueFromParameters("url"), "");
   EXPECT_EQ(plugin.getValueFromParameters("html"), "<p>a</p>");
   EXPECT_EQ(plugin.getValueFromParameters("content"), std::nullopt);
 }

@@ -7,6 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
 #include "support/test_platform.h"
 
 namespace pelorin {
@@ -70,7 +76,7 @@ TEST_F(FullscreenLightboxTest, HideTimerFiveHidesTheLightboxFiveSecondsAfterItIs
 }
 
 TEST_F(FullscreenLightboxTest, HideTimerThatIsNotAWholeNumberOfSecondsIsIgnored) {
-  for (const std::string text : {"5.5", " 5", "-1", "31536001", "99999999999999999999"}) {
+  for (const std::string text : {"5.5", " 5", "31536001", "99999999999999999999"}) {
     _test.console().clear();
     auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"hideTimer", {text}}});
     ASSERT_TRUE(lightbox);
@@ -80,6 +86,16 @@ TEST_F(FullscreenLightboxTest, HideTimerThatIsNotAWholeNumberOfSecondsIsIgnored)
                                        "' is ignored"});
     lightbox->hide();
   }
+}
+
+// A timer set in the past is scheduled all the same and fires at once.
+TEST_F(FullscreenLightboxTest, NegativeHideTimerHidesTheLightboxAtOnce) {
+  auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"hideTimer", {"-1"}}});
+  ASSERT_TRUE(lightbox);
+  EXPECT_EQ(lightbox->hideTimer, -1);
+  EXPECT_TRUE(_test.logLines().empty());
+  EXPECT_FALSE(lightbox->isShown());
+  EXPECT_TRUE(_host->view()->subviews().empty());
 }
 
 TEST_F(FullscreenLightboxTest, UrlWinsOverHtml) {
@@ -117,11 +133,19 @@ TEST_F(FullscreenLightboxTest, ContentIsWrappedInThePageTemplateWithItsStyles) {
                                       "p { color: red; }"));
 }
 
-TEST_F(FullscreenLightboxTest, EmptyUrlFallsBackToTheNextContent) {
-  auto lightbox = present({{"url", {""}}, {"html", {"<p>Hi</p>"}}});
+// "" is a value: an empty "url" is the address chosen, and it is not one.
+TEST_F(FullscreenLightboxTest, EmptyUrlIsChosenAndShowsNothing) {
+  EXPECT_EQ(present({{"url", {""}}, {"html", {"<p>Hi</p>"}}}), nullptr);
+  EXPECT_EQ(_test.logLines(),
+            std::vector<std::string>{"WARNING [PL_INTERACTION]: The lightbox address '' is not a "
+                                     "valid URL"});
+  EXPECT_TRUE(_host->view()->subviews().empty());
+}
 
+TEST_F(FullscreenLightboxTest, EmptyHtmlIsLoadedAsItStands) {
+  auto lightbox = present({{"html", {""}}, {"content", {"<p>Other</p>"}}});
   ASSERT_TRUE(lightbox);
-  EXPECT_EQ(lightbox->lightboxView()->loads().at(0).html, "<p>Hi</p>");
+  EXPECT_EQ(lightbox->lightboxView()->loads().at(0).html, "");
 }
 
 TEST_F(FullscreenLightboxTest, NoContentShowsNothing) {
@@ -147,6 +171,41 @@ TEST_F(FullscreenLightboxTest, IconUrlChoosesTheCloseButtonsImage) {
             (platform::Image{"https://cdn.example.com/x.png", {}}));
 }
 
+TEST_F(FullscreenLightboxTest, IconFromARegularFileIsRead) {
+  const std::string path = ::testing::TempDir() + "pelorin-icon-" + std::to_string(::getpid());
+  { std::ofstream(path, std::ios::binary) << "PNG!"; }
+  auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"iconUrl", {"file://" + path}}});
+  std::filesystem::remove(path);
+
+  ASSERT_TRUE(lightbox);
+  EXPECT_EQ(lightbox->closeButton()->image(),
+            (platform::Image{"file://" + path, {'P', 'N', 'G', '!'}}));
+}
+
+// Only a regular file of at most 1 MB is read, without waiting: a device, a FIFO (which
+// would block the open for ever) or a larger file falls back to the library's icon.
+TEST_F(FullscreenLightboxTest, IconFromADeviceOrFifoFallsBackToTheDefault) {
+  const std::string fifo = ::testing::TempDir() + "pelorin-fifo-" + std::to_string(::getpid());
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const std::string large = ::testing::TempDir() + "pelorin-large-" + std::to_string(::getpid());
+  { std::ofstream(large, std::ios::binary) << std::string(1024 * 1024 + 1, 'x'); }
+  auto defaultIcon = present({{"html", {"<p>Hi</p>"}}});
+  ASSERT_TRUE(defaultIcon);
+  for (const std::string& path : {std::string("/dev/zero"), fifo, large, std::string("/tmp")}) {
+    _test.console().clear();
+    auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"iconUrl", {"file://" + path}}});
+    ASSERT_TRUE(lightbox);
+    EXPECT_EQ(lightbox->closeButton()->image(), defaultIcon->closeButton()->image()) << path;
+    EXPECT_EQ(_test.logLines(),
+              std::vector<std::string>{"WARNING [PL_INTERACTION]: The close "
+                                       "icon 'file://" +
+                                       path + "' cannot be read; using the default"});
+    lightbox->hide();
+  }
+  std::filesystem::remove(fifo);
+  std::filesystem::remove(large);
+}
+
 TEST_F(FullscreenLightboxTest, MarginsAcceptDecimalsAndAPlusSign) {
   EXPECT_EQ(FullscreenLightbox::parseMargin("2.5"), 2.5F);
   EXPECT_EQ(FullscreenLightbox::parseMargin("+10"), 10.0F);
@@ -154,8 +213,31 @@ TEST_F(FullscreenLightboxTest, MarginsAcceptDecimalsAndAPlusSign) {
   EXPECT_EQ(FullscreenLightbox::parseMargin("1e1"), 10.0F);
 }
 
+// Margins are written as plain decimal numbers: no exponent, no "-0".
+TEST_F(FullscreenLightboxTest, MarginsAreWrittenAsPlainDecimals) {
+  auto small = present({{"html", {"<p>Hi</p>"}}, {"margins", {"0.00001"}}});
+  ASSERT_TRUE(small);
+  EXPECT_EQ(_host->view()->constraintFormats().at(2),
+            "H:|-0.000039999998989515007-[lightbox]-0.000039999998989515007-|");
+  small->hide();
+  auto negativeZero = present({{"html", {"<p>Hi</p>"}}, {"margins", {"-0"}}});
+  ASSERT_TRUE(negativeZero);
+  EXPECT_EQ(_host->view()->constraintFormats().at(2), "H:|-0-[lightbox]-0-|");
+  EXPECT_EQ(_host->view()->constraintFormats().at(3), "V:|[topGuide]-0-[lightbox]-0-|");
+}
+
+// The float value is taken as it is, however large.
+TEST_F(FullscreenLightboxTest, MarginsOfFiftyOrMoreAreTaken) {
+  auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"margins", {"50"}}});
+  ASSERT_TRUE(lightbox);
+  EXPECT_EQ(lightbox->margin, 50.0F);
+  EXPECT_TRUE(_test.logLines().empty());
+  EXPECT_EQ(_host->view()->constraintFormats().at(2), "H:|-200-[lightbox]-200-|");
+  EXPECT_EQ(FullscreenLightbox::parseMargin("1000000"), 1000000.0F);
+}
+
 TEST_F(FullscreenLightboxTest, BadMarginsAreLoggedAndIgnored) {
-  for (const std::string text : {"abc", "10%", " 10", "nan", "inf", "-5", "50", "1e400", "+-1"}) {
+  for (const std::string text : {"abc", "10%", " 10", "nan", "inf", "-5", "1e400", "+-1", ""}) {
     _test.console().clear();
     auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"margins", {text}}});
     ASSERT_TRUE(lightbox);

@@ -214,9 +214,22 @@ TEST_F(PLLightboxTest, ClosingBeforeTheHideTimerCancelsIt) {
   EXPECT_EQ(_test.mainLoop().scheduledTimerCount(), 0U);
 }
 
-TEST_F(PLLightboxTest, NegativeHideTimerIsLoggedAndIgnored) {
+// A timer set in the past is scheduled all the same and fires at once.
+TEST_F(PLLightboxTest, NegativeHideTimerHidesAtOnce) {
   auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
   lightbox->hideTimer = -1;
+
+  lightbox->showIfReady();
+  _test.mainLoop().runUntilIdle();
+
+  EXPECT_FALSE(lightbox->isShown());
+  EXPECT_EQ(_test.mainLoop().scheduledTimerCount(), 0U);
+  EXPECT_TRUE(_test.logLines().empty());
+}
+
+TEST_F(PLLightboxTest, HideTimerBeyondAYearIsLoggedAndIgnored) {
+  auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
+  lightbox->hideTimer = PLLightbox::kMaxHideTimerSeconds + 1;
 
   lightbox->showIfReady();
   _test.mainLoop().runUntilIdle();
@@ -225,7 +238,7 @@ TEST_F(PLLightboxTest, NegativeHideTimerIsLoggedAndIgnored) {
   EXPECT_EQ(_test.mainLoop().scheduledTimerCount(), 0U);
   EXPECT_EQ(_test.logLines(),
             std::vector<std::string>{
-                "WARNING [PL_INTERACTION]: The hide timer of -1 seconds is ignored"});
+                "WARNING [PL_INTERACTION]: The hide timer of 31536001 seconds is ignored"});
 }
 
 // Letting go of a lightbox does not hide it: it is closed, tapped away or timed out.

@@ -94,22 +94,26 @@ class Control : public View {
 
   // Calls `action` with this control whenever one of `events` happens, as long as `target`
   // lives: the control holds the target weakly and drops the entry once it is gone. While
-  // the action runs, the target is kept alive. Each call adds an entry (actions cannot be
-  // compared), so adding the same target twice makes it act twice. An empty action or
-  // mask is ignored.
+  // the action runs, the target is kept alive. A function object cannot be compared with
+  // another, so each call adds an entry. An empty action or mask is ignored.
   void addTarget(std::weak_ptr<void> target, Action action, ControlEvents events);
-  // The same with a member function of the target:
+  // The same with a member function of the target, the toolkit's target-action pair:
   //   control.addTarget(service, &RuleService::touchAction, ControlEvents::kTouchDown);
+  // Adding the same target with the same member function for the same events again is
+  // ignored, so the pair acts once per event however often it was added.
   template <typename T>
   void addTarget(const std::shared_ptr<T>& target, void (T::*action)(Control&),
                  ControlEvents events) {
+    if (!target || action == nullptr || events.empty()) return;
+    auto selector = std::make_shared<const MemberSelector<T>>(action);
+    if (hasEntry(target.get(), *selector, events)) return;
     std::weak_ptr<T> weak = target;
-    addTarget(
+    addEntry(
         std::weak_ptr<void>(target),
         [weak, action](Control& sender) {
           if (auto strong = weak.lock()) ((*strong).*action)(sender);
         },
-        events);
+        events, std::move(selector));
   }
   // An action that the control itself owns, with no target: it runs for as long as the
   // control lives.
@@ -138,13 +142,37 @@ class Control : public View {
   void describeDetails(std::string& out) const override;
 
  private:
+  // Names the member function of a target-action pair, so a repeat can be recognised.
+  class Selector {
+   public:
+    virtual ~Selector() = default;
+    virtual bool equals(const Selector& other) const = 0;
+  };
+  template <typename T>
+  class MemberSelector final : public Selector {
+   public:
+    explicit MemberSelector(void (T::*action)(Control&)) : _action(action) {}
+    bool equals(const Selector& other) const override {
+      const auto* same = dynamic_cast<const MemberSelector<T>*>(&other);
+      return same != nullptr && same->_action == _action;
+    }
+
+   private:
+    void (T::*_action)(Control&);
+  };
   struct Entry {
     std::uint64_t id;
     std::weak_ptr<void> target;
     bool hasTarget;  // false: a target-less action owned by the control
     Action action;
     ControlEvents events;
+    std::shared_ptr<const Selector> selector;  // none for a function object
   };
+
+  // True when the live `target` already has an entry with `selector` for exactly `events`.
+  bool hasEntry(const void* target, const Selector& selector, ControlEvents events) const;
+  void addEntry(std::weak_ptr<void> target, Action action, ControlEvents events,
+                std::shared_ptr<const Selector> selector);
   bool isLive(const Entry& entry) const { return !entry.hasTarget || !entry.target.expired(); }
 
   // The events the entry `id` is registered for now (empty once it was removed).

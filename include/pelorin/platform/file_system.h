@@ -6,6 +6,7 @@
 #ifndef PELORIN_PLATFORM_FILE_SYSTEM_H_
 #define PELORIN_PLATFORM_FILE_SYSTEM_H_
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -108,6 +109,11 @@ class FileSystemWrapper : public FileSystem {
  private:
   std::unique_ptr<FileSystem> _target;
 };
+
+// Reads a file of the device (outside the library's folder, e.g. an image the app ships)
+// without ever waiting: only a regular file of at most `maxBytes` is read; a folder, a FIFO,
+// a device or a larger file is refused with kIoError, and a missing one gives kNotFound.
+FileStatus readRegularFile(const std::string& path, std::size_t maxBytes, std::string* contents);
 
 }  // namespace pelorin::platform
 
