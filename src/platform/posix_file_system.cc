@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"
@@ -53,6 +54,23 @@ class Descriptor {
  private:
   int _fd;
 };
+
+// Reads `fd` to its end into `data`, failing once more than `maxBytes` have been read.
+FileStatus readToEnd(int fd, const std::string& path, std::size_t maxBytes, std::string* data) {
+  char buffer[64 * 1024];
+  for (;;) {
+    const ssize_t count = ::read(fd, buffer, sizeof buffer);
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      return failure("read", path, errno);
+    }
+    if (count == 0) return FileStatus::ok();
+    if (static_cast<std::size_t>(count) > maxBytes - data->size()) {
+      return FileStatus::ioError(path + ": larger than " + std::to_string(maxBytes) + " bytes");
+    }
+    data->append(buffer, static_cast<std::size_t>(count));
+  }
+}
 
 bool isDirectory(const std::string& path) {
   struct stat info {};
@@ -135,18 +153,10 @@ FileStatus PosixFileSystem::readFile(const std::string& path, std::string* conte
   if (::fstat(file.get(), &info) != 0) return failure("stat", path, errno);
   std::string data;
   if (info.st_size > 0) data.reserve(static_cast<std::size_t>(info.st_size));
-  char buffer[64 * 1024];
-  for (;;) {
-    const ssize_t count = ::read(file.get(), buffer, sizeof buffer);
-    if (count < 0) {
-      if (errno == EINTR) continue;
-      return failure("read", path, errno);
-    }
-    if (count == 0) break;
-    data.append(buffer, static_cast<std::size_t>(count));
-  }
-  *contents = std::move(data);
-  return FileStatus::ok();
+  const FileStatus status =
+      readToEnd(file.get(), path, std::numeric_limits<std::size_t>::max(), &data);
+  if (status.isOk()) *contents = std::move(data);
+  return status;
 }
 
 FileStatus readRegularFile(const std::string& path, std::size_t maxBytes, std::string* contents) {
@@ -160,22 +170,10 @@ FileStatus readRegularFile(const std::string& path, std::size_t maxBytes, std::s
     return FileStatus::ioError(path + ": larger than " + std::to_string(maxBytes) + " bytes");
   }
   std::string data;
-  char buffer[64 * 1024];
-  for (;;) {
-    const ssize_t count = ::read(file.get(), buffer, sizeof buffer);
-    if (count < 0) {
-      if (errno == EINTR) continue;
-      return failure("read", path, errno);
-    }
-    if (count == 0) break;
-    // The file may have grown since it was measured.
-    if (data.size() + static_cast<std::size_t>(count) > maxBytes) {
-      return FileStatus::ioError(path + ": larger than " + std::to_string(maxBytes) + " bytes");
-    }
-    data.append(buffer, static_cast<std::size_t>(count));
-  }
-  *contents = std::move(data);
-  return FileStatus::ok();
+  // The file may have grown since it was measured, so the read is bounded as well.
+  const FileStatus status = readToEnd(file.get(), path, maxBytes, &data);
+  if (status.isOk()) *contents = std::move(data);
+  return status;
 }
 
 FileStatus PosixFileSystem::listDirectory(const std::string& path,
