@@ -153,8 +153,7 @@ FileStatus PosixFileSystem::readFile(const std::string& path, std::string* conte
   if (::fstat(file.get(), &info) != 0) return failure("stat", path, errno);
   std::string data;
   if (info.st_size > 0) data.reserve(static_cast<std::size_t>(info.st_size));
-  const FileStatus status =
-      readToEnd(file.get(), path, std::numeric_limits<std::size_t>::max(), &data);
+  FileStatus status = readToEnd(file.get(), path, std::numeric_limits<std::size_t>::max(), &data);
   if (status.isOk()) *contents = std::move(data);
   return status;
 }
@@ -171,7 +170,7 @@ FileStatus readRegularFile(const std::string& path, std::size_t maxBytes, std::s
   }
   std::string data;
   // The file may have grown since it was measured, so the read is bounded as well.
-  const FileStatus status = readToEnd(file.get(), path, maxBytes, &data);
+  FileStatus status = readToEnd(file.get(), path, maxBytes, &data);
   if (status.isOk()) *contents = std::move(data);
   return status;
 }
