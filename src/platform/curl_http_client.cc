@@ -211,6 +211,15 @@ class CurlHttpClient::Impl {
     return _idle.wait_for(lock, timeout, [this] { return _inFlight == 0; });
   }
 
+  WorkerSleep waitUntilWorkerSleeps(std::chrono::milliseconds timeout) const {
+    std::unique_lock<std::mutex> lock(_mutex);
+    WorkerSleep sleep;
+    sleep.asleep = _idle.wait_for(lock, timeout, [this] { return _inFlight == 0 && _asleep; });
+    sleep.limit = _sleepLimit;
+    sleep.wakeUps = _wakeUps;
+    return sleep;
+  }
+
  private:
   // The worker: hands queued requests to curl, drives them, completes finished ones.
   void run() {
@@ -246,12 +255,36 @@ class CurlHttpClient::Impl {
         curl_multi_remove_handle(_multi, transfer->easy);
         complete(std::move(transfer), message->data.result);
       }
-      curl_multi_poll(_multi, nullptr, 0, 1000, nullptr);
+      sleep();
     }
     for (auto& [easy, transfer] : running) {
       curl_multi_remove_handle(_multi, easy);
       complete(std::move(transfer), CURLE_ABORTED_BY_CALLBACK);
     }
+  }
+
+  // Sleeps until curl's next time-out, a socket of a transfer in flight, or a wake-up from
+  // `send` or the destructor; with nothing in flight that means until woken.
+  void sleep() {
+    long timeoutMs = -1;
+    curl_multi_timeout(_multi, &timeoutMs);
+    if (timeoutMs == 0) return;
+    const bool forever = timeoutMs < 0 || timeoutMs > std::numeric_limits<int>::max();
+    {
+      std::lock_guard<std::mutex> lock(_mutex);
+      _asleep = true;
+      _sleepLimit = forever ? std::nullopt
+                            : std::optional<std::chrono::milliseconds>(timeoutMs);
+    }
+    _idle.notify_all();
+    // Without a limit curl_multi_poll would still return after the longest wait it takes:
+    // such a return is followed by another sleep.
+    curl_multi_poll(_multi, nullptr, 0,
+                    forever ? std::numeric_limits<int>::max() : static_cast<int>(timeoutMs),
+                    nullptr);
+    std::lock_guard<std::mutex> lock(_mutex);
+    _asleep = false;
+    ++_wakeUps;
   }
 
   // Reads the cookie file into the shared store, once, on the worker.
@@ -434,6 +467,9 @@ class CurlHttpClient::Impl {
   CookieAcceptPolicy _policy = CookieAcceptPolicy::kOnlyFromMainDocumentDomain;  // by _mutex
   std::optional<std::filesystem::path> _cookieFile;    // guarded by _mutex
   std::size_t _maxAnswerSize = kDefaultMaxAnswerSize;  // guarded by _mutex
+  bool _asleep = false;                                // guarded by _mutex
+  std::optional<std::chrono::milliseconds> _sleepLimit;  // guarded by _mutex
+  std::uint64_t _wakeUps = 0;                          // guarded by _mutex
   std::string _savedCookies;                           // the cookie file's text, on the worker
   std::thread _worker;
 };
@@ -469,6 +505,11 @@ std::optional<std::filesystem::path> CurlHttpClient::cookieFile() const {
 
 bool CurlHttpClient::waitUntilIdle(std::chrono::milliseconds timeout) const {
   return _impl->waitUntilIdle(timeout);
+}
+
+CurlHttpClient::WorkerSleep CurlHttpClient::waitUntilWorkerSleeps(
+    std::chrono::milliseconds timeout) const {
+  return _impl->waitUntilWorkerSleeps(timeout);
 }
 
 }  // namespace pelorin::platform

@@ -9,9 +9,6 @@
 namespace pelorin::platform {
 namespace {
 
-// Bounds every wait, so a loop on the system clock notices when the wall clock is changed
-// under a scheduled timer.
-constexpr std::chrono::seconds kMaxWait{1};
 constexpr std::chrono::milliseconds kMinInterval{1};
 
 }  // namespace
@@ -158,18 +155,35 @@ bool MainLoop::takeStopRequest() {
   return requested;
 }
 
+std::optional<std::chrono::steady_clock::duration> MainLoop::sleepLimitLocked(
+    Clock::TimePoint clockNow) const {
+  if (_timers.empty()) return std::nullopt;
+  const auto untilDue = _timers.begin()->first.first - clockNow;
+  if (untilDue <= Clock::TimePoint::duration::zero()) {
+    return std::chrono::steady_clock::duration::zero();
+  }
+  // Rounded up, so the loop does not wake a moment before the deadline only to sleep again.
+  return std::chrono::ceil<std::chrono::steady_clock::duration>(untilDue);
+}
+
+std::optional<std::chrono::steady_clock::duration> MainLoop::idleSleepLimit() const {
+  const Clock::TimePoint clockNow = now();
+  std::lock_guard<std::mutex> lock(_mutex);
+  return sleepLimitLocked(clockNow);
+}
+
 void MainLoop::waitForWork(std::optional<std::chrono::steady_clock::time_point> limit) {
   const Clock::TimePoint clockNow = now();
   std::unique_lock<std::mutex> lock(_mutex);
   auto ready = [this] { return !_tasks.empty() || _stopRequested || _wakeRequested; };
   if (!ready()) {
     std::optional<std::chrono::steady_clock::time_point> until = limit;
-    if (!_timers.empty()) {
-      const auto untilDue = _timers.begin()->first.first - clockNow;
-      if (untilDue <= Clock::TimePoint::duration::zero()) return;
-      const auto wait = std::min<std::chrono::steady_clock::duration>(
-          std::chrono::duration_cast<std::chrono::steady_clock::duration>(untilDue), kMaxWait);
-      const auto timerLimit = std::chrono::steady_clock::now() + wait;
+    // Sleeps until the next timer is due, however far off: an idle app is not woken for
+    // nothing. A wall clock set back under a timer makes the loop sleep once more when it
+    // wakes; one set forward fires the timer late by at most its own delay.
+    if (std::optional<std::chrono::steady_clock::duration> sleep = sleepLimitLocked(clockNow)) {
+      if (*sleep == std::chrono::steady_clock::duration::zero()) return;
+      const auto timerLimit = std::chrono::steady_clock::now() + *sleep;
       until = until ? std::min(*until, timerLimit) : timerLimit;
     }
     if (until) {
@@ -177,8 +191,14 @@ void MainLoop::waitForWork(std::optional<std::chrono::steady_clock::time_point> 
     } else {
       _wakeUp.wait(lock, ready);
     }
+    ++_wakeUps;
   }
   _wakeRequested = false;
+}
+
+std::uint64_t MainLoop::wakeUps() const {
+  std::lock_guard<std::mutex> lock(_mutex);
+  return _wakeUps;
 }
 
 void MainLoop::run() {

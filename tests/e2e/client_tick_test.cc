@@ -1,7 +1,9 @@
 // What one tick of the sync timer costs, counted at the platform seam: file operations and
 // HTTP requests.
 #include <map>
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "e2e/client_fixture.h"
@@ -23,7 +25,9 @@ class ClientTickTest : public testing::ClientE2ETest {
         std::make_unique<platform::PosixFileSystem>(_test.documentsFolder()));
     _files = files.get();
     _test.platform().setFileSystem(std::move(files));
-    auto http = std::make_unique<CountingHttpClient>(std::make_unique<platform::CurlHttpClient>());
+    auto curl = std::make_unique<platform::CurlHttpClient>();
+    _curl = curl.get();
+    auto http = std::make_unique<CountingHttpClient>(std::move(curl));
     _http = http.get();
     _test.platform().setHttpClient(std::move(http));
   }
@@ -45,6 +49,7 @@ class ClientTickTest : public testing::ClientE2ETest {
 
   CountingFileSystem* _files = nullptr;
   CountingHttpClient* _http = nullptr;
+  platform::CurlHttpClient* _curl = nullptr;
 };
 
 TEST_F(ClientTickTest, TickWithNothingChangedMakesNoFileOperationAndNoRequest) {
@@ -55,6 +60,37 @@ TEST_F(ClientTickTest, TickWithNothingChangedMakesNoFileOperationAndNoRequest) {
   tickOnce();
   EXPECT_EQ(_files->calls(), 0U);
   EXPECT_EQ(_http->sent(), 0U);
+}
+
+// A minute of a started client with nothing to send, sleep by sleep: the main loop wakes
+// only when the sync timer is due (12 times a minute), the HTTP worker not at all.
+TEST_F(ClientTickTest, IdleClientWakesTheMainLoopOnlyForItsTimerAndTheWorkerNever) {
+  settle();
+  const platform::CurlHttpClient::WorkerSleep before =
+      _curl->waitUntilWorkerSleeps(std::chrono::seconds(10));
+  ASSERT_TRUE(before.asleep);
+  EXPECT_EQ(before.limit, std::nullopt);
+
+  int mainLoopWakeUps = 0;
+  std::chrono::steady_clock::duration slept{};
+  while (slept < std::chrono::minutes(1)) {
+    const std::optional<std::chrono::steady_clock::duration> sleep =
+        _test.mainLoop().idleSleepLimit();
+    ASSERT_TRUE(sleep.has_value());
+    _test.advanceClock(std::chrono::duration_cast<std::chrono::milliseconds>(*sleep));
+    slept += *sleep;
+    ++mainLoopWakeUps;
+    EXPECT_EQ(_test.mainLoop().runUntilIdle(), 1U);
+    drain();
+  }
+
+  EXPECT_EQ(mainLoopWakeUps, 12);
+  EXPECT_EQ(_http->sent(), 0U);
+  const platform::CurlHttpClient::WorkerSleep after =
+      _curl->waitUntilWorkerSleeps(std::chrono::seconds(10));
+  ASSERT_TRUE(after.asleep);
+  EXPECT_EQ(after.wakeUps, before.wakeUps);
+  EXPECT_EQ(after.limit, std::nullopt);
 }
 
 TEST_F(ClientTickTest, WritesWaitForTheTick) {

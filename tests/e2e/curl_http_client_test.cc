@@ -550,5 +550,45 @@ TEST_F(CurlHttpClientTest, WaitUntilIdleWaitsForCompletions) {
   EXPECT_EQ(completed, 2);
 }
 
+TEST_F(CurlHttpClientTest, IdleWorkerSleepsUntilARequestComes) {
+  CurlHttpClient client;
+  ASSERT_TRUE(sendAndWait(client, post(_server.rpcUrl())).has_value());
+
+  const CurlHttpClient::WorkerSleep idle = client.waitUntilWorkerSleeps(std::chrono::seconds(10));
+
+  ASSERT_TRUE(idle.asleep);
+  // No time limit: nothing but a new request (or the end) wakes it.
+  EXPECT_EQ(idle.limit, std::nullopt);
+
+  // A request wakes it; once answered it sleeps without a limit again.
+  auto answered = sendAndWait(client, post(_server.rpcUrl()));
+  ASSERT_TRUE(answered.has_value());
+  EXPECT_FALSE(answered->error.has_value());
+  const CurlHttpClient::WorkerSleep again = client.waitUntilWorkerSleeps(std::chrono::seconds(10));
+  ASSERT_TRUE(again.asleep);
+  EXPECT_EQ(again.limit, std::nullopt);
+  EXPECT_GT(again.wakeUps, idle.wakeUps);
+}
+
+TEST_F(CurlHttpClientTest, WorkerWaitingForAnAnswerSleepsNoLongerThanTheTimeout) {
+  _server.delayNextAnswers(std::chrono::seconds(30));
+  CurlHttpClient client;
+  HttpRequest request = post(_server.rpcUrl());
+  client.send(request, [](const HttpResult&) {});
+  ASSERT_TRUE(_server.waitForRequests(1, std::chrono::seconds(10)));
+
+  // In flight: the worker is not idle, so it does not count as asleep.
+  const CurlHttpClient::WorkerSleep busy = client.waitUntilWorkerSleeps(std::chrono::seconds(0));
+
+  EXPECT_FALSE(busy.asleep);
+}
+
+TEST(CurlHttpClientIdleTest, WorkerNeverStartedDoesNotSleep) {
+  CurlHttpClient client;
+  const CurlHttpClient::WorkerSleep sleep = client.waitUntilWorkerSleeps(std::chrono::seconds(0));
+  EXPECT_FALSE(sleep.asleep);
+  EXPECT_EQ(sleep.wakeUps, 0U);
+}
+
 }  // namespace
 }  // namespace pelorin

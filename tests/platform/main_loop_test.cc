@@ -348,6 +348,49 @@ TEST(MainLoopSystemClockTest, RunForFiresATimerWhenItsRealDeadlinePasses) {
   EXPECT_GE(firedAt - scheduled, 20ms);
 }
 
+TEST_F(MainLoopTest, IdleLoopWithoutTimersSleepsUntilWoken) {
+  EXPECT_EQ(loop.idleSleepLimit(), std::nullopt);
+}
+
+TEST_F(MainLoopTest, IdleLoopSleepsUntilItsNextTimerHoweverFarOff) {
+  loop.scheduleTimer(90s, [] {});
+  EXPECT_EQ(loop.idleSleepLimit(), std::optional<std::chrono::steady_clock::duration>(90s));
+  test.advanceClock(90s);
+  EXPECT_EQ(loop.idleSleepLimit(), std::optional<std::chrono::steady_clock::duration>(0s));
+}
+
+// A minute of an idle loop with a five-second timer, sleep by sleep: it wakes once per
+// firing and never in between.
+TEST_F(MainLoopTest, IdleLoopWakesOnlyForItsTimers) {
+  int fired = 0;
+  loop.scheduleRepeatingTimer(5s, [&] { ++fired; });
+  int wakeUps = 0;
+  std::chrono::steady_clock::duration slept{};
+  while (slept < 60s) {
+    const std::optional<std::chrono::steady_clock::duration> sleep = loop.idleSleepLimit();
+    ASSERT_TRUE(sleep.has_value());
+    test.advanceClock(std::chrono::duration_cast<std::chrono::milliseconds>(*sleep));
+    slept += *sleep;
+    ++wakeUps;
+    EXPECT_EQ(loop.runUntilIdle(), 1U);
+  }
+  EXPECT_EQ(wakeUps, 12);
+  EXPECT_EQ(fired, 12);
+}
+
+TEST(MainLoopSystemClockTest, BlockedRunCountsItsWakeUps) {
+  SystemClock clock;
+  MainLoop loop(&clock);
+  loop.scheduleTimer(20ms, [&] { loop.stop(); });
+  EXPECT_EQ(loop.wakeUps(), 0U);
+
+  loop.run();
+
+  // Asleep until the timer is due (once more only if the system clock lagged the wait).
+  EXPECT_GE(loop.wakeUps(), 1U);
+  EXPECT_LE(loop.wakeUps(), 2U);
+}
+
 TEST_F(MainLoopTest, TaskMayDriveTheLoopAgainFromInside) {
   std::vector<std::string> order;
   loop.post([&] {

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -52,6 +53,20 @@ class CurlHttpClient : public HttpClient {
 
   // Waits until no request is in flight (completions included); false on time-out.
   bool waitUntilIdle(std::chrono::milliseconds timeout) const;
+
+  // How the worker thread sleeps: it sleeps until a request is queued or one in flight
+  // needs it (an answer arrives, a time-out or a retry is due).
+  struct WorkerSleep {
+    // False when the worker did not fall asleep within the wait (or never started).
+    bool asleep = false;
+    // How long it sleeps before it looks again on its own; nothing: until woken.
+    std::optional<std::chrono::milliseconds> limit;
+    // How many times the worker has woken from a sleep so far.
+    std::uint64_t wakeUps = 0;
+  };
+  // Waits until no request is in flight and the worker sleeps (at most `timeout`), and
+  // answers how it sleeps.
+  WorkerSleep waitUntilWorkerSleeps(std::chrono::milliseconds timeout) const;
 
   // The URL-loading error code for a curl result code (a `CURLcode` value).
   static int urlErrorCodeForCurlCode(int curlCode);

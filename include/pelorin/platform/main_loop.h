@@ -37,8 +37,8 @@ namespace pelorin::platform {
 //
 // A loop blocked in `run()` waits on a condition variable until a task is posted, a timer
 // is due, `stop()` or `wake()` is called. It cannot see a pinned clock move: call `wake()`
-// after moving one from another thread. Waits last at most one second, so a change of the
-// system's wall clock is noticed.
+// after moving one from another thread. An idle loop sleeps until its next timer is due,
+// however far off, or until a task, `stop()` or `wake()` comes: it never wakes for nothing.
 //
 // A host that exits while other threads still post is safe as long as the loop outlives
 // them; the loop owned by the installed `Platform` is never destroyed.
@@ -83,6 +83,12 @@ class MainLoop final : public MainThread {
   std::size_t scheduledTimerCount() const;
   // The earliest timer deadline, by the loop's clock; nothing when no timer is scheduled.
   std::optional<Clock::TimePoint> nextTimerDeadline() const;
+  // How long a loop with nothing to run now would sleep before it looks again on its own:
+  // until the next timer is due (zero when one is due now); nothing when no timer is
+  // scheduled, as it then sleeps until a task, `stop()` or `wake()` comes.
+  std::optional<std::chrono::steady_clock::duration> idleSleepLimit() const;
+  // How many times `run()`/`runFor()` went to sleep and woke up again, for whatever reason.
+  std::uint64_t wakeUps() const;
 
  private:
   struct Timer {
@@ -101,6 +107,9 @@ class MainLoop final : public MainThread {
   std::size_t runTurn(bool honourStop);
   bool fireOneDueTimer(Clock::TimePoint now);
   bool takeStopRequest();
+  // The time until the next timer is due (zero when due); nothing without timers.
+  std::optional<std::chrono::steady_clock::duration> sleepLimitLocked(
+      Clock::TimePoint clockNow) const;
   // Blocks until there is work, a stop or a wake-up, or `limit` passes (none: no limit).
   void waitForWork(std::optional<std::chrono::steady_clock::time_point> limit);
 
@@ -117,6 +126,7 @@ class MainLoop final : public MainThread {
   bool _wakeRequested = false;
   std::thread::id _mainThread;
   int _driveDepth = 0;
+  std::uint64_t _wakeUps = 0;
 };
 
 }  // namespace pelorin::platform
