@@ -6,6 +6,7 @@
 #include <unicode/unistr.h>
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -61,6 +62,15 @@ std::string_view trim(std::string_view value) {
 }
 
 std::string toLower(std::string_view value) {
+  // ASCII text lower-cases letter by letter, as the root locale's full mapping does it.
+  if (std::all_of(value.begin(), value.end(),
+                  [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    std::string lower(value);
+    for (char& c : lower) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return lower;
+  }
   if (!fitsIcu(value)) return std::string(value);
   icu::UnicodeString text = toUnicode(value);
   text.toLower(icu::Locale::getRoot());

@@ -98,7 +98,7 @@ std::int64_t EngagementService::dayNumber(platform::Clock::TimePoint now, bool u
   return daysSince(useHalfTime ? kHalfTimeDayZero : kClassicDayZero, now);
 }
 
-void EngagementService::applyRule(const JsonValue& rule) {
+void EngagementService::applyRule(const Rule& rule) {
   logInfo([&] { return "Apply rule: " + ruleText(rule.ref()); });
   const std::optional<std::string> ruleType = rule["ruletype"].asString();
   if (!ruleType) return;
@@ -122,17 +122,17 @@ void EngagementService::applyRule(const JsonValue& rule) {
   }
 }
 
-void EngagementService::applyContentRule(const JsonValue& rule) {
+void EngagementService::applyContentRule(const Rule& rule) {
   std::optional<std::string> selector = ListenerUtil::getSelector(rule["contentarea"]);
   if (!selector) {
     logInfo([] { return "Found a rule without a selector"; });
     return;
   }
-  addPointsForRule(rule.ref(), ListenerUtil::getContent(*selector, std::nullopt));
+  addPointsForRule(rule.ref(), reading().content(*selector, std::nullopt));
   registerEvent(rule, UpdateContentEvent::NAME);
 }
 
-void EngagementService::applyTouchRule(const JsonValue& rule, std::string_view areaKey,
+void EngagementService::applyTouchRule(const Rule& rule, std::string_view areaKey,
                                        std::string_view missingMessage,
                                        std::string_view className) {
   std::optional<std::string> selector = ListenerUtil::getSelector(rule[areaKey]);
@@ -157,14 +157,14 @@ void EngagementService::applyTouchRule(const JsonValue& rule, std::string_view a
   registerEvent(rule, className);
 }
 
-void EngagementService::applyUrlRule(const JsonValue& rule) {
+void EngagementService::applyUrlRule(const Rule& rule) {
   const std::optional<std::string> url = rule["url"].asString();
   const bool known = url && std::ranges::find(URL_RULES, *url) != URL_RULES.end();
   if (known) {
     const std::string screenName =
         PelorinClient::synchronized([&] { return _client.getScreenName(); });
     if (!screenName.empty()) {
-      addPointsForRule(rule.ref(), {screenName});
+      addPointsForRule(rule.ref(), reading().hold({screenName}));
       return;
     }
   }
@@ -173,23 +173,23 @@ void EngagementService::applyUrlRule(const JsonValue& rule) {
   });
   // Scored against nothing on purpose: a rule whose words match anything still earns its
   // points without a screen name.
-  addPointsForRule(rule.ref(), {""});
+  addPointsForRule(rule.ref(), reading().hold({""}));
 }
 
 void EngagementService::touchAction(platform::Control& control) {
-  const std::optional<std::vector<JsonValue>> rules = _elementRuleMap.find(control);
+  const std::optional<std::vector<Rule>> rules = _elementRuleMap.find(control);
   logInfo([&] {
     std::string list = "nil";
     if (rules) {
       boost::json::array array;
-      for (const JsonValue& rule : *rules) array.push_back(*rule.raw());
+      for (const Rule& rule : *rules) array.push_back(*rule.ref().raw());
       list = JsonValue(boost::json::value(std::move(array))).toCompactString();
     }
     return "Clicked on " + control.description() + ", with rules " + list;
   });
   if (!rules) return;
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const JsonValue& rule : *rules) {
+  for (const Rule& rule : *rules) {
     if (std::optional<std::string> selector = rule["clickarea"]["selector"].asString()) {
       PelorinClient::synchronized([&] { bus.publish(std::make_shared<ClickEvent>(*selector)); });
     }
@@ -201,15 +201,17 @@ void EngagementService::handleEvent(const std::shared_ptr<Event>& event) {
   logInfo([&] { return "Handling event " + event->description(); });
   auto found = _eventMap.find(event->name());
   if (found == _eventMap.end()) return;
+  const Pass pass(*this);
   const auto* advanced = dynamic_cast<const AdvancedEvent*>(event.get());
   const auto* update = dynamic_cast<const UpdateContentEvent*>(event.get());
   // A form submit event is a click event too.
   const auto* click = dynamic_cast<const ClickEvent*>(event.get());
-  for (const JsonValue& rule : found->second) {
+  const Content* updateContent = update != nullptr ? &reading().hold(update->content()) : nullptr;
+  for (const Rule& rule : found->second) {
     if (advanced != nullptr) {
       handleAdvancedEvent(rule.ref(), *advanced);
     } else if (update != nullptr) {
-      handleUpdateContentEvent(rule.ref(), *update);
+      handleUpdateContentEvent(rule.ref(), *update, *updateContent);
     } else if (click != nullptr) {
       handleTouchEvent(rule.ref(), *click);
     }
@@ -238,10 +240,11 @@ void EngagementService::handleAdvancedEvent(JsonRef rule, const AdvancedEvent& e
       return;
     }
   }
-  addPointsForRule(rule, {content});
+  addPointsForRule(rule, reading().hold({content}));
 }
 
-void EngagementService::handleUpdateContentEvent(JsonRef rule, const UpdateContentEvent& event) {
+void EngagementService::handleUpdateContentEvent(JsonRef rule, const UpdateContentEvent& event,
+                                                 const Content& content) {
   const std::optional<std::string> selector = rule["contentarea"]["selector"].asString();
   if (!selector) return;
   const std::string wanted = text::toLower(*selector);
@@ -250,7 +253,7 @@ void EngagementService::handleUpdateContentEvent(JsonRef rule, const UpdateConte
       wanted != text::toLower(event.selector().value_or(""))) {
     return;
   }
-  addPointsForRule(rule, event.content());
+  addPointsForRule(rule, content);
 }
 
 void EngagementService::handleTouchEvent(JsonRef rule, const ClickEvent& event) {
@@ -259,14 +262,11 @@ void EngagementService::handleTouchEvent(JsonRef rule, const ClickEvent& event) 
   if (event.selector() != form && event.selector() != clickArea) return;
   // Without a content area there is no text to read: the rule is scored against none, so
   // a rule without words (or with "pre_any") earns its points on every tap.
-  Strings content;
-  if (std::optional<std::string> area = ListenerUtil::getSelector(rule["contentarea"])) {
-    content = ListenerUtil::getContent(*area, event.context());
-  }
-  addPointsForRule(rule, content);
+  std::optional<std::string> area = ListenerUtil::getSelector(rule["contentarea"]);
+  addPointsForRule(rule, area ? reading().content(*area, event.context()) : reading().hold({}));
 }
 
-void EngagementService::addPointsForRule(JsonRef rule, const Strings& content) {
+void EngagementService::addPointsForRule(JsonRef rule, const Content& content) {
   const std::int64_t points = rule["points"].integer();
   if (_isInterest) {
     for (const std::string& interest : getInterestsFromContent(rule, content)) {
@@ -274,7 +274,7 @@ void EngagementService::addPointsForRule(JsonRef rule, const Strings& content) {
     }
     return;
   }
-  if (ListenerUtil::contentContainsWord(rule, content, ListenerUtil::getWords(rule))) {
+  if (ListenerUtil::contentContainsWord(rule, content, ListenerUtil::getWords(rule), &reading())) {
     addPoints("K", points);
   }
 }
@@ -284,28 +284,38 @@ void EngagementService::addPoints(std::string_view interest, std::int64_t score)
   _changes.push_back(PointEntry{text::toLower(interest), score});
 }
 
-Strings EngagementService::getInterestsFromContent(JsonRef rule, const Strings& content) const {
+Strings EngagementService::getInterestsFromContent(JsonRef rule, const Content& content) {
   const Strings words = ListenerUtil::getWords(rule);
   JsonRef interests = rule["interests"];
   if (interests.isArray() && !interests.empty()) {
     const std::optional<std::string> first = interests.at(0).asString();
     if (first == "pre_any") {
       Strings found;
-      for (const std::string& interest : _allInterests) {
-        if (ListenerUtil::contentContainsWord(rule, content, {interest})) found.push_back(interest);
+      for (const Strings& interest : allInterestLists()) {
+        if (ListenerUtil::contentContainsWord(rule, content, interest, &reading())) {
+          found.push_back(interest.front());
+        }
       }
       return found;
     }
-    if (!ListenerUtil::contentContainsWord(rule, content, words)) return {};
-    if (first == "pre_context") return content;
+    if (!ListenerUtil::contentContainsWord(rule, content, words, &reading())) return {};
+    if (first == "pre_context") return content.texts();
     Strings names;
     for (const JsonRef& element : interests.elements()) names.push_back(interestName(element));
     return names;
   }
   if (std::optional<std::string> selector = interests["selector"].asString()) {
-    return ListenerUtil::getContent(*selector, content);
+    return reading().content(*selector, content.texts()).texts();
   }
   return {};
+}
+
+const std::vector<Strings>& EngagementService::allInterestLists() {
+  if (_allInterestLists.size() != _allInterests.size()) {
+    _allInterestLists.clear();
+    for (const std::string& interest : _allInterests) _allInterestLists.push_back({interest});
+  }
+  return _allInterestLists;
 }
 
 bool EngagementService::isChanged() const {

@@ -95,6 +95,7 @@ class EngagementService : public EventSerivceBase {
   const std::vector<std::string>& allInterests() const { return _allInterests; }
   void setAllInterests(std::vector<std::string> allInterests) {
     _allInterests = std::move(allInterests);
+    _allInterestLists.clear();
   }
   const std::string& propertyName() const { return _propertyName; }
   const std::string& internalPropertyName() const { return _internalPropertyName; }
@@ -115,24 +116,27 @@ class EngagementService : public EventSerivceBase {
   static std::string getHalfTimeData(const std::vector<PointEntry>& entries, std::int64_t days);
 
  private:
-  void applyRule(const JsonValue& rule) override;
-  void applyContentRule(const JsonValue& rule);
-  void applyTouchRule(const JsonValue& rule, std::string_view areaKey,
+  void applyRule(const Rule& rule) override;
+  void applyContentRule(const Rule& rule);
+  void applyTouchRule(const Rule& rule, std::string_view areaKey,
                       std::string_view missingMessage, std::string_view className);
-  void applyUrlRule(const JsonValue& rule);
+  void applyUrlRule(const Rule& rule);
   void handleTouchEvent(JsonRef rule, const ClickEvent& event);
-  void handleUpdateContentEvent(JsonRef rule, const UpdateContentEvent& event);
+  void handleUpdateContentEvent(JsonRef rule, const UpdateContentEvent& event,
+                                const Content& content);
   void handleAdvancedEvent(JsonRef rule, const AdvancedEvent& event);
-  void addPointsForRule(JsonRef rule, const std::vector<std::string>& content);
+  void addPointsForRule(JsonRef rule, const Content& content);
   void addPoints(std::string_view interest, std::int64_t score);
-  std::vector<std::string> getInterestsFromContent(JsonRef rule,
-                                                   const std::vector<std::string>& content) const;
+  std::vector<std::string> getInterestsFromContent(JsonRef rule, const Content& content);
+  // Each of `allInterests` as a list of one word, as the content test takes words.
+  const std::vector<std::vector<std::string>>& allInterestLists();
 
   PelorinClient& _client;
   const std::string _propertyName;
   const std::string _internalPropertyName;
   const bool _isInterest;
   std::vector<std::string> _allInterests;
+  std::vector<std::vector<std::string>> _allInterestLists;  // made on first use
   const bool _useHalfTime;
   const std::int64_t _days;
   mutable std::mutex _changesLock;

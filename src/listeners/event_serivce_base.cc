@@ -12,26 +12,40 @@ namespace pelorin {
 void EventSerivceBase::handleEvent(const std::shared_ptr<Event>& /*event*/) {}
 
 void EventSerivceBase::registerEvent(JsonValue rule, std::string_view className) {
+  registerEvent(Rule(std::move(rule)), className);
+}
+
+void EventSerivceBase::registerEvent(Rule rule, std::string_view className) {
   auto found = _eventMap.find(className);
   if (found != _eventMap.end()) {
     found->second.push_back(std::move(rule));
     return;
   }
-  std::vector<JsonValue> rules;
+  std::vector<Rule> rules;
   rules.push_back(std::move(rule));
   _eventMap.emplace(std::string(className), std::move(rules));
 }
 
-void EventSerivceBase::applyRule(const JsonValue& /*rule*/) {}
+void EventSerivceBase::applyRule(const Rule& /*rule*/) {}
+
+ScreenReading& EventSerivceBase::reading() {
+  if (_reading == nullptr) {
+    std::fputs("EventSerivceBase: the screen was read outside of a pass\n", stderr);
+    std::abort();
+  }
+  return *_reading;
+}
 
 void EventSerivceBase::applyRules(JsonRef rules) {
-  std::vector<JsonValue> list;
-  for (const JsonRef& rule : rules.elements()) list.emplace_back(rule);
-  applyRules(list);
+  const Pass pass(*this);
+  // Each rule is decoded once here; everything that files it afterwards shares it.
+  for (const JsonRef& rule : rules.elements()) applyRule(Rule(JsonValue(rule)));
+  subscribeListeners();
 }
 
 void EventSerivceBase::applyRules(const std::vector<JsonValue>& rules) {
-  for (const JsonValue& rule : rules) applyRule(rule);
+  const Pass pass(*this);
+  for (const JsonValue& rule : rules) applyRule(Rule(rule));
   subscribeListeners();
 }
 

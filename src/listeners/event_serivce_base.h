@@ -15,10 +15,28 @@
 #include <string_view>
 #include <vector>
 
+#include "listeners/screen_reading.h"
 #include "pelorin/event_handler.h"
 #include "pelorin/json_value.h"
 
 namespace pelorin {
+
+// A decoded rule: immutable, and shared by every list and map that holds it. Copies are
+// handles to the same value, so filing a rule again costs a handle, not a copy of its JSON.
+class Rule {
+ public:
+  explicit Rule(JsonValue value) : _value(std::make_shared<const JsonValue>(std::move(value))) {}
+
+  const JsonValue& value() const { return *_value; }
+  JsonRef ref() const { return _value->ref(); }
+  JsonRef operator[](std::string_view key) const { return _value->ref()[key]; }
+  std::string toCompactString() const { return _value->toCompactString(); }
+  // The same for every handle of one decoded rule; a rule decoded again has another.
+  const JsonValue* identity() const { return _value.get(); }
+
+ private:
+  std::shared_ptr<const JsonValue> _value;
+};
 
 // (sic): "Serivce" is part of the name the services are known by; keep the spelling.
 //
@@ -31,7 +49,7 @@ namespace pelorin {
 class EventSerivceBase : public EventHandler,
                          public std::enable_shared_from_this<EventSerivceBase> {
  public:
-  using EventMap = std::map<std::string, std::vector<JsonValue>, std::less<>>;
+  using EventMap = std::map<std::string, std::vector<Rule>, std::less<>>;
 
   EventSerivceBase() = default;
   EventSerivceBase(const EventSerivceBase&) = delete;
@@ -45,8 +63,9 @@ class EventSerivceBase : public EventHandler,
   void handleEvent(const std::shared_ptr<Event>& event) override;
 
   // Files `rule` at the end of the rules for the event class `className`. The same rule
-  // registered twice is kept twice (and acts twice).
+  // registered twice is kept twice (and acts twice); a handle files no copy.
   void registerEvent(JsonValue rule, std::string_view className);
+  void registerEvent(Rule rule, std::string_view className);
 
   // Applies every element of the JSON list `rules` (nothing for anything else) in order
   // with `applyRule`, then subscribes once (`subscribeListeners`).
@@ -69,12 +88,32 @@ class EventSerivceBase : public EventHandler,
  protected:
   // Attaches one rule: evaluates it now, attaches it to views, or files it with
   // `registerEvent` for the events it waits for. The base ignores every rule.
-  virtual void applyRule(const JsonValue& rule);
+  virtual void applyRule(const Rule& rule);
+
+  // One pass over rules (a page view's rules, or an event's): the screen is read once for
+  // it. Passes nest: an event handled inside a pass reads the screen anew.
+  class Pass {
+   public:
+    explicit Pass(EventSerivceBase& service) : _service(service), _outer(service._reading) {
+      _service._reading = &_reading;
+    }
+    ~Pass() { _service._reading = _outer; }
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+
+   private:
+    EventSerivceBase& _service;
+    ScreenReading* _outer;
+    ScreenReading _reading;
+  };
+  // The reading of the pass under way; outside of any pass, a programming fault (aborts).
+  ScreenReading& reading();
 
   EventMap _eventMap;
 
  private:
   std::string _listenerId;
+  ScreenReading* _reading = nullptr;
 };
 
 }  // namespace pelorin

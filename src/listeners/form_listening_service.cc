@@ -62,7 +62,7 @@ std::shared_ptr<FormListeningService> FormListeningService::self() {
   return shared;
 }
 
-void FormListeningService::applyRule(const JsonValue& rule) {
+void FormListeningService::applyRule(const Rule& rule) {
   const std::string type = rule["action"]["type"].string();
   if (type == "onchange") {
     applyChangeRule(rule);
@@ -76,7 +76,7 @@ void FormListeningService::applyRule(const JsonValue& rule) {
   }
 }
 
-void FormListeningService::applyChangeRule(const JsonValue& rule) {
+void FormListeningService::applyChangeRule(const Rule& rule) {
   std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"]);
   std::shared_ptr<platform::View> view;
   if (selector) view = PelorinClient::synchronized([&] { return _client.getView(*selector); });
@@ -101,7 +101,7 @@ void FormListeningService::applyChangeRule(const JsonValue& rule) {
   registerEvent(rule, UpdateValuesEvent::NAME);
 }
 
-void FormListeningService::applySelectionRule(const JsonValue& rule, std::string_view kind,
+void FormListeningService::applySelectionRule(const Rule& rule, std::string_view kind,
                                               std::string_view applyMessage,
                                               std::string_view className) {
   std::optional<std::string> selector = ListenerUtil::getSelector(rule["action"]);
@@ -124,7 +124,7 @@ void FormListeningService::applySelectionRule(const JsonValue& rule, std::string
 
 void FormListeningService::touchAction(platform::Control& control) {
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const JsonValue& rule : _clickMap.rulesOf(control)) {
+  for (const Rule& rule : _clickMap.rulesOf(control)) {
     std::optional<std::string> selector = ListenerUtil::getSelector(rule["action"]);
     if (!selector) continue;
     std::shared_ptr<Event> event;
@@ -139,7 +139,7 @@ void FormListeningService::touchAction(platform::Control& control) {
 
 void FormListeningService::fieldChangeAction(platform::Control& control) {
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const JsonValue& rule : _clickMap.rulesOf(control)) {
+  for (const Rule& rule : _clickMap.rulesOf(control)) {
     if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"])) {
       PelorinClient::synchronized(
           [&] { bus.publish(std::make_shared<FieldChangeEvent>(*selector)); });
@@ -152,11 +152,12 @@ void FormListeningService::handleEvent(const std::shared_ptr<Event>& event) {
   logInfo([&] { return "Handling event " + event->description(); });
   auto found = _eventMap.find(event->name());
   if (found == _eventMap.end()) return;
-  const std::vector<JsonValue> rules = found->second;
+  const Pass pass(*this);
+  const std::vector<Rule> rules = found->second;
   const auto* fieldChange = dynamic_cast<const FieldChangeEvent*>(event.get());
   const auto* click = dynamic_cast<const ClickEvent*>(event.get());
   const auto* update = dynamic_cast<const UpdateValuesEvent*>(event.get());
-  for (const JsonValue& rule : rules) {
+  for (const Rule& rule : rules) {
     std::optional<ProfileChange> change;
     if (fieldChange != nullptr) {
       change = handleFieldChangeEvent(rule.ref(), *fieldChange);
@@ -233,7 +234,7 @@ Strings FormListeningService::getValues(JsonRef rule, const std::optional<String
         }
       }
     } else {
-      values = ListenerUtil::getContent(*selector, std::nullopt);
+      values = reading().content(*selector, std::nullopt).texts();
     }
   }
   logInfo([&] { return "The content from getValues: " + describe(values); });

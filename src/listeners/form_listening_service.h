@@ -73,9 +73,9 @@ class FormListeningService : public EventSerivceBase {
   static std::string getConvertedValue(const std::string& value, JsonRef mappings);
 
  private:
-  void applyRule(const JsonValue& rule) override;
-  void applyChangeRule(const JsonValue& rule);
-  void applySelectionRule(const JsonValue& rule, std::string_view kind,
+  void applyRule(const Rule& rule) override;
+  void applyChangeRule(const Rule& rule);
+  void applySelectionRule(const Rule& rule, std::string_view kind,
                           std::string_view applyMessage, std::string_view className);
   std::optional<ProfileChange> handleTouchEvent(JsonRef rule, const ClickEvent& clickEvent);
   std::optional<ProfileChange> handleFieldChangeEvent(JsonRef rule,

@@ -1,5 +1,6 @@
 #include "listeners/listener_util.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <string>
@@ -7,6 +8,7 @@
 
 #include "base/text.h"
 #include "client/pelorin_configuration.h"
+#include "listeners/screen_reading.h"
 #include "pelorin/interaction_context.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/platform.h"
@@ -27,15 +29,6 @@ bool isUrlRule(std::string_view ruleType) {
 // A literal search: an empty text is found nowhere.
 bool containsText(std::string_view text, std::string_view word) {
   return !word.empty() && text.find(word) != std::string_view::npos;
-}
-
-std::string joined(const std::vector<std::string>& content) {
-  std::string text;
-  for (std::size_t i = 0; i < content.size(); ++i) {
-    if (i > 0) text.push_back(' ');
-    text += content[i];
-  }
-  return text;
 }
 
 // True when every number in `value` is finite. Walks with an explicit stack, so a deeply
@@ -100,15 +93,23 @@ std::vector<std::string> ListenerUtil::getWords(
 
 bool ListenerUtil::contentContainsWord(JsonRef rule, const std::vector<std::string>& content,
                                        const std::vector<std::string>& interests) {
-  const std::string mode = rule["containsmatches"].asString().value_or("contains");
-  if (mode == "empty") return content.empty();
+  return contentContainsWord(rule, Content(content), interests, nullptr);
+}
 
-  const std::string text = text::toLower(text::trim(joined(content)));
+bool ListenerUtil::contentContainsWord(JsonRef rule, const Content& content,
+                                       const std::vector<std::string>& interests,
+                                       ScreenReading* reading) {
+  const std::optional<std::string> modeText = rule["containsmatches"].asString();
+  const std::string_view mode = modeText ? std::string_view(*modeText) : "contains";
+  if (mode == "empty") return content.empty();
   if (interests.empty()) return false;
 
+  const std::string& text = content.joinedLower();
   const bool urlRule = isUrlRule(rule["ruletype"].stringView());
+  std::string ownWord;
   for (const std::string& interest : interests) {
-    const std::string word = text::toLower(text::trim(interest));
+    if (reading == nullptr) ownWord = text::toLower(text::trim(interest));
+    const std::string& word = reading != nullptr ? reading->lowerWord(interest) : ownWord;
     if (word == kPreAny || word == kPreHeader) return true;
     if (urlRule) {
       if (mode == "contains" ? containsText(text, word) : text == word) return true;
@@ -116,8 +117,8 @@ bool ListenerUtil::contentContainsWord(JsonRef rule, const std::vector<std::stri
     }
     if (mode == "contains" && containsText(text, word)) return true;
     if (mode == "matches") {
-      for (const std::string& element : content) {
-        if (text::toLower(text::trim(element)) == word) return true;
+      for (const std::string& element : content.lowerTexts()) {
+        if (element == word) return true;
       }
     }
   }
@@ -139,8 +140,19 @@ std::vector<std::string> ListenerUtil::getContent(
                                              ? views.rootView()
                                              : views.view(std::string(selector));
   if (!root) return {};
-  std::set<std::string> texts = applyToSubViews(root, &ListenerUtil::textOf);
-  return {std::make_move_iterator(texts.begin()), std::make_move_iterator(texts.end())};
+  // Every view once, its text kept; then sorted with duplicates dropped, in the order of a
+  // set of the texts.
+  std::vector<std::string> texts;
+  std::vector<const platform::View*> pending{root.get()};
+  while (!pending.empty()) {
+    const platform::View* current = pending.back();
+    pending.pop_back();
+    if (std::optional<std::string> text = textOf(*current)) texts.push_back(*std::move(text));
+    for (const auto& subview : current->subviews()) pending.push_back(subview.get());
+  }
+  std::sort(texts.begin(), texts.end());
+  texts.erase(std::unique(texts.begin(), texts.end()), texts.end());
+  return texts;
 }
 
 std::set<std::string> ListenerUtil::applyToSubViews(

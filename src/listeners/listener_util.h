@@ -22,7 +22,9 @@
 
 namespace pelorin {
 
+class Content;
 class InteractionContext;
+class ScreenReading;
 
 namespace platform {
 class View;
@@ -66,6 +68,11 @@ class ListenerUtil {
   // anything.
   static bool contentContainsWord(JsonRef rule, const std::vector<std::string>& content,
                                   const std::vector<std::string>& interests);
+  // The same on content read for a pass; `reading`, when given, lower-cases each word once
+  // for the whole pass.
+  static bool contentContainsWord(JsonRef rule, const Content& content,
+                                  const std::vector<std::string>& interests,
+                                  ScreenReading* reading);
 
   // The visible text under `selector` on the client's current screen: its view
   // controller's root view, or the view that `PelorinClient::getView` finds for the

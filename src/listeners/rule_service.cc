@@ -8,6 +8,7 @@
 #include <limits>
 #include <string>
 #include <system_error>
+#include <unordered_map>
 #include <utility>
 
 #include "base/text.h"
@@ -76,11 +77,11 @@ PelorinClient& RuleService::client() const {
   return *_client;
 }
 
-void RuleService::applyRule(const JsonValue& rule) {
+void RuleService::applyRule(const Rule& rule) {
   logInfo([&] { return "Handling " + ruleText(rule.ref()); });
   const std::string ruleType = rule["ruletype"].string();
   if (ruleType == "scorecontent" || ruleType.empty()) {
-    if (handleContentRule(rule.ref(), std::nullopt)) {
+    if (handleContentRule(rule.ref(), nullptr)) {
       registerEvent(rule, UpdateContentEvent::NAME);
       ++_contentRuleCount;
     }
@@ -100,7 +101,8 @@ void RuleService::applyRule(const JsonValue& rule) {
       logInfo([&] {
         return "Unable to get the current screen name with the url rule: " + ruleText(rule.ref());
       });
-    } else if (ListenerUtil::contentContainsWord(rule.ref(), {screenName}, words)) {
+    } else if (ListenerUtil::contentContainsWord(rule.ref(), reading().hold({screenName}), words,
+                                                 &reading())) {
       addProfileChange(rule.ref(), std::nullopt);
     }
   } else if (ruleType == "scoreevent" || ruleType == "scoresocialevent") {
@@ -110,7 +112,7 @@ void RuleService::applyRule(const JsonValue& rule) {
   }
 }
 
-void RuleService::applyTouchRule(const JsonValue& rule, std::string_view areaKey,
+void RuleService::applyTouchRule(const Rule& rule, std::string_view areaKey,
                                  std::string_view missingMessage, std::string_view className) {
   std::optional<std::string> selector = ListenerUtil::getSelector(rule[areaKey]);
   if (!selector) {
@@ -140,33 +142,73 @@ void RuleService::handleEvent(const std::shared_ptr<Event>& event) {
   logInfo([&] { return "Handling event " + event->description(); });
   auto found = _eventMap.find(event->name());
   if (found == _eventMap.end()) return;
-  // Walk the rules as they are now: content rules file themselves again while they run.
-  const std::vector<JsonValue> rules = found->second;
+  const Pass pass(*this);
   const auto* advanced = dynamic_cast<const AdvancedEvent*>(event.get());
   const auto* update = dynamic_cast<const UpdateContentEvent*>(event.get());
   const auto* click = dynamic_cast<const ClickEvent*>(event.get());
-  for (const JsonValue& rule : rules) {
+  // Walks the rules as they are now: rules filed while they run wait for the next event.
+  // Entries are read by position, since a nested event may file more and move the list.
+  const std::size_t count = found->second.size();
+  // The entries of an update that are the same rule share one evaluation: the same change,
+  // collected again for each entry.
+  std::unordered_map<const JsonValue*, std::optional<ProfileChange>> evaluated;
+  const Content* updateContent = update != nullptr ? &reading().hold(update->content()) : nullptr;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Rule rule = found->second[i];
+    bool collected = true;
     if (advanced != nullptr) {
       handleAdvancedEvent(rule.ref(), *advanced);
     } else if (update != nullptr) {
-      handleContentRule(rule.ref(), update->content());
+      if (isShareable(rule.ref())) {
+        auto [entry, fresh] = evaluated.try_emplace(rule.identity());
+        if (fresh) entry->second = evaluateContentRule(rule.ref(), *updateContent);
+        collected = entry->second.has_value();
+        if (collected) {
+          std::lock_guard<std::mutex> lock(_changesLock);
+          _changes.push_back(*entry->second);
+        }
+      } else {
+        handleContentRule(rule.ref(), updateContent);
+      }
     } else if (click != nullptr) {
       handleTouchEvent(rule.ref(), *click);
     }
-    savePending();
+    // Nothing new to write when a shared evaluation collected nothing; the first entry
+    // still writes what was pending before the event.
+    if (collected || i == 0) savePending();
   }
   if (update != nullptr) {
     // A content rule files itself for update events each time it is handled, and this is
     // kept on purpose: every update adds each content rule once more, so the n-th update
-    // evaluates it n times.
-    std::vector<JsonValue> again;
+    // evaluates it n times. Each filing adds a handle of the same rule.
+    std::vector<Rule> again;
     if (auto current = _eventMap.find(UpdateContentEvent::NAME); current != _eventMap.end()) {
       for (std::size_t i = 0; i < _contentRuleCount && i < current->second.size(); ++i) {
         again.push_back(current->second[i]);
       }
     }
-    for (JsonValue& rule : again) registerEvent(std::move(rule), UpdateContentEvent::NAME);
+    for (Rule& rule : again) registerEvent(std::move(rule), UpdateContentEvent::NAME);
   }
+}
+
+bool RuleService::isShareable(JsonRef rule) {
+  // Values read by a regular expression log their faults each time: evaluated per entry.
+  JsonRef values = rule["values"];
+  return !(values.isObject() && values["selectedoption"].stringView() == "regexp");
+}
+
+std::optional<ProfileChange> RuleService::evaluateContentRule(JsonRef rule,
+                                                              const Content& content) {
+  std::optional<std::string> selector = ListenerUtil::getSelector(rule["contentarea"]);
+  if (!selector) {
+    logInfo([&] { return "Found content rule without selector: " + ruleText(rule); });
+    return std::nullopt;
+  }
+  if (!ListenerUtil::contentContainsWord(rule, content, ListenerUtil::getWords(rule),
+                                        &reading())) {
+    return std::nullopt;
+  }
+  return makeProfileChange(rule, content.texts());
 }
 
 void RuleService::handleTouchEvent(JsonRef rule, const ClickEvent& clickEvent) {
@@ -180,21 +222,22 @@ void RuleService::handleTouchEvent(JsonRef rule, const ClickEvent& clickEvent) {
     addProfileChange(rule, clickEvent.context());
     return;
   }
-  const Strings content = ListenerUtil::getContent(*area, clickEvent.context());
-  if (ListenerUtil::contentContainsWord(rule, content, words)) {
+  const Content& content = reading().content(*area, clickEvent.context());
+  if (ListenerUtil::contentContainsWord(rule, content, words, &reading())) {
     addProfileChange(rule, clickEvent.context());
   }
 }
 
-bool RuleService::handleContentRule(JsonRef rule, const std::optional<Strings>& content) {
+bool RuleService::handleContentRule(JsonRef rule, const Content* content) {
   std::optional<std::string> selector = ListenerUtil::getSelector(rule["contentarea"]);
   if (!selector) {
     logInfo([&] { return "Found content rule without selector: " + ruleText(rule); });
     return false;
   }
-  const Strings found = content ? *content : ListenerUtil::getContent(*selector, std::nullopt);
-  if (ListenerUtil::contentContainsWord(rule, found, ListenerUtil::getWords(rule))) {
-    addProfileChange(rule, content);
+  const Content& found = content != nullptr ? *content : reading().content(*selector, std::nullopt);
+  if (ListenerUtil::contentContainsWord(rule, found, ListenerUtil::getWords(rule), &reading())) {
+    addProfileChange(rule, content != nullptr ? std::optional<Strings>(content->texts())
+                                              : std::nullopt);
   }
   return true;
 }
@@ -215,9 +258,9 @@ void RuleService::handleAdvancedEvent(JsonRef rule, const AdvancedEvent& advance
 }
 
 void RuleService::touchAction(platform::Control& control) {
-  const std::vector<JsonValue> rules = _clickMap.rulesOf(control);
+  const std::vector<Rule> rules = _clickMap.rulesOf(control);
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const JsonValue& rule : rules) {
+  for (const Rule& rule : rules) {
     if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["clickarea"])) {
       PelorinClient::synchronized([&] { bus.publish(std::make_shared<ClickEvent>(*selector)); });
     }
@@ -229,14 +272,21 @@ void RuleService::touchAction(platform::Control& control) {
 }
 
 void RuleService::addProfileChange(JsonRef rule, const std::optional<Strings>& context) {
-  std::optional<std::string> property = rule["profileproperty"][0]["profileproperty"].asString();
-  if (!property) return;
-  std::optional<Method> method = methodFromString(rule["addset"].stringView());
-  if (!method) return;
-  std::optional<Strings> values = getValues(rule, context);
-  if (!values) return;
+  std::optional<ProfileChange> change = makeProfileChange(rule, context);
+  if (!change) return;
   std::lock_guard<std::mutex> lock(_changesLock);
-  _changes.push_back(ProfileChange{*std::move(property), *std::move(values), *method});
+  _changes.push_back(*std::move(change));
+}
+
+std::optional<ProfileChange> RuleService::makeProfileChange(JsonRef rule,
+                                                            const std::optional<Strings>& context) {
+  std::optional<std::string> property = rule["profileproperty"][0]["profileproperty"].asString();
+  if (!property) return std::nullopt;
+  std::optional<Method> method = methodFromString(rule["addset"].stringView());
+  if (!method) return std::nullopt;
+  std::optional<Strings> values = getValues(rule, context);
+  if (!values) return std::nullopt;
+  return ProfileChange{*std::move(property), *std::move(values), *method};
 }
 
 std::optional<Strings> RuleService::getValues(JsonRef rule, const std::optional<Strings>& context) {
@@ -250,7 +300,7 @@ std::optional<Strings> RuleService::getValues(JsonRef rule, const std::optional<
     const std::string_view option = values["selectedoption"].stringView();
     if (option == "selector") {
       if (std::optional<std::string> selector = ListenerUtil::getSelector(values)) {
-        result = ListenerUtil::getContent(*selector, std::nullopt);
+        result = reading().content(*selector, std::nullopt).texts();
       }
     } else if (option == "context") {
       result = ListenerUtil::getContent("pre_context", context);

@@ -95,15 +95,22 @@ class RuleService : public EventSerivceBase {
   static std::string formatNumber(double value);
 
  private:
-  void applyRule(const JsonValue& rule) override;
-  void applyTouchRule(const JsonValue& rule, std::string_view areaKey,
+  void applyRule(const Rule& rule) override;
+  void applyTouchRule(const Rule& rule, std::string_view areaKey,
                       std::string_view missingMessage, std::string_view className);
   void handleTouchEvent(JsonRef rule, const ClickEvent& clickEvent);
   // Steps of a content rule up to its registration; false when it has no selector (and so
   // is not registered).
-  bool handleContentRule(JsonRef rule, const std::optional<std::vector<std::string>>& content);
+  // `content`: an update's content; null reads the screen under the rule's selector.
+  bool handleContentRule(JsonRef rule, const Content* content);
   void handleAdvancedEvent(JsonRef rule, const AdvancedEvent& advancedEvent);
+  // The content rule's change for an update's `content`; nothing when it collects none.
+  std::optional<ProfileChange> evaluateContentRule(JsonRef rule, const Content& content);
+  // Whether entries of one rule may share one evaluation within an update.
+  static bool isShareable(JsonRef rule);
   void addProfileChange(JsonRef rule, const std::optional<std::vector<std::string>>& context);
+  std::optional<ProfileChange> makeProfileChange(
+      JsonRef rule, const std::optional<std::vector<std::string>>& context);
   std::optional<std::vector<std::string>> getValues(
       JsonRef rule, const std::optional<std::vector<std::string>>& context);
   std::optional<std::vector<std::string>> getRegexpValues(JsonRef values);

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "pelorin/json_value.h"
+#include "listeners/event_serivce_base.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin {
@@ -20,28 +20,28 @@ namespace pelorin {
 class ViewRuleMap {
  public:
   // Appends `rule` to the rules of `view` (the list starts on first use).
-  void add(const std::shared_ptr<platform::View>& view, JsonValue rule) {
+  void add(const std::shared_ptr<platform::View>& view, Rule rule) {
     Entry& entry = _entries[view.get()];
     if (entry.view.lock() != view) entry = Entry{view, {}};
     entry.rules.push_back(std::move(rule));
   }
 
   // The rules of `view`, in the order they were added; nothing when it has none.
-  std::optional<std::vector<JsonValue>> find(const platform::View& view) const {
+  std::optional<std::vector<Rule>> find(const platform::View& view) const {
     auto found = _entries.find(&view);
     if (found == _entries.end() || found->second.view.lock().get() != &view) return std::nullopt;
     return found->second.rules;
   }
 
   // The same, with no rules as an empty list.
-  std::vector<JsonValue> rulesOf(const platform::View& view) const {
-    return find(view).value_or(std::vector<JsonValue>());
+  std::vector<Rule> rulesOf(const platform::View& view) const {
+    return find(view).value_or(std::vector<Rule>());
   }
 
  private:
   struct Entry {
     std::weak_ptr<platform::View> view;
-    std::vector<JsonValue> rules;
+    std::vector<Rule> rules;
   };
   std::map<const platform::View*, Entry> _entries;
 };

@@ -1,6 +1,8 @@
 // Applying rules: dispatch by rule type, click and form submit rules on controls, URL and
 // content rules, and the log lines of each.
+#include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,7 @@
 
 #include "listeners/rule_service_fixture.h"
 #include "pelorin/event.h"
+#include "pelorin/platform/view.h"
 
 namespace pelorin::testing {
 namespace {
@@ -413,6 +416,72 @@ TEST_F(RuleServiceTest, ContentRuleRegistrationsAccumulateWithEachUpdate) {
   _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"c"}));
   EXPECT_EQ(profile("views"), Strings{"7.0"});
   EXPECT_EQ(updates.size(), 4U);
+}
+
+TEST_F(RuleServiceTest, ContentRuleFiledAgainIsTheSameRuleNotACopy) {
+  auto service = apply(R"([{"contentarea": {"selector": "#banner"}, "words": ["pre_any"],
+                            "profileproperty": [{"profileproperty": "views"}],
+                            "addset": "add", "values": ["1"]}])");
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"a"}));
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"b"}));
+
+  const auto& updates = service->eventMap().at("PelorinClient.UpdateContentEvent");
+  ASSERT_EQ(updates.size(), 3U);
+  EXPECT_EQ(updates[1].identity(), updates[0].identity());
+  EXPECT_EQ(updates[2].identity(), updates[0].identity());
+}
+
+// A text view that counts how often its text is read.
+class CountingLabel : public platform::Label {
+ public:
+  using Label::Label;
+  std::optional<std::string> text() const override {
+    ++reads;
+    return Label::text();
+  }
+  mutable int reads = 0;
+};
+
+TEST_F(RuleServiceTest, EntriesOfOneRuleShareOneEvaluationPerUpdate) {
+  // The values come from the screen: the rule's entries of one update read it once, and
+  // still add their value once per entry, in order.
+  auto label = std::make_shared<CountingLabel>("Spring sale");
+  _screen.controller->view()->addSubview(label);
+  _screen.controller->addOutlet("counted", label);
+  apply(R"([{"contentarea": {"selector": "#banner"}, "words": ["pre_any"],
+             "profileproperty": [{"profileproperty": "seen"}], "addset": "add",
+             "values": {"selectedoption": "selector", "selector": "#counted"}}])");
+  EXPECT_EQ(label->reads, 1);
+
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"a"}));
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"b"}));
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"c"}));
+
+  // 1 + 2 + 3 entries, one reading per update.
+  EXPECT_EQ(label->reads, 4);
+  EXPECT_EQ(profile("seen"), Strings{"Spring sale"});
+  const std::vector<std::string> lines = serviceLines();
+  EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                          [](const std::string& line) {
+                            return line.find("Profile Change: ") != std::string::npos;
+                          }),
+            7);
+}
+
+TEST_F(RuleServiceTest, EntriesWithRegexpValuesLogTheirFaultOncePerEntry) {
+  showScreen("Checkout");
+  apply(R"x([{"contentarea": {"selector": "#banner"}, "words": ["pre_any"],
+              "profileproperty": [{"profileproperty": "r"}], "addset": "add",
+              "values": {"selectedoption": "regexp", "regexp": "(unclosed"}}])x");
+  clearLog();
+
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"a"}));
+  _bus.publish(std::make_shared<UpdateContentEvent>(Strings{"b"}));
+
+  // One entry in the first update, two in the second.
+  const std::string warning = "WARNING [PL_RULESERVICE]: No valid reg. exp: '(unclosed'";
+  const std::vector<std::string> lines = serviceLines();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), warning), 3);
 }
 
 TEST_F(RuleServiceTest, ChangesAreWrittenRuleByRule) {

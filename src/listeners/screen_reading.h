@@ -1,0 +1,74 @@
+// One reading of the screen for one pass of a listener (the rules of a page view, or the
+// rules that one event triggers): the texts under each selector the rules ask for, read
+// once, and lower-cased and trimmed once, shared by every rule and word list of the pass.
+// A reading lives for its pass only, so a rule never sees text older than the event it
+// handles.
+//
+// Thread safety: none; a pass runs on one thread (the main thread, which owns the views).
+#ifndef PELORIN_SRC_LISTENERS_SCREEN_READING_H_
+#define PELORIN_SRC_LISTENERS_SCREEN_READING_H_
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace pelorin {
+
+class ContentViews;
+
+// Texts as the content test of a rule reads them: as given, and in the compared forms,
+// each made on first use.
+class Content {
+ public:
+  explicit Content(std::vector<std::string> texts) : _texts(std::move(texts)) {}
+
+  const std::vector<std::string>& texts() const { return _texts; }
+  bool empty() const { return _texts.empty(); }
+  // The texts joined with single spaces, then trimmed and lower-cased.
+  const std::string& joinedLower() const;
+  // Each text trimmed and lower-cased.
+  const std::vector<std::string>& lowerTexts() const;
+
+ private:
+  std::vector<std::string> _texts;
+  mutable std::optional<std::string> _joinedLower;
+  mutable std::optional<std::vector<std::string>> _lowerTexts;
+};
+
+class ScreenReading {
+ public:
+  // Reads the client's current screen, or the screen that `views` shows (borrowed).
+  explicit ScreenReading(const ContentViews* views = nullptr) : _views(views) {}
+  ScreenReading(const ScreenReading&) = delete;
+  ScreenReading& operator=(const ScreenReading&) = delete;
+
+  // The content under `selector`, as `ListenerUtil::getContent` gives it: read on the
+  // first request of the pass. "pre_context" gives `context` itself.
+  const Content& content(std::string_view selector,
+                         const std::optional<std::vector<std::string>>& context);
+  // `texts` (an event's content, a screen name) held for the rest of the pass.
+  const Content& hold(std::vector<std::string> texts);
+  // `word` trimmed and lower-cased, made once per pass.
+  const std::string& lowerWord(const std::string& word);
+
+  // On by default. Off, every request reads the screen and lower-cases again, as a
+  // reference for tests and benchmarks that compare the two.
+  static void setSharing(bool sharing);
+  static bool sharing();
+
+ private:
+  const ContentViews* _views;
+  std::map<std::string, Content, std::less<>> _bySelector;
+  std::deque<Content> _held;
+  std::unordered_map<std::string, std::string> _words;
+  std::deque<std::string> _heldWords;
+};
+
+}  // namespace pelorin
+
+#endif  // PELORIN_SRC_LISTENERS_SCREEN_READING_H_
