@@ -82,6 +82,11 @@ std::string repairUtf8(std::string_view value) {
   return toUtf8(toUnicode(value));
 }
 
+void repairUtf8InPlace(std::string& value) {
+  if (isValidUtf8(value) || !fitsIcu(value)) return;
+  value = toUtf8(toUnicode(value));
+}
+
 RegexResult regexMatches(std::string_view pattern, std::string_view subject,
                          const RegexLimits& limits) {
   RegexResult result;

@@ -29,6 +29,8 @@ std::string toLower(std::string_view value);
 // `value` with each ill-formed UTF-8 sequence (each maximal subpart) replaced by U+FFFD, so
 // the result is always valid UTF-8. Valid text comes back unchanged.
 std::string repairUtf8(std::string_view value);
+// The same in place: nothing is copied when `value` is valid already.
+void repairUtf8InPlace(std::string& value);
 
 // Bounds on one regular-expression search. `timeLimit` counts the matcher's steps (a step is
 // roughly a millisecond of work); `stackLimitBytes` bounds its backtracking memory.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -28,7 +29,8 @@ bool isUrlRule(std::string_view ruleType) {
 
 // A literal search: an empty text is found nowhere.
 bool containsText(std::string_view text, std::string_view word) {
-  return !word.empty() && text.find(word) != std::string_view::npos;
+  // memmem: a screen's joined text runs to hundreds of kilobytes.
+  return !word.empty() && ::memmem(text.data(), text.size(), word.data(), word.size()) != nullptr;
 }
 
 // True when every number in `value` is finite. Walks with an explicit stack, so a deeply
@@ -142,16 +144,25 @@ std::vector<std::string> ListenerUtil::getContent(
   if (!root) return {};
   // Every view once, its text kept; then sorted with duplicates dropped, in the order of a
   // set of the texts.
-  std::vector<std::string> texts;
+  std::vector<std::string> found;
   std::vector<const platform::View*> pending{root.get()};
   while (!pending.empty()) {
     const platform::View* current = pending.back();
     pending.pop_back();
-    if (std::optional<std::string> text = textOf(*current)) texts.push_back(*std::move(text));
+    if (std::optional<std::string> text = textOf(*current)) found.push_back(*std::move(text));
     for (const auto& subview : current->subviews()) pending.push_back(subview.get());
   }
-  std::sort(texts.begin(), texts.end());
-  texts.erase(std::unique(texts.begin(), texts.end()), texts.end());
+  // Sorted by reference, so the sort moves pointers rather than strings.
+  std::vector<std::string*> order;
+  order.reserve(found.size());
+  for (std::string& text : found) order.push_back(&text);
+  std::sort(order.begin(), order.end(),
+            [](const std::string* a, const std::string* b) { return *a < *b; });
+  std::vector<std::string> texts;
+  texts.reserve(order.size());
+  for (std::string* text : order) {
+    if (texts.empty() || texts.back() != *text) texts.push_back(std::move(*text));
+  }
   return texts;
 }
 
@@ -177,7 +188,7 @@ std::optional<std::string> ListenerUtil::textOf(const platform::View& view) {
   if (!view.hasTextProperty()) return std::nullopt;
   std::optional<std::string> value = view.text();
   // Text enters the library here as valid UTF-8, as the platform's strings always are.
-  if (value) *value = text::repairUtf8(*value);
+  if (value) text::repairUtf8InPlace(*value);
   return value;
 }
 
