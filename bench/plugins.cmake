@@ -1,0 +1,1 @@
+pelorin_add_benchmark(bench_plugins SOURCES plugins_bench.cc)
