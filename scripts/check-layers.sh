@@ -9,8 +9,9 @@
 #   scripts/check-layers.sh --graph      # also prints the folder edges found
 #   scripts/check-layers.sh --self-test  # plants violations in a copy and expects failures
 #
-# The layers, lowest first (a folder includes only folders listed before it):
-#   json, base, config, platform, storage, protocol, events, listeners, client, plugins
+# The layers, lowest first (a folder includes only folders of lower layers):
+#   1 json, config   2 base, platform, events   3 storage, listeners   4 protocol
+#   5 client         6 plugins
 # To let a folder include another, add the edge here; it must keep the graph acyclic.
 set -euo pipefail
 
