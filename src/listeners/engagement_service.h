@@ -118,8 +118,8 @@ class EngagementService : public EventSerivceBase {
  private:
   void applyRule(const Rule& rule) override;
   void applyContentRule(const Rule& rule);
-  void applyTouchRule(const Rule& rule, std::string_view areaKey,
-                      std::string_view missingMessage, std::string_view className);
+  void applyTouchRule(const Rule& rule, std::string_view areaKey, std::string_view missingMessage,
+                      std::string_view className);
   void applyUrlRule(const Rule& rule);
   void handleTouchEvent(JsonRef rule, const ClickEvent& event);
   void handleUpdateContentEvent(JsonRef rule, const UpdateContentEvent& event,

@@ -75,8 +75,8 @@ class FormListeningService : public EventSerivceBase {
  private:
   void applyRule(const Rule& rule) override;
   void applyChangeRule(const Rule& rule);
-  void applySelectionRule(const Rule& rule, std::string_view kind,
-                          std::string_view applyMessage, std::string_view className);
+  void applySelectionRule(const Rule& rule, std::string_view kind, std::string_view applyMessage,
+                          std::string_view className);
   std::optional<ProfileChange> handleTouchEvent(JsonRef rule, const ClickEvent& clickEvent);
   std::optional<ProfileChange> handleFieldChangeEvent(JsonRef rule,
                                                       const FieldChangeEvent& fieldChangeEvent);

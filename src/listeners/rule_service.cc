@@ -204,8 +204,7 @@ std::optional<ProfileChange> RuleService::evaluateContentRule(JsonRef rule,
     logInfo([&] { return "Found content rule without selector: " + ruleText(rule); });
     return std::nullopt;
   }
-  if (!ListenerUtil::contentContainsWord(rule, content, ListenerUtil::getWords(rule),
-                                        &reading())) {
+  if (!ListenerUtil::contentContainsWord(rule, content, ListenerUtil::getWords(rule), &reading())) {
     return std::nullopt;
   }
   return makeProfileChange(rule, content.texts());
@@ -236,8 +235,8 @@ bool RuleService::handleContentRule(JsonRef rule, const Content* content) {
   }
   const Content& found = content != nullptr ? *content : reading().content(*selector, std::nullopt);
   if (ListenerUtil::contentContainsWord(rule, found, ListenerUtil::getWords(rule), &reading())) {
-    addProfileChange(rule, content != nullptr ? std::optional<Strings>(content->texts())
-                                              : std::nullopt);
+    addProfileChange(rule,
+                     content != nullptr ? std::optional<Strings>(content->texts()) : std::nullopt);
   }
   return true;
 }

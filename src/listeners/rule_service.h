@@ -96,8 +96,8 @@ class RuleService : public EventSerivceBase {
 
  private:
   void applyRule(const Rule& rule) override;
-  void applyTouchRule(const Rule& rule, std::string_view areaKey,
-                      std::string_view missingMessage, std::string_view className);
+  void applyTouchRule(const Rule& rule, std::string_view areaKey, std::string_view missingMessage,
+                      std::string_view className);
   void handleTouchEvent(JsonRef rule, const ClickEvent& clickEvent);
   // Steps of a content rule up to its registration; false when it has no selector (and so
   // is not registered).

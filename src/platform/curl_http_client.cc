@@ -273,8 +273,7 @@ class CurlHttpClient::Impl {
     {
       std::lock_guard<std::mutex> lock(_mutex);
       _asleep = true;
-      _sleepLimit = forever ? std::nullopt
-                            : std::optional<std::chrono::milliseconds>(timeoutMs);
+      _sleepLimit = forever ? std::nullopt : std::optional<std::chrono::milliseconds>(timeoutMs);
     }
     _idle.notify_all();
     // Without a limit curl_multi_poll would still return after the longest wait it takes:
@@ -465,12 +464,12 @@ class CurlHttpClient::Impl {
   int _inFlight = 0;                              // guarded by _mutex
   bool _stopping = false;                         // guarded by _mutex
   CookieAcceptPolicy _policy = CookieAcceptPolicy::kOnlyFromMainDocumentDomain;  // by _mutex
-  std::optional<std::filesystem::path> _cookieFile;    // guarded by _mutex
-  std::size_t _maxAnswerSize = kDefaultMaxAnswerSize;  // guarded by _mutex
-  bool _asleep = false;                                // guarded by _mutex
+  std::optional<std::filesystem::path> _cookieFile;      // guarded by _mutex
+  std::size_t _maxAnswerSize = kDefaultMaxAnswerSize;    // guarded by _mutex
+  bool _asleep = false;                                  // guarded by _mutex
   std::optional<std::chrono::milliseconds> _sleepLimit;  // guarded by _mutex
-  std::uint64_t _wakeUps = 0;                          // guarded by _mutex
-  std::string _savedCookies;                           // the cookie file's text, on the worker
+  std::uint64_t _wakeUps = 0;                            // guarded by _mutex
+  std::string _savedCookies;                             // the cookie file's text, on the worker
   std::thread _worker;
 };
 

@@ -1,7 +1,7 @@
 // What one tick of the sync timer costs, counted at the platform seam: file operations and
 // HTTP requests.
-#include <map>
 #include <chrono>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>

@@ -30,8 +30,9 @@ using Strings = std::vector<std::string>;
 
 // Texts with mixed case, blanks around them, repeats and non-ASCII letters, so lower-casing,
 // trimming and the merging of duplicates all matter.
-const Strings kWords = {"Sale", "SHOES", "hats", " Été ", "Straße", "ÜBER uns", "sale", "Σοφία",
-                        "shoes & hats", "", "  ", "20% off", "new", "İstanbul"};
+const Strings kWords = {"Sale",     "SHOES",   "hats",  " Été ",        "Straße",
+                        "ÜBER uns", "sale",    "Σοφία", "shoes & hats", "",
+                        "  ",       "20% off", "new",   "İstanbul"};
 
 class ScreenReadingTest : public RuleServiceTest {
  protected:
@@ -52,7 +53,8 @@ class ScreenReadingTest : public RuleServiceTest {
           auto container = std::make_shared<platform::View>();
           parent->addSubview(container);
           containers.push_back(container);
-          if (outlets < 5) _screen.controller->addOutlet("s" + std::to_string(outlets++), container);
+          if (outlets < 5)
+            _screen.controller->addOutlet("s" + std::to_string(outlets++), container);
           break;
         }
         case 1:
@@ -66,9 +68,8 @@ class ScreenReadingTest : public RuleServiceTest {
   }
 
   static std::string randomSelector(std::mt19937& random) {
-    const Strings selectors = {"any",        "pre_body", "pre_header", "#banner", "#s0",
-                               "#s1",        "#s2",      "#s3",        "#s4",     "#missing",
-                               "pre_context"};
+    const Strings selectors = {"any", "pre_body", "pre_header", "#banner",  "#s0",        "#s1",
+                               "#s2", "#s3",      "#s4",        "#missing", "pre_context"};
     return selectors[random() % selectors.size()];
   }
 
