@@ -5,13 +5,14 @@
 // 100, 1,000 and 10,000 views, each against one bare walk of the same screen; the target is
 // at 10,000 views and 50 rules. Then a tap on a control whose rule reads a section of a
 // 10,000-view screen, 1,000 content updates with 25 content rules on a 1,000-view screen
-// (total time and the heap the rule lists hold; targets printed with them), and the idle
-// wake-ups of the main loop and the HTTP worker, counted as the voluntary context switches
-// of their threads over PELORIN_IDLE_SECONDS seconds (default 10) of a started client with
+// (total CPU time of the main thread and the heap the rule lists hold; targets printed with them),
+// and the idle wake-ups of the main loop and the HTTP worker, counted as the voluntary context
+// switches of their threads over PELORIN_IDLE_SECONDS seconds (default 10) of a started client with
 // nothing to send. Logging is off ("pl_debug" false).
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <boost/json.hpp>
@@ -380,6 +381,13 @@ void BM_TapWithContentRule(benchmark::State& state) {
 }
 BENCHMARK(BM_TapWithContentRule)->Arg(10000);
 
+// CPU time of the calling thread: on a shared machine the wall clock counts other load.
+double threadSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
 struct UpdatesResult {
   double seconds = 0;
   double heapBytes = 0;
@@ -407,7 +415,7 @@ void BM_ContentUpdates(benchmark::State& state) {
   for (auto _ : state) {
     clearBus();
     const std::size_t heapBefore = mallinfo2().uordblks;
-    const auto start = std::chrono::steady_clock::now();
+    const double start = threadSeconds();
     auto service = std::make_shared<pelorin::RuleService>();
     service->setClient(client);
     service->setListenerId("i-bench");
@@ -419,9 +427,9 @@ void BM_ContentUpdates(benchmark::State& state) {
           Strings{numbered("Item ", update), "new arrivals"}));
       bus.clearEvents();
     }
-    const auto elapsed = std::chrono::steady_clock::now() - start;
+    const double elapsed = threadSeconds() - start;
     const std::size_t heapAfter = mallinfo2().uordblks;
-    updatesResult.seconds = std::chrono::duration<double>(elapsed).count();
+    updatesResult.seconds = elapsed;
     updatesResult.heapBytes = static_cast<double>(heapAfter) - static_cast<double>(heapBefore);
     state.SetIterationTime(updatesResult.seconds);
     state.counters["heap_MB"] = updatesResult.heapBytes / 1e6;
@@ -504,7 +512,7 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks(&reporter);
   if (updatesResult.seconds > 0) {
     std::printf(
-        "1,000 content updates, 25 content rules, 1,000 views: %.3f s (target < 1 s: %s),"
+        "1,000 content updates, 25 content rules, 1,000 views: %.3f s CPU (target < 1 s: %s),"
         " heap held %.2f MB (target < 2 MB: %s)\n",
         updatesResult.seconds, updatesResult.seconds < 1.0 ? "met" : "MISSED",
         updatesResult.heapBytes / 1e6, updatesResult.heapBytes < 2e6 ? "met" : "MISSED");
