@@ -345,8 +345,8 @@ INSTANTIATE_TEST_SUITE_P(OneTwoThree, RulesOnOneControlTest, ::testing::Values(1
 
 // Content is read as Unicode text: accented capitals match their lower-case words.
 TEST_F(RuleServiceTest, ContentRuleMatchesAccentedCapitals) {
-  _screen.banner->addSubview(std::make_shared<platform::Label>("ÉTÉ SALE"));
-  _screen.banner->addSubview(std::make_shared<platform::Label>("ÜBER\u00a0"));
+  _screen.banner->addSubview(std::make_shared<headless::Label>("ÉTÉ SALE"));
+  _screen.banner->addSubview(std::make_shared<headless::Label>("ÜBER\u00a0"));
   auto service = apply(R"([{"contentarea": {"selector": "#banner"}, "words": ["été"],
                             "profileproperty": [{"profileproperty": "season"}],
                             "addset": "set", "values": ["summer"]},

@@ -1,4 +1,4 @@
-#include "pelorin/platform/view.h"
+#include "pelorin/headless/view.h"
 
 #include <memory>
 #include <string>
@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 TEST(ViewTest, NewViewHasNoSuperviewNoSubviewsAndNoTextProperty) {
@@ -251,4 +251,4 @@ TEST(ViewTest, TapActionMayRemoveItsViewFromTheTree) {
 }
 
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

@@ -1,4 +1,4 @@
-#include "pelorin/platform/headless_ui.h"
+#include "pelorin/headless/headless_ui.h"
 
 #include <memory>
 #include <string>
@@ -8,10 +8,10 @@
 
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
-#include "pelorin/platform/view_controller.h"
+#include "pelorin/headless/view_controller.h"
 #include "support/test_platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 using pelorin::testing::TestPlatform;
@@ -110,7 +110,7 @@ TEST_F(HeadlessUiTest, TestPlatformInstallsItsMainLoopAndUi) {
 TEST(PlatformDefaultsTest, DefaultPlatformHasAHeadlessMainLoopAndUi) {
   Platform platform;
 
-  EXPECT_NE(dynamic_cast<MainLoop*>(&platform.mainThread()), nullptr);
+  EXPECT_NE(dynamic_cast<platform::MainLoop*>(&platform.mainThread()), nullptr);
   EXPECT_NE(dynamic_cast<HeadlessUi*>(&platform.ui()), nullptr);
   EXPECT_TRUE(platform.mainThread().isMainThread());
 }
@@ -126,4 +126,4 @@ TEST(PlatformDefaultsTest, ServicesCanBeReplaced) {
 }
 
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless
