@@ -16,9 +16,9 @@
 #include "client_harness.h"
 #include "listeners/form_listener.h"
 #include "pelorin/event.h"
+#include "pelorin/headless/picker_view.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/headless/picker_view.h"
 
 namespace {
 

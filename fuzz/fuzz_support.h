@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/json_value.h"
 #include "pelorin/platform/file_system.h"
 #include "pelorin/platform/headless.h"
@@ -23,7 +24,6 @@
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
 #include "pelorin/platform/reachability.h"
-#include "pelorin/headless/toolkit.h"
 #include "storage/pelorin_data_manager.h"
 
 namespace pelorin::fuzzing {

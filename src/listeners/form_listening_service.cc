@@ -43,9 +43,7 @@ std::optional<ControlEvents> changeEventsFor(const platform::Control& control) {
       return ControlEvents::kValueChanged;
     case ControlKind::kSlider:
       // A continuous slider changes on every step of a drag; it counts once, on release.
-      return control.isContinuous()
-                 ? ControlEvents::kTouchUpInside
-                 : ControlEvents::kValueChanged;
+      return control.isContinuous() ? ControlEvents::kTouchUpInside : ControlEvents::kValueChanged;
     case ControlKind::kTextField:
       return ControlEvents::kEditingDidEndOnExit | ControlEvents::kEditingDidEnd;
     default:

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstddef>
 #include <cmath>
+#include <cstddef>
 #include <string>
 #include <utility>
 

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "config/constants.h"
+#include "pelorin/headless/headless_ui.h"
 #include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
-#include "pelorin/headless/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "platform/library_folder.h"
 

@@ -110,8 +110,8 @@ bool ControlTargets::add(TargetAction entry) {
 
 void ControlTargets::addAction(TargetAction::Action action, ControlEvents events) {
   if (!action || events.empty()) return;
-  _entries.push_back(Entry{++_lastEntryId, TargetAction{{}, std::move(action), events, nullptr},
-                           false});
+  _entries.push_back(
+      Entry{++_lastEntryId, TargetAction{{}, std::move(action), events, nullptr}, false});
 }
 
 void ControlTargets::remove(const void* target, ControlEvents events) {

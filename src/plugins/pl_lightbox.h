@@ -139,7 +139,9 @@ class PLLightbox : public platform::NavigationDelegate,
  private:
   std::weak_ptr<platform::ViewController> _viewController;
   // The web view's face of _lightboxView; null when there is none.
-  platform::WebView* webView() const { return _lightboxView ? _lightboxView->asWebView() : nullptr; }
+  platform::WebView* webView() const {
+    return _lightboxView ? _lightboxView->asWebView() : nullptr;
+  }
 
   std::shared_ptr<platform::View> _backgroundView;
   std::shared_ptr<platform::View> _lightboxView;

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "client/pelorin_client_impl.h"
-#include "pelorin/pelorin_client.h"
 #include "pelorin/headless/toolkit.h"
+#include "pelorin/pelorin_client.h"
 #include "support/test_platform.h"
 
 namespace pelorin {

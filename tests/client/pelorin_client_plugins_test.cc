@@ -5,9 +5,9 @@
 
 #include "client/pelorin_client_impl.h"
 #include "pelorin/event.h"
+#include "pelorin/headless/view_controller.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/headless/view_controller.h"
 #include "support/journal.h"
 #include "support/test_platform.h"
 

@@ -200,8 +200,10 @@ TEST_P(ControlContractTest, FunctionObjectsAddAnEntryEachTime) {
   auto service = std::make_shared<Service>();
   int runs = 0;
   platform::Control& control = controlOf(button);
-  control.addTarget(service, [&](platform::Control&) { ++runs; }, ControlEvents::kTouchDown);
-  control.addTarget(service, [&](platform::Control&) { ++runs; }, ControlEvents::kTouchDown);
+  control.addTarget(
+      service, [&](platform::Control&) { ++runs; }, ControlEvents::kTouchDown);
+  control.addTarget(
+      service, [&](platform::Control&) { ++runs; }, ControlEvents::kTouchDown);
 
   driver().tap(*button);
 
@@ -213,8 +215,8 @@ TEST_P(ControlContractTest, ATargetThatIsGoneIsNotCalled) {
   int runs = 0;
   {
     auto service = std::make_shared<Service>();
-    controlOf(button).addTarget(service, [&](platform::Control&) { ++runs; },
-                                ControlEvents::kTouchDown);
+    controlOf(button).addTarget(
+        service, [&](platform::Control&) { ++runs; }, ControlEvents::kTouchDown);
   }
 
   driver().tap(*button);
@@ -242,10 +244,12 @@ TEST_P(ControlContractTest, AControlSeenTwiceKeepsItsTargets) {
   auto screen = driver().makeScreen("Checkout");
   driver().addOutlet(*screen, "buyButton", driver().makeButton("Buy"));
   auto service = std::make_shared<Service>();
-  screen->viewForProperty("buyButton")->asControl()->addTarget(service, &Service::touched,
-                                                               ControlEvents::kTouchDown);
-  screen->viewForProperty("buyButton")->asControl()->addTarget(service, &Service::touched,
-                                                               ControlEvents::kTouchDown);
+  screen->viewForProperty("buyButton")
+      ->asControl()
+      ->addTarget(service, &Service::touched, ControlEvents::kTouchDown);
+  screen->viewForProperty("buyButton")
+      ->asControl()
+      ->addTarget(service, &Service::touched, ControlEvents::kTouchDown);
 
   driver().tap(*screen->viewForProperty("buyButton"));
 

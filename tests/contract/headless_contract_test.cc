@@ -85,9 +85,7 @@ class HeadlessDriver : public ToolkitDriver {
     as<headless::TextField>(field).typeText(text);
   }
   void endEditing(platform::View& field) override { as<headless::TextField>(field).endEditing(); }
-  void pressReturn(platform::View& field) override {
-    as<headless::TextField>(field).pressReturn();
-  }
+  void pressReturn(platform::View& field) override { as<headless::TextField>(field).pressReturn(); }
   void drag(platform::View& slider, const std::vector<double>& positions) override {
     as<headless::Slider>(slider).drag(positions);
   }

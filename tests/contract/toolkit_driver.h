@@ -124,7 +124,7 @@ class ViewFactoryContractTest : public ToolkitContractTest {};
 }  // namespace pelorin::contract
 
 // Runs every contract suite against the toolkit whose driver `factory` makes.
-#define PELORIN_INSTANTIATE_TOOLKIT_CONTRACT(toolkit, factory)                                  \
+#define PELORIN_INSTANTIATE_TOOLKIT_CONTRACT(toolkit, factory)                               \
   INSTANTIATE_TEST_SUITE_P(toolkit, ViewContractTest, ::testing::Values(factory));           \
   INSTANTIATE_TEST_SUITE_P(toolkit, ControlContractTest, ::testing::Values(factory));        \
   INSTANTIATE_TEST_SUITE_P(toolkit, ViewControllerContractTest, ::testing::Values(factory)); \

@@ -66,8 +66,7 @@ TEST_P(WebViewContractTest, AnHtmlStringLoadsAtItsBaseAddressOrAboutBlank) {
   view->asWebView()->loadHTMLString("<p>Hi</p>", "https://shop.example/");
   driver().runUntilIdle();
 
-  EXPECT_EQ(delegate->started,
-            (std::vector<std::string>{"about:blank", "https://shop.example/"}));
+  EXPECT_EQ(delegate->started, (std::vector<std::string>{"about:blank", "https://shop.example/"}));
 }
 
 TEST_P(WebViewContractTest, ACancelledNavigationDoesNotStart) {
@@ -175,8 +174,7 @@ TEST_P(ViewFactoryContractTest, RemovingAViewDropsTheConstraintsThatNameIt) {
 
   background->removeFromSuperview();
 
-  EXPECT_EQ(driver().appliedConstraints(*host),
-            (std::vector<std::string>{"H:|-8-[lightbox]-8-|"}));
+  EXPECT_EQ(driver().appliedConstraints(*host), (std::vector<std::string>{"H:|-8-[lightbox]-8-|"}));
 }
 
 TEST_P(ViewFactoryContractTest, AButtonInsideAWebViewIsLaidOutOnTheWebView) {

@@ -12,8 +12,8 @@
 #include "client/pelorin_client_impl.h"
 #include "devserver/dev_server.h"
 #include "e2e/client_fixture.h"
-#include "pelorin/pelorin_client.h"
 #include "pelorin/headless/toolkit.h"
+#include "pelorin/pelorin_client.h"
 
 namespace pelorin {
 namespace {

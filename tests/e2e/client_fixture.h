@@ -13,8 +13,8 @@
 
 #include "client/pelorin_client_impl.h"
 #include "devserver/dev_server.h"
-#include "pelorin/pelorin_client.h"
 #include "pelorin/headless/toolkit.h"
+#include "pelorin/pelorin_client.h"
 #include "support/test_platform.h"
 
 namespace pelorin::testing {

@@ -4,9 +4,9 @@
 
 #include "e2e/client_fixture.h"
 #include "pelorin/event.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/main_thread.h"
-#include "pelorin/headless/toolkit.h"
 #include "support/journal.h"
 
 namespace pelorin {

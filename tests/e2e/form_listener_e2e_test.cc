@@ -13,9 +13,9 @@
 #include "devserver/dev_server.h"
 #include "e2e/client_fixture.h"
 #include "pelorin/event.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/headless/toolkit.h"
 
 namespace pelorin {
 namespace {

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "pelorin/headless/controls.h"
 #include "headless/event_recorder.h"
+#include "pelorin/headless/controls.h"
 #include "support/test_platform.h"
 
 namespace pelorin::headless {
@@ -50,7 +50,8 @@ TEST(ControlTest, ActionRunsOnlyForTheEventsOfItsMask) {
   auto target = std::make_shared<int>(0);
   std::vector<platform::Control*> senders;
   control->addTarget(
-      target, [&](platform::Control& sender) { senders.push_back(&sender); }, ControlEvents::kTouchDown);
+      target, [&](platform::Control& sender) { senders.push_back(&sender); },
+      ControlEvents::kTouchDown);
 
   control->sendActions(ControlEvents::kTouchUpInside);
   control->sendActions(ControlEvents::kValueChanged);
@@ -65,7 +66,8 @@ TEST(ControlTest, EntryWithSeveralEventsRunsOncePerSend) {
   auto target = std::make_shared<int>(0);
   int runs = 0;
   control->addTarget(
-      target, [&](platform::Control&) { ++runs; }, ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
+      target, [&](platform::Control&) { ++runs; },
+      ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
 
   control->sendActions(ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
   EXPECT_EQ(runs, 1);
@@ -79,7 +81,8 @@ TEST(ControlTest, ActionsRunInTheOrderTheyWereAdded) {
   std::vector<int> order;
   for (int i = 1; i <= 3; ++i) {
     control->addTarget(
-        target, [&order, i](platform::Control&) { order.push_back(i); }, ControlEvents::kValueChanged);
+        target, [&order, i](platform::Control&) { order.push_back(i); },
+        ControlEvents::kValueChanged);
   }
 
   control->sendActions(ControlEvents::kValueChanged);
@@ -262,7 +265,10 @@ TEST(ControlTest, EntryRemovedByAnEarlierActionDoesNotRun) {
   auto first = std::make_shared<int>(0);
   auto second = std::make_shared<Counter>();
   control->addTarget(
-      first, [&](platform::Control& sender) { sender.removeTarget(second.get(), ControlEvents::kAllEvents); },
+      first,
+      [&](platform::Control& sender) {
+        sender.removeTarget(second.get(), ControlEvents::kAllEvents);
+      },
       ControlEvents::kTouchDown);
   control->addTarget(second, &Counter::touched, ControlEvents::kTouchDown);
 

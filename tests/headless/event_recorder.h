@@ -26,7 +26,8 @@ class EventRecorder {
     };
     for (const auto& [events, name] : kNames) {
       control.addTarget(
-          _token, [this, name = std::string(name)](platform::Control&) { _events.push_back(name); }, events);
+          _token, [this, name = std::string(name)](platform::Control&) { _events.push_back(name); },
+          events);
     }
   }
 

@@ -6,9 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include "pelorin/headless/controls.h"
+#include "pelorin/headless/view_controller.h"
+#include "pelorin/headless/web_view.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
-#include "pelorin/headless/view_controller.h"
 #include "support/test_platform.h"
 
 namespace pelorin::headless {
@@ -123,6 +125,43 @@ TEST(PlatformDefaultsTest, ServicesCanBeReplaced) {
   platform.setUi(std::move(ui));
 
   EXPECT_EQ(&platform.ui(), installed);
+}
+
+TEST(HeadlessViewFactoryTest, ViewsArePlacedByConstraints) {
+  HeadlessViewFactory factory;
+
+  auto container = std::dynamic_pointer_cast<View>(factory.makeContainerView({}));
+  auto web = std::dynamic_pointer_cast<WebView>(factory.makeWebView());
+  auto button = std::dynamic_pointer_cast<Button>(
+      factory.makeImageButton(platform::Image{"close.png", {1, 2}}));
+
+  ASSERT_TRUE(container && web && button);
+  EXPECT_FALSE(container->translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(web->translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(button->translatesAutoresizingMaskIntoConstraints());
+  EXPECT_EQ(button->image(), (platform::Image{"close.png", {1, 2}}));
+  EXPECT_EQ(button->title(), std::nullopt);
+}
+
+TEST(HeadlessViewFactoryTest, ContainerTapRunsItsActionThroughARecogniser) {
+  HeadlessViewFactory factory;
+  int taps = 0;
+  auto container = std::dynamic_pointer_cast<View>(factory.makeContainerView([&] { ++taps; }));
+
+  container->tap();
+  container->setHidden(true);
+  container->tap();
+
+  EXPECT_EQ(container->gestureRecognizers().size(), 1U);
+  EXPECT_EQ(taps, 1);
+}
+
+TEST(HeadlessViewFactoryTest, ContainerWithoutActionHasNoRecogniser) {
+  HeadlessViewFactory factory;
+
+  auto container = std::dynamic_pointer_cast<View>(factory.makeContainerView({}));
+
+  EXPECT_TRUE(container->gestureRecognizers().empty());
 }
 
 }  // namespace

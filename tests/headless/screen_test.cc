@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "pelorin/platform/platform.h"
 #include "pelorin/headless/toolkit.h"
+#include "pelorin/platform/platform.h"
 #include "support/test_platform.h"
 
 namespace pelorin::headless {
@@ -63,9 +63,10 @@ TEST_F(ScreenTest, OutletFoundByNameReceivesTapsOnTheMainThread) {
       service,
       [service = std::weak_ptr(service)](platform::Control& sender) {
         // Work triggered by a tap is handed on through the main thread, as plug-ins do.
-        Platform::current().mainThread().post([service, description = sender.asView().description()] {
-          if (auto log = service.lock()) log->push_back(description);
-        });
+        Platform::current().mainThread().post(
+            [service, description = sender.asView().description()] {
+              if (auto log = service.lock()) log->push_back(description);
+            });
       },
       ControlEvents::kTouchDown);
 

@@ -30,7 +30,8 @@ class RecordingDelegate : public NavigationDelegate {
                         ? NavigationActionPolicy::kCancel
                         : NavigationActionPolicy::kAllow);
   }
-  void didStartProvisionalNavigation(platform::WebView& /*webView*/, const Navigation& navigation) override {
+  void didStartProvisionalNavigation(platform::WebView& /*webView*/,
+                                     const Navigation& navigation) override {
     started.push_back(std::to_string(navigation.id) + " " + navigation.url);
   }
 
@@ -119,7 +120,8 @@ TEST_F(WebViewTest, NewerLoadReplacesOneNotYetStarted) {
 TEST_F(WebViewTest, CancelledNavigationNeverStarts) {
   class Refusing : public NavigationDelegate {
    public:
-    void decidePolicyFor(platform::WebView&, const NavigationAction&, DecisionHandler handler) override {
+    void decidePolicyFor(platform::WebView&, const NavigationAction&,
+                         DecisionHandler handler) override {
       handler(NavigationActionPolicy::kCancel);
     }
   };

@@ -12,10 +12,10 @@
 
 #include "listeners/form_listening_service.h"
 #include "listeners/rule_service_fixture.h"
-#include "pelorin/pelorin_client.h"
-#include "pelorin/pelorin_event_factory.h"
 #include "pelorin/headless/picker_view.h"
 #include "pelorin/headless/toolkit.h"
+#include "pelorin/pelorin_client.h"
+#include "pelorin/pelorin_event_factory.h"
 #include "support/test_platform.h"
 
 namespace pelorin::testing {

@@ -9,8 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "pelorin/interaction_context.h"
 #include "pelorin/headless/toolkit.h"
+#include "pelorin/interaction_context.h"
 #include "support/test_platform.h"
 
 namespace pelorin {

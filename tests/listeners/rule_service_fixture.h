@@ -13,9 +13,9 @@
 
 #include "client/pelorin_client_impl.h"
 #include "listeners/rule_service.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/headless/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin::testing {

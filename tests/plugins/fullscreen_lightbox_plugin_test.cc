@@ -59,7 +59,10 @@ TEST_F(FullscreenLightboxPluginTest, UrlWinsOverHtml) {
   plugin.onLoad();
 
   ASSERT_TRUE(plugin.lightbox());
-  EXPECT_EQ(testing::asHeadless<headless::WebView>(plugin.lightbox()->lightboxView()).loads().at(0).request.url,
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(plugin.lightbox()->lightboxView())
+                .loads()
+                .at(0)
+                .request.url,
             "http://shop.example.com/offer");
 }
 

@@ -146,7 +146,8 @@ TEST_F(FullscreenLightboxTest, EmptyUrlIsChosenAndShowsNothing) {
 TEST_F(FullscreenLightboxTest, EmptyHtmlIsLoadedAsItStands) {
   auto lightbox = present({{"html", {""}}, {"content", {"<p>Other</p>"}}});
   ASSERT_TRUE(lightbox);
-  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads().at(0).html, "");
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads().at(0).html,
+            "");
 }
 
 TEST_F(FullscreenLightboxTest, NoContentShowsNothing) {
@@ -196,7 +197,9 @@ TEST_F(FullscreenLightboxTest, IconFromADeviceOrFifoFallsBackToTheDefault) {
     _test.console().clear();
     auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"iconUrl", {"file://" + path}}});
     ASSERT_TRUE(lightbox);
-    EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image(), testing::asHeadless<headless::Button>(defaultIcon->closeButton()).image()) << path;
+    EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image(),
+              testing::asHeadless<headless::Button>(defaultIcon->closeButton()).image())
+        << path;
     EXPECT_EQ(_test.logLines(),
               std::vector<std::string>{"WARNING [PL_INTERACTION]: The close "
                                        "icon 'file://" +

@@ -16,8 +16,8 @@
 namespace pelorin {
 namespace {
 
-using platform::NavigationActionPolicy;
 using headless::ViewController;
+using platform::NavigationActionPolicy;
 
 class PLLightboxTest : public ::testing::Test {
  protected:
@@ -74,7 +74,8 @@ TEST_F(PLLightboxTest, LaterNavigationsDoNotShowAHiddenLightboxAgain) {
   auto lightbox = shownLightbox();
   lightbox->hide();
 
-  testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loadHTMLString("<p>Next</p>", std::nullopt);
+  testing::asHeadless<headless::WebView>(lightbox->lightboxView())
+      .loadHTMLString("<p>Next</p>", std::nullopt);
   _test.mainLoop().runUntilIdle();
 
   EXPECT_FALSE(lightbox->isShown());
@@ -114,9 +115,12 @@ TEST_F(PLLightboxTest, ViewsAreLaidOutWithVisualFormatConstraints) {
   EXPECT_EQ(_host->view()->constraints()[3].view("topGuide"), _host->topLayoutGuide());
   EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).constraintFormats(),
             (std::vector<std::string>{"H:[closeButton]-10-|", "V:|-10-[closeButton]"}));
-  EXPECT_FALSE(testing::asHeadless<headless::View>(lightbox->backgroundView()).translatesAutoresizingMaskIntoConstraints());
-  EXPECT_FALSE(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).translatesAutoresizingMaskIntoConstraints());
-  EXPECT_FALSE(testing::asHeadless<headless::Button>(lightbox->closeButton()).translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(testing::asHeadless<headless::View>(lightbox->backgroundView())
+                   .translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(testing::asHeadless<headless::WebView>(lightbox->lightboxView())
+                   .translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(testing::asHeadless<headless::Button>(lightbox->closeButton())
+                   .translatesAutoresizingMaskIntoConstraints());
 }
 
 TEST_F(PLLightboxTest, MarginTenOnA400By800HostGives40And80Points) {
@@ -153,7 +157,8 @@ TEST_F(PLLightboxTest, BackgroundHasTheLightboxBackgroundColor) {
   lightbox->showIfReady();
   _test.mainLoop().runUntilIdle();
 
-  EXPECT_EQ(testing::asHeadless<headless::View>(lightbox->backgroundView()).backgroundColor(), (platform::Color{0.1, 0.2, 0.3, 0.5}));
+  EXPECT_EQ(testing::asHeadless<headless::View>(lightbox->backgroundView()).backgroundColor(),
+            (platform::Color{0.1, 0.2, 0.3, 0.5}));
 }
 
 // --- Hiding
@@ -260,7 +265,8 @@ TEST_F(PLLightboxTest, ReleasedLightboxStaysOnScreen) {
 TEST_F(PLLightboxTest, InitialLoadIsAllowed) {
   auto lightbox = shownLightbox();
 
-  const auto& navigations = testing::asHeadless<headless::WebView>(lightbox->lightboxView()).navigations();
+  const auto& navigations =
+      testing::asHeadless<headless::WebView>(lightbox->lightboxView()).navigations();
   ASSERT_EQ(navigations.size(), 1U);
   EXPECT_EQ(navigations[0].policy, NavigationActionPolicy::kAllow);
   EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).url(), "about:blank");
@@ -271,11 +277,13 @@ TEST_F(PLLightboxTest, TappedLinkOpensOutsideTheAppAndThePageStays) {
   lightbox->showIfReady();
   _test.mainLoop().runUntilIdle();
 
-  const auto policy = testing::asHeadless<headless::WebView>(lightbox->lightboxView()).tapLink("https://shop.example.com/terms");
+  const auto policy = testing::asHeadless<headless::WebView>(lightbox->lightboxView())
+                          .tapLink("https://shop.example.com/terms");
 
   EXPECT_EQ(policy, NavigationActionPolicy::kCancel);
   EXPECT_EQ(_test.ui().openedUrls(), std::vector<std::string>{"https://shop.example.com/terms"});
-  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).url(), "https://shop.example.com/offer");
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).url(),
+            "https://shop.example.com/offer");
   EXPECT_TRUE(lightbox->isShown());
 }
 
@@ -286,10 +294,11 @@ TEST_F(PLLightboxTest, OtherNavigationsAreAllowed) {
   submit.request.url = "https://shop.example.com/subscribe";
   submit.navigationType = platform::NavigationType::kFormSubmitted;
 
-  lightbox->decidePolicyFor(*lightbox->lightboxView()->asWebView(), submit, [&](NavigationActionPolicy policy) {
-    decided = true;
-    EXPECT_EQ(policy, NavigationActionPolicy::kAllow);
-  });
+  lightbox->decidePolicyFor(*lightbox->lightboxView()->asWebView(), submit,
+                            [&](NavigationActionPolicy policy) {
+                              decided = true;
+                              EXPECT_EQ(policy, NavigationActionPolicy::kAllow);
+                            });
 
   EXPECT_TRUE(decided);
   EXPECT_TRUE(_test.ui().openedUrls().empty());
@@ -343,7 +352,8 @@ TEST_F(PLLightboxTest, UnreadableIconFileFallsBackToTheLibrarysImage) {
       PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, "file:///nonexistent/close.png");
 
   ASSERT_TRUE(testing::asHeadless<headless::Button>(lightbox->closeButton()).image());
-  EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image()->source, "close.png");
+  EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image()->source,
+            "close.png");
   EXPECT_EQ(_test.logLines(),
             std::vector<std::string>{"WARNING [PL_INTERACTION]: The close icon "
                                      "'file:///nonexistent/close.png' cannot be read; using "
@@ -365,7 +375,8 @@ TEST_F(PLLightboxTest, AddressWithoutSchemeKeepsOnlyItsPath) {
   auto lightbox = PLLightbox::makeURLString(_host, "shop.example.com/offer?id=1#top", std::nullopt);
 
   ASSERT_TRUE(lightbox);
-  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request.url, "http://shop.example.com/offer");
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request.url,
+            "http://shop.example.com/offer");
 }
 
 TEST_F(PLLightboxTest, AddressWithSchemeOrHostIsLoadedAsItStands) {
@@ -373,7 +384,9 @@ TEST_F(PLLightboxTest, AddressWithSchemeOrHostIsLoadedAsItStands) {
        {"https://shop.example.com/offer?id=1", "//cdn.example.com/a", "mailto:info@example.com"}) {
     auto lightbox = PLLightbox::makeURLString(_host, url, std::nullopt);
     ASSERT_TRUE(lightbox);
-    EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request.url, url);
+    EXPECT_EQ(
+        testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request.url,
+        url);
   }
 }
 
@@ -381,7 +394,8 @@ TEST_F(PLLightboxTest, RequestUsesTheDefaultCachePolicyAndSixtySeconds) {
   auto lightbox = PLLightbox::makeURLString(_host, "https://shop.example.com/", std::nullopt);
 
   ASSERT_TRUE(lightbox);
-  const auto& request = testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request;
+  const auto& request =
+      testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request;
   EXPECT_EQ(request.cachePolicy, platform::UrlRequestCachePolicy::kUseProtocolCachePolicy);
   EXPECT_EQ(request.timeoutInterval, std::chrono::seconds(60));
 }

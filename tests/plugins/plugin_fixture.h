@@ -14,8 +14,8 @@
 #include <boost/json.hpp>
 
 #include "client/pelorin_client_impl.h"
-#include "pelorin/pelorin_client.h"
 #include "pelorin/headless/view_controller.h"
+#include "pelorin/pelorin_client.h"
 #include "storage/pelorin_commit_log.h"
 #include "support/test_platform.h"
 

@@ -25,9 +25,9 @@
 
 #include "client/pelorin_client_impl.h"
 #include "e2e/client_fixture.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/pelorin_event_manager.h"
-#include "pelorin/headless/toolkit.h"
 #include "soak/random_faults.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

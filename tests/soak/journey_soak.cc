@@ -10,17 +10,17 @@
 #include <vector>
 
 #include "client/pelorin_client_impl.h"
+#include "pelorin/headless/control.h"
+#include "pelorin/headless/headless_ui.h"
+#include "pelorin/headless/web_view.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/pelorin_event_manager.h"
-#include "pelorin/headless/control.h"
 #include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
-#include "pelorin/headless/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
-#include "pelorin/headless/web_view.h"
 #include "shop_screens.h"
 
 namespace pelorin::soak {

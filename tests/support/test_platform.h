@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "pelorin/platform/headless.h"
 #include "pelorin/headless/headless_ui.h"
+#include "pelorin/platform/headless.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
 #include "support/temp_folder.h"

@@ -1,6 +1,6 @@
-// The headless toolkit's spinning-wheel picker (a `platform::PickerView`): one or more components (wheels), each a list of row titles,
-// with one selected row per component. It is not a control: it sends no control events
-// and tells its delegate instead when the user selects a row.
+// The headless toolkit's spinning-wheel picker (a `platform::PickerView`): one or more components
+// (wheels), each a list of row titles, with one selected row per component. It is not a control: it
+// sends no control events and tells its delegate instead when the user selects a row.
 //
 // Thread safety: none; main thread only, like every toolkit object.
 //

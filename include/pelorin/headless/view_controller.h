@@ -1,7 +1,7 @@
-// A screen of the headless toolkit (a `platform::ViewController`): a title, a root view loaded on first use, a place among parent and
-// child controllers, and properties looked up by name (the outlets through which the
-// library finds a screen's views: "#buyButton" names the controller's property
-// "buyButton").
+// A screen of the headless toolkit (a `platform::ViewController`): a title, a root view loaded on
+// first use, a place among parent and child controllers, and properties looked up by name (the
+// outlets through which the library finds a screen's views: "#buyButton" names the controller's
+// property "buyButton").
 //
 // Thread safety: none; main thread only, like every toolkit object. Controllers are owned
 // through `std::shared_ptr` (the library holds the current one weakly).

@@ -1,5 +1,5 @@
-// A web view for the headless toolkit (a `platform::WebView`): it renders nothing, but records what it was asked
-// to load and runs navigations through its delegate as a real web view does.
+// A web view for the headless toolkit (a `platform::WebView`): it renders nothing, but records what
+// it was asked to load and runs navigations through its delegate as a real web view does.
 //
 // A load starts asynchronously, like a real one: `load`/`loadHTMLString` post its start to
 // the main thread. Starting asks the delegate for a policy (navigation type "other") and,

@@ -42,9 +42,9 @@ class FunctionRef;
 template <typename R, typename... Args>
 class FunctionRef<R(Args...)> {
  public:
-  template <typename F>
-    requires(!std::is_same_v<std::remove_cvref_t<F>, FunctionRef> &&
-             std::is_invocable_r_v<R, F&, Args...>)
+  template <typename F,
+            typename = std::enable_if_t<!std::is_same_v<std::remove_cvref_t<F>, FunctionRef> &&
+                                        std::is_invocable_r_v<R, F&, Args...>>>
   // NOLINTNEXTLINE(google-explicit-constructor,bugprone-forwarding-reference-overload)
   FunctionRef(F&& function) noexcept
       : _object(const_cast<void*>(static_cast<const void*>(std::addressof(function)))),
