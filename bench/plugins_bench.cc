@@ -35,7 +35,7 @@
 #include "pelorin/event.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/platform/controls.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
@@ -50,6 +50,7 @@ using pelorin::JsonValue;
 using pelorin::PelorinClient;
 using Strings = std::vector<std::string>;
 namespace platform = pelorin::platform;
+namespace headless = pelorin::headless;
 
 constexpr int kSections = 10;
 const std::vector<std::string> kCategories = {"shoes", "hats",  "coats", "bags",  "socks",
@@ -82,11 +83,11 @@ void installPlatform() {
 // containers holding labels, a text field ("email") and a buy button ("buyButton").
 struct Screen {
   explicit Screen(int views) {
-    controller = std::make_shared<platform::ViewController>("Shop");
+    controller = std::make_shared<headless::ViewController>("Shop");
     std::mt19937 random(static_cast<unsigned>(views));
     int made = 0;
     for (int s = 0; s < kSections; ++s) {
-      auto section = std::make_shared<platform::View>();
+      auto section = std::make_shared<headless::View>();
       controller->view()->addSubview(section);
       controller->addOutlet(numbered("section", s), section);
       ++made;
@@ -95,20 +96,20 @@ struct Screen {
       for (int i = 1; i < share; ++i) {
         if (i % 8 == 0) {
           // A new container every eight views, nested under the section or the last one.
-          auto next = std::make_shared<platform::View>();
+          auto next = std::make_shared<headless::View>();
           (random() % 2 == 0 ? section : container)->addSubview(next);
           container = next;
         } else {
           const std::string& category = kCategories[random() % kCategories.size()];
-          container->addSubview(std::make_shared<platform::Label>(
+          container->addSubview(std::make_shared<headless::Label>(
               numbered("Item ", static_cast<long>(random() % 500)) + " " + category +
               (random() % 5 == 0 ? " SALE" : "")));
         }
         ++made;
       }
     }
-    email = std::make_shared<platform::TextField>("ann@example.com");
-    buy = std::make_shared<platform::Button>("Buy");
+    email = std::make_shared<headless::TextField>("ann@example.com");
+    buy = std::make_shared<headless::Button>("Buy");
     controller->view()->addSubview(email);
     controller->view()->addSubview(buy);
     controller->addOutlet("email", email);
@@ -119,14 +120,14 @@ struct Screen {
   // iteration; an app's new screen brings new controls.
   void renewButton() {
     buy->removeFromSuperview();
-    buy = std::make_shared<platform::Button>("Buy");
+    buy = std::make_shared<headless::Button>("Buy");
     controller->view()->addSubview(buy);
     controller->addOutlet("buyButton", buy);
   }
 
-  std::shared_ptr<platform::ViewController> controller;
-  std::shared_ptr<platform::TextField> email;
-  std::shared_ptr<platform::Button> buy;
+  std::shared_ptr<headless::ViewController> controller;
+  std::shared_ptr<headless::TextField> email;
+  std::shared_ptr<headless::Button> buy;
 };
 
 Screen& screen(int views) {
@@ -151,7 +152,7 @@ std::size_t bareWalk(const std::shared_ptr<platform::View>& root) {
     if (view->hasTextProperty()) {
       if (std::optional<std::string> text = view->text()) bytes += text->size();
     }
-    for (const auto& sub : view->subviews()) pending.push_back(sub.get());
+    view->forEachSubview([&pending](platform::View& sub) { pending.push_back(&sub); });
   }
   return bytes;
 }

@@ -16,9 +16,9 @@
 #include "client_harness.h"
 #include "listeners/form_listener.h"
 #include "pelorin/event.h"
+#include "pelorin/headless/picker_view.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/platform/picker_view.h"
 
 namespace {
 
@@ -42,29 +42,29 @@ struct SignUpForm {
     add("caption", caption);
     steady->setContinuous(false);
   }
-  void add(const std::string& outlet, const std::shared_ptr<platform::View>& view) {
+  void add(const std::string& outlet, const std::shared_ptr<headless::View>& view) {
     controller->view()->addSubview(view);
     controller->addOutlet(outlet, view);
   }
 
-  std::shared_ptr<platform::ViewController> controller =
-      std::make_shared<platform::ViewController>("SignUp");
-  std::shared_ptr<platform::TextField> city = std::make_shared<platform::TextField>("");
-  std::shared_ptr<platform::TextField> email =
-      std::make_shared<platform::TextField>("ann@example.com");
-  std::shared_ptr<platform::Switch> newsletter = std::make_shared<platform::Switch>();
-  std::shared_ptr<platform::Slider> budget = std::make_shared<platform::Slider>(0, 100, 10);
-  std::shared_ptr<platform::Slider> steady = std::make_shared<platform::Slider>(0, 1, 0.5);
-  std::shared_ptr<platform::Stepper> guests = std::make_shared<platform::Stepper>(0, 10, 1, 2);
-  std::shared_ptr<platform::SegmentedControl> plan =
-      std::make_shared<platform::SegmentedControl>(Strings{"Basic", "Gold"});
-  std::shared_ptr<platform::DatePicker> birthday = std::make_shared<platform::DatePicker>(
+  std::shared_ptr<headless::ViewController> controller =
+      std::make_shared<headless::ViewController>("SignUp");
+  std::shared_ptr<headless::TextField> city = std::make_shared<headless::TextField>("");
+  std::shared_ptr<headless::TextField> email =
+      std::make_shared<headless::TextField>("ann@example.com");
+  std::shared_ptr<headless::Switch> newsletter = std::make_shared<headless::Switch>();
+  std::shared_ptr<headless::Slider> budget = std::make_shared<headless::Slider>(0, 100, 10);
+  std::shared_ptr<headless::Slider> steady = std::make_shared<headless::Slider>(0, 1, 0.5);
+  std::shared_ptr<headless::Stepper> guests = std::make_shared<headless::Stepper>(0, 10, 1, 2);
+  std::shared_ptr<headless::SegmentedControl> plan =
+      std::make_shared<headless::SegmentedControl>(Strings{"Basic", "Gold"});
+  std::shared_ptr<headless::DatePicker> birthday = std::make_shared<headless::DatePicker>(
       platform::Clock::TimePoint(std::chrono::seconds(631152000)));
-  std::shared_ptr<platform::PickerView> sizes =
-      std::make_shared<platform::PickerView>(std::vector<Strings>{{"S", "M", "L"}, {"Red"}});
-  std::shared_ptr<platform::Button> planButton = std::make_shared<platform::Button>("Gold");
-  std::shared_ptr<platform::Button> submit = std::make_shared<platform::Button>("Send");
-  std::shared_ptr<platform::Label> caption = std::make_shared<platform::Label>("ÜBER UNS \xff");
+  std::shared_ptr<headless::PickerView> sizes =
+      std::make_shared<headless::PickerView>(std::vector<Strings>{{"S", "M", "L"}, {"Red"}});
+  std::shared_ptr<headless::Button> planButton = std::make_shared<headless::Button>("Gold");
+  std::shared_ptr<headless::Button> submit = std::make_shared<headless::Button>("Send");
+  std::shared_ptr<headless::Label> caption = std::make_shared<headless::Label>("ÜBER UNS \xff");
 };
 
 JsonValue interactionWith(std::string_view version, std::string_view rules) {

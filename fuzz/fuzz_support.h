@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/json_value.h"
 #include "pelorin/platform/file_system.h"
 #include "pelorin/platform/headless.h"
@@ -23,7 +24,6 @@
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
 #include "pelorin/platform/reachability.h"
-#include "pelorin/platform/toolkit.h"
 #include "storage/pelorin_data_manager.h"
 
 namespace pelorin::fuzzing {
@@ -204,19 +204,19 @@ inline std::string storedFilePath(std::string_view fileName) {
 // ("submitButton").
 struct ShopScreen {
   ShopScreen() {
-    banner->addSubview(std::make_shared<platform::Label>("Spring sale"));
-    banner->addSubview(std::make_shared<platform::Label>("20% off"));
+    banner->addSubview(std::make_shared<headless::Label>("Spring sale"));
+    banner->addSubview(std::make_shared<headless::Label>("20% off"));
     // Text in several scripts, and one that is not UTF-8, for the Unicode word tests.
-    banner->addSubview(std::make_shared<platform::Label>("ÉTÉ SALE \u00a0Ωμέγα İSTANBUL 東京 🎉"));
-    banner->addSubview(std::make_shared<platform::Label>("Caf\xe9 \xf0\x9f"));
+    banner->addSubview(std::make_shared<headless::Label>("ÉTÉ SALE \u00a0Ωμέγα İSTANBUL 東京 🎉"));
+    banner->addSubview(std::make_shared<headless::Label>("Caf\xe9 \xf0\x9f"));
     add("banner", banner);
-    controller->view()->addSubview(std::make_shared<platform::Label>("Total: 25 EUR"));
+    controller->view()->addSubview(std::make_shared<headless::Label>("Total: 25 EUR"));
     add("buyButton", buy);
     add("emailField", email);
     add("newsletterSwitch", newsletter);
     add("submitButton", submit);
   }
-  void add(const std::string& outlet, const std::shared_ptr<platform::View>& view) {
+  void add(const std::string& outlet, const std::shared_ptr<headless::View>& view) {
     controller->view()->addSubview(view);
     controller->addOutlet(outlet, view);
   }
@@ -230,13 +230,13 @@ struct ShopScreen {
     submit->tap();
   }
 
-  std::shared_ptr<platform::ViewController> controller =
-      std::make_shared<platform::ViewController>("Checkout");
-  std::shared_ptr<platform::View> banner = std::make_shared<platform::View>();
-  std::shared_ptr<platform::Button> buy = std::make_shared<platform::Button>("Buy");
-  std::shared_ptr<platform::TextField> email = std::make_shared<platform::TextField>("");
-  std::shared_ptr<platform::Switch> newsletter = std::make_shared<platform::Switch>();
-  std::shared_ptr<platform::Button> submit = std::make_shared<platform::Button>("Send");
+  std::shared_ptr<headless::ViewController> controller =
+      std::make_shared<headless::ViewController>("Checkout");
+  std::shared_ptr<headless::View> banner = std::make_shared<headless::View>();
+  std::shared_ptr<headless::Button> buy = std::make_shared<headless::Button>("Buy");
+  std::shared_ptr<headless::TextField> email = std::make_shared<headless::TextField>("");
+  std::shared_ptr<headless::Switch> newsletter = std::make_shared<headless::Switch>();
+  std::shared_ptr<headless::Button> submit = std::make_shared<headless::Button>("Send");
 };
 
 }  // namespace pelorin::fuzzing

@@ -10,7 +10,7 @@
 #   scripts/check-layers.sh --self-test  # plants violations in a copy and expects failures
 #
 # The layers, lowest first (a folder includes only folders of lower layers):
-#   1 json, config   2 base, platform, events   3 storage, listeners   4 protocol
+#   1 json, config, headless   2 base, platform, events   3 storage, listeners   4 protocol
 #   5 client         6 plugins
 # To let a folder include another, add the edge here; it must keep the graph acyclic.
 set -euo pipefail
@@ -19,6 +19,7 @@ declare -A ALLOWED=(
   [json]=""
   [base]="json"
   [config]=""
+  [headless]=""
   [platform]="config"
   [storage]="base config json platform"
   [protocol]="base config json storage"

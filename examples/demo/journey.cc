@@ -17,8 +17,8 @@ namespace {
 
 using pelorin::JsonValue;
 using pelorin::PelorinClient;
-using pelorin::platform::Button;
-using pelorin::platform::WebView;
+using pelorin::headless::Button;
+using pelorin::headless::WebView;
 
 constexpr std::string_view kScoreClass = "PelorinClient.EngagementScoreListener";
 constexpr std::string_view kRankingClass = "PelorinClient.EngagementRankingListener";
@@ -54,7 +54,7 @@ std::string visibleText(std::string_view html) {
 }
 
 // The web view of a lightbox laid over `host`, if one is showing.
-std::shared_ptr<WebView> findLightbox(pelorin::platform::ViewController& host) {
+std::shared_ptr<WebView> findLightbox(pelorin::headless::ViewController& host) {
   for (const auto& view : host.view()->subviews()) {
     if (auto webView = std::dynamic_pointer_cast<WebView>(view)) return webView;
   }
@@ -69,7 +69,7 @@ std::string lightboxText(const WebView& webView) {
 
 }  // namespace
 
-Journey::Journey(pelorin::platform::MainLoop& loop, pelorin::platform::HeadlessUi& ui,
+Journey::Journey(pelorin::platform::MainLoop& loop, pelorin::headless::HeadlessUi& ui,
                  RecordingHttpClient& http, const DemoOutput& out, JourneyState state,
                  std::optional<int> lastStep)
     : _loop(loop),

@@ -16,7 +16,7 @@
 #include "demo_output.h"
 #include "journey_state.h"
 #include "pelorin/event.h"
-#include "pelorin/platform/headless_ui.h"
+#include "pelorin/headless/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "progress_line.h"
 #include "recording_http_client.h"
@@ -28,7 +28,7 @@ class Journey {
  public:
   // Everything is borrowed and must outlive the journey. `lastStep` stops the journey
   // after that step (--steps).
-  Journey(pelorin::platform::MainLoop& loop, pelorin::platform::HeadlessUi& ui,
+  Journey(pelorin::platform::MainLoop& loop, pelorin::headless::HeadlessUi& ui,
           RecordingHttpClient& http, const DemoOutput& out, JourneyState state,
           std::optional<int> lastStep);
 
@@ -82,7 +82,7 @@ class Journey {
                      const std::optional<std::string>& property);
 
   pelorin::platform::MainLoop& _loop;
-  pelorin::platform::HeadlessUi& _ui;
+  pelorin::headless::HeadlessUi& _ui;
   RecordingHttpClient& _http;
   const DemoOutput& _out;
   JourneyState _state;

@@ -24,10 +24,10 @@
 #include "devserver/dev_server.h"
 #include "journey.h"
 #include "journey_state.h"
+#include "pelorin/headless/headless_ui.h"
 #include "pelorin/json_value.h"
 #include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
-#include "pelorin/platform/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
 #include "recording_http_client.h"
@@ -51,7 +51,7 @@ struct Options {
 // The services the demo reaches again after installing them.
 struct Services {
   pelorin::platform::MainLoop* loop = nullptr;
-  pelorin::platform::HeadlessUi* ui = nullptr;
+  pelorin::headless::HeadlessUi* ui = nullptr;
   demo::RecordingHttpClient* http = nullptr;
 };
 
@@ -78,7 +78,7 @@ Services installPlatform(const Options& options, const std::string& serverUrl) {
   auto loop = std::make_unique<pelorin::platform::MainLoop>();
   services.loop = loop.get();
   platform->setMainThread(std::move(loop));
-  auto ui = std::make_unique<pelorin::platform::HeadlessUi>();
+  auto ui = std::make_unique<pelorin::headless::HeadlessUi>();
   services.ui = ui.get();
   platform->setUi(std::move(ui));
   // The library keeps the server's cookie in its own folder, so the server still knows the

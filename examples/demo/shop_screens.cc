@@ -5,12 +5,12 @@
 
 namespace demo {
 
-using pelorin::platform::Button;
-using pelorin::platform::Label;
-using pelorin::platform::PickerView;
-using pelorin::platform::Slider;
-using pelorin::platform::Switch;
-using pelorin::platform::TextField;
+using pelorin::headless::Button;
+using pelorin::headless::Label;
+using pelorin::headless::PickerView;
+using pelorin::headless::Slider;
+using pelorin::headless::Switch;
+using pelorin::headless::TextField;
 
 ShopScreen::ShopScreen(std::string title, std::string screenName)
     : ViewController(std::move(title)), _screenName(std::move(screenName)) {}

@@ -8,12 +8,12 @@
 #include <memory>
 #include <string>
 
-#include "pelorin/platform/toolkit.h"
+#include "pelorin/headless/toolkit.h"
 
 namespace demo {
 
 // A screen of the shop: a controller with the name the app reports in its page views.
-class ShopScreen : public pelorin::platform::ViewController {
+class ShopScreen : public pelorin::headless::ViewController {
  public:
   ShopScreen(std::string title, std::string screenName);
   const std::string& screenName() const { return _screenName; }
@@ -34,37 +34,37 @@ class ShopScreen : public pelorin::platform::ViewController {
 class HomeScreen : public ShopScreen {
  public:
   HomeScreen();
-  std::shared_ptr<pelorin::platform::Button> shopButton;
+  std::shared_ptr<pelorin::headless::Button> shopButton;
 };
 
 class ProductScreen : public ShopScreen {
  public:
   ProductScreen();
-  std::shared_ptr<pelorin::platform::Label> title;
-  std::shared_ptr<pelorin::platform::Label> description;
-  std::shared_ptr<pelorin::platform::Label> price;
-  std::shared_ptr<pelorin::platform::Button> reviewsButton;
-  std::shared_ptr<pelorin::platform::Button> addToCartButton;
-  std::shared_ptr<pelorin::platform::Button> wishlistButton;
+  std::shared_ptr<pelorin::headless::Label> title;
+  std::shared_ptr<pelorin::headless::Label> description;
+  std::shared_ptr<pelorin::headless::Label> price;
+  std::shared_ptr<pelorin::headless::Button> reviewsButton;
+  std::shared_ptr<pelorin::headless::Button> addToCartButton;
+  std::shared_ptr<pelorin::headless::Button> wishlistButton;
 };
 
 class SignUpScreen : public ShopScreen {
  public:
   SignUpScreen();
-  std::shared_ptr<pelorin::platform::TextField> emailField;
-  std::shared_ptr<pelorin::platform::TextField> cityField;
-  std::shared_ptr<pelorin::platform::Switch> newsletterSwitch;
-  std::shared_ptr<pelorin::platform::Slider> budgetSlider;
-  std::shared_ptr<pelorin::platform::PickerView> sizePicker;
-  std::shared_ptr<pelorin::platform::Button> createAccountButton;
+  std::shared_ptr<pelorin::headless::TextField> emailField;
+  std::shared_ptr<pelorin::headless::TextField> cityField;
+  std::shared_ptr<pelorin::headless::Switch> newsletterSwitch;
+  std::shared_ptr<pelorin::headless::Slider> budgetSlider;
+  std::shared_ptr<pelorin::headless::PickerView> sizePicker;
+  std::shared_ptr<pelorin::headless::Button> createAccountButton;
 };
 
 class CheckoutScreen : public ShopScreen {
  public:
   CheckoutScreen();
-  std::shared_ptr<pelorin::platform::Label> orderSummary;
-  std::shared_ptr<pelorin::platform::Label> total;
-  std::shared_ptr<pelorin::platform::Button> payButton;
+  std::shared_ptr<pelorin::headless::Label> orderSummary;
+  std::shared_ptr<pelorin::headless::Label> total;
+  std::shared_ptr<pelorin::headless::Button> payButton;
 };
 
 }  // namespace demo

@@ -142,7 +142,7 @@ void EngagementService::applyTouchRule(const Rule& rule, std::string_view areaKe
   }
   std::shared_ptr<platform::View> view =
       PelorinClient::synchronized([&] { return _client.getView(*selector); });
-  if (auto control = std::dynamic_pointer_cast<platform::Control>(view)) {
+  if (platform::Control* control = view ? view->asControl() : nullptr) {
     auto self = std::static_pointer_cast<EngagementService>(weak_from_this().lock());
     if (!self) {
       std::fputs("EngagementService: the service is not owned by a shared_ptr\n", stderr);
@@ -150,7 +150,7 @@ void EngagementService::applyTouchRule(const Rule& rule, std::string_view areaKe
     }
     // Touch-down: the tap counts as soon as it starts (form submit controls too).
     control->addTarget(self, &EngagementService::touchAction, platform::ControlEvents::kTouchDown);
-    _elementRuleMap.add(control, rule);
+    _elementRuleMap.add(view, rule);
   } else {
     logInfo([&] { return "Unable to get the view with the selector: " + *selector; });
   }
@@ -177,7 +177,7 @@ void EngagementService::applyUrlRule(const Rule& rule) {
 }
 
 void EngagementService::touchAction(platform::Control& control) {
-  const std::optional<std::vector<Rule>> rules = _elementRuleMap.find(control);
+  const std::optional<std::vector<Rule>> rules = _elementRuleMap.find(control.asView());
   logInfo([&] {
     std::string list = "nil";
     if (rules) {
@@ -185,7 +185,7 @@ void EngagementService::touchAction(platform::Control& control) {
       for (const Rule& rule : *rules) array.push_back(*rule.ref().raw());
       list = JsonValue(boost::json::value(std::move(array))).toCompactString();
     }
-    return "Clicked on " + control.description() + ", with rules " + list;
+    return "Clicked on " + control.asView().description() + ", with rules " + list;
   });
   if (!rules) return;
   PelorinEventManager& bus = PelorinEventFactory::getInstance();

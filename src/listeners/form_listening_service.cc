@@ -11,7 +11,6 @@
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/control.h"
-#include "pelorin/platform/controls.h"
 #include "pelorin/platform/picker_view.h"
 #include "pelorin/platform/view.h"
 
@@ -44,9 +43,7 @@ std::optional<ControlEvents> changeEventsFor(const platform::Control& control) {
       return ControlEvents::kValueChanged;
     case ControlKind::kSlider:
       // A continuous slider changes on every step of a drag; it counts once, on release.
-      return static_cast<const platform::Slider&>(control).isContinuous()
-                 ? ControlEvents::kTouchUpInside
-                 : ControlEvents::kValueChanged;
+      return control.isContinuous() ? ControlEvents::kTouchUpInside : ControlEvents::kValueChanged;
     case ControlKind::kTextField:
       return ControlEvents::kEditingDidEndOnExit | ControlEvents::kEditingDidEnd;
     default:
@@ -80,19 +77,19 @@ void FormListeningService::applyChangeRule(const Rule& rule) {
   std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"]);
   std::shared_ptr<platform::View> view;
   if (selector) view = PelorinClient::synchronized([&] { return _client.getView(*selector); });
-  if (auto control = std::dynamic_pointer_cast<platform::Control>(view)) {
+  if (platform::Control* control = view ? view->asControl() : nullptr) {
     logInfo([&] { return "Apply on change rule: " + ruleText(rule.ref()); });
     if (std::optional<ControlEvents> events = changeEventsFor(*control)) {
       control->addTarget(self(), &FormListeningService::fieldChangeAction, *events);
     } else {
-      logInfo([&] { return "Unable to add a target to the element: " + control->description(); });
+      logInfo([&] { return "Unable to add a target to the element: " + view->description(); });
     }
-    _clickMap.add(control, rule);
+    _clickMap.add(view, rule);
     registerEvent(rule, FieldChangeEvent::NAME);
     return;
   }
   logInfo([&] { return "Apply on value change rule: " + ruleText(rule.ref()); });
-  if (std::dynamic_pointer_cast<platform::PickerView>(view)) {
+  if (view && view->asPickerView() != nullptr) {
     // A picker cannot be observed as it changes: the app reports its values with an
     // update-values event. Its delegate stays the app's.
     logInfo(
@@ -115,16 +112,16 @@ void FormListeningService::applySelectionRule(const Rule& rule, std::string_view
     return;
   }
   logInfo([&] { return std::string(applyMessage) + ruleText(rule.ref()); });
-  if (auto control = std::dynamic_pointer_cast<platform::Control>(view)) {
+  if (platform::Control* control = view->asControl()) {
     control->addTarget(self(), &FormListeningService::touchAction, ControlEvents::kTouchDown);
-    _clickMap.add(control, rule);
+    _clickMap.add(view, rule);
   }
   registerEvent(rule, className);
 }
 
 void FormListeningService::touchAction(platform::Control& control) {
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const Rule& rule : _clickMap.rulesOf(control)) {
+  for (const Rule& rule : _clickMap.rulesOf(control.asView())) {
     std::optional<std::string> selector = ListenerUtil::getSelector(rule["action"]);
     if (!selector) continue;
     std::shared_ptr<Event> event;
@@ -139,7 +136,7 @@ void FormListeningService::touchAction(platform::Control& control) {
 
 void FormListeningService::fieldChangeAction(platform::Control& control) {
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
-  for (const Rule& rule : _clickMap.rulesOf(control)) {
+  for (const Rule& rule : _clickMap.rulesOf(control.asView())) {
     if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"])) {
       PelorinClient::synchronized(
           [&] { bus.publish(std::make_shared<FieldChangeEvent>(*selector)); });
@@ -221,7 +218,7 @@ Strings FormListeningService::getValues(JsonRef rule, const std::optional<String
   } else if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["formfield"])) {
     std::shared_ptr<platform::View> view =
         PelorinClient::synchronized([&] { return _client.getView(*selector); });
-    if (auto picker = std::dynamic_pointer_cast<platform::PickerView>(view)) {
+    if (platform::PickerView* picker = view ? view->asPickerView() : nullptr) {
       // A picker has no text: its value is the title of the selected row of each wheel.
       for (std::size_t component = 0; component < picker->numberOfComponents(); ++component) {
         std::optional<std::size_t> row = picker->selectedRow(component);

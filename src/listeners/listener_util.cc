@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -63,7 +64,7 @@ class ClientContentViews : public ContentViews {
   std::shared_ptr<platform::View> rootView() const override {
     return PelorinClient::synchronized([]() -> std::shared_ptr<platform::View> {
       auto controller = PelorinClient::getInstance().getViewController();
-      return controller ? controller->view() : nullptr;
+      return controller ? controller->rootView() : nullptr;
     });
   }
   std::shared_ptr<platform::View> view(const std::string& selector) const override {
@@ -150,7 +151,7 @@ std::vector<std::string> ListenerUtil::getContent(
     const platform::View* current = pending.back();
     pending.pop_back();
     if (std::optional<std::string> text = textOf(*current)) found.push_back(*std::move(text));
-    for (const auto& subview : current->subviews()) pending.push_back(subview.get());
+    current->forEachSubview([&pending](platform::View& subview) { pending.push_back(&subview); });
   }
   // Sorted by reference, so the sort moves pointers rather than strings.
   std::vector<std::string*> order;
@@ -171,15 +172,17 @@ std::set<std::string> ListenerUtil::applyToSubViews(
     const std::function<std::optional<std::string>(const platform::View&)>& operation) {
   std::set<std::string> results;
   if (!view) return results;
-  // Depth first with an explicit stack: an app's view tree may be deep.
-  std::vector<std::shared_ptr<platform::View>> pending{view};
+  // Depth first with an explicit stack: an app's view tree may be deep. The tree does not
+  // change during the walk (main thread), so the views need no owning handles.
+  std::vector<platform::View*> pending{view.get()};
   while (!pending.empty()) {
-    std::shared_ptr<platform::View> current = std::move(pending.back());
+    platform::View* current = pending.back();
     pending.pop_back();
     if (std::optional<std::string> result = operation(*current)) results.insert(*std::move(result));
-    const auto& subviews = current->subviews();
-    // Pushed last to first, so the first subview is visited next.
-    pending.insert(pending.end(), subviews.rbegin(), subviews.rend());
+    const std::size_t first = pending.size();
+    current->forEachSubview([&pending](platform::View& subview) { pending.push_back(&subview); });
+    // Reversed, so the first subview is visited next.
+    std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(first), pending.end());
   }
   return results;
 }

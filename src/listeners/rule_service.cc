@@ -121,13 +121,13 @@ void RuleService::applyTouchRule(const Rule& rule, std::string_view areaKey,
   }
   std::shared_ptr<platform::View> view =
       PelorinClient::synchronized([&] { return client().getView(*selector); });
-  if (auto control = std::dynamic_pointer_cast<platform::Control>(view)) {
+  if (platform::Control* control = view ? view->asControl() : nullptr) {
     auto self = std::static_pointer_cast<RuleService>(weak_from_this().lock());
     if (!self) fatal("the service is not owned by a shared_ptr");
     // Touch-down, not touch-up-inside: the tap counts as soon as it starts.
     control->addTarget(self, &RuleService::touchAction, platform::ControlEvents::kTouchDown);
-    logInfo([&] { return "Adding target to " + control->description(); });
-    _clickMap.add(control, rule);
+    logInfo([&] { return "Adding target to " + view->description(); });
+    _clickMap.add(view, rule);
   } else {
     logInfo([&] {
       return "Element from " + *selector +
@@ -257,7 +257,7 @@ void RuleService::handleAdvancedEvent(JsonRef rule, const AdvancedEvent& advance
 }
 
 void RuleService::touchAction(platform::Control& control) {
-  const std::vector<Rule> rules = _clickMap.rulesOf(control);
+  const std::vector<Rule> rules = _clickMap.rulesOf(control.asView());
   PelorinEventManager& bus = PelorinEventFactory::getInstance();
   for (const Rule& rule : rules) {
     if (std::optional<std::string> selector = ListenerUtil::getSelector(rule["clickarea"])) {

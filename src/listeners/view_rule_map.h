@@ -1,5 +1,6 @@
 // The rules a rule-driven service attached to views (controls, pickers), found again by the
-// view that calls back. Views are told apart by identity: a view that is gone, or a new
+// view that calls back. Views are told apart by identity (a toolkit hands out the same
+// `View` object for the same toolkit object while it lives): a view that is gone, or a new
 // view at the address of a freed one, has no rules.
 //
 // Thread safety: none; used on the main thread, like the views.
@@ -25,11 +26,15 @@ class ViewRuleMap {
     if (entry.view.lock() != view) entry = Entry{view, {}};
     entry.rules.push_back(std::move(rule));
   }
+  void add(const std::shared_ptr<platform::View>& view, JsonValue rule) {
+    add(view, Rule(std::move(rule)));
+  }
 
   // The rules of `view`, in the order they were added; nothing when it has none.
   std::optional<std::vector<Rule>> find(const platform::View& view) const {
     auto found = _entries.find(&view);
-    if (found == _entries.end() || found->second.view.lock().get() != &view) return std::nullopt;
+    if (found == _entries.end() || view.isGone()) return std::nullopt;
+    if (found->second.view.lock().get() != &view) return std::nullopt;
     return found->second.rules;
   }
 

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "config/constants.h"
+#include "pelorin/headless/headless_ui.h"
 #include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
-#include "pelorin/platform/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "platform/library_folder.h"
 
@@ -44,7 +44,7 @@ Platform::Platform()
       _console(std::make_unique<platform::StdoutConsole>()),
       _device(std::make_unique<platform::PosixDevice>()),
       _mainThread(std::make_unique<platform::MainLoop>()),
-      _ui(std::make_unique<platform::HeadlessUi>()),
+      _ui(std::make_unique<headless::HeadlessUi>()),
       _fileSystem(std::make_unique<platform::PosixFileSystem>()),
       _httpClient(std::make_unique<platform::CurlHttpClient>(
           platform::CurlHttpClient::CookieFileLocator(&defaultCookieFile))),

@@ -10,8 +10,10 @@
 #include <fmt/format.h>
 
 #include "config/pelorin_configuration.h"
+#include "pelorin/platform/control.h"
 #include "pelorin/platform/file_system.h"
 #include "pelorin/platform/platform.h"
+#include "pelorin/platform/view_factory.h"
 #include "plugins/library_resources.h"
 
 namespace pelorin {
@@ -90,33 +92,34 @@ PLLightbox::~PLLightbox() {
 void PLLightbox::create() {
   std::weak_ptr<PLLightbox> weak = weak_from_this();
 
-  _backgroundView = std::make_shared<platform::View>();
-  _backgroundView->setBackgroundColor(lightBoxBackgroundColor);
-  _backgroundView->setTranslatesAutoresizingMaskIntoConstraints(false);
-  _backgroundView->addGestureRecognizer(std::make_shared<platform::TapGestureRecognizer>(
-      weak, [weak](platform::TapGestureRecognizer& recognizer) {
-        if (auto self = weak.lock()) self->handleLightBox(recognizer);
-      }));
+  platform::ViewFactory& factory = Platform::current().ui().viewFactory();
 
-  _lightboxView = std::make_shared<platform::WebView>();
-  _lightboxView->setTranslatesAutoresizingMaskIntoConstraints(false);
-  _lightboxView->setNavigationDelegate(weak);
+  _backgroundView = factory.makeContainerView([weak] {
+    if (auto self = weak.lock()) self->handleLightBox();
+  });
+  if (_backgroundView) _backgroundView->setBackgroundColor(lightBoxBackgroundColor);
 
-  _closeButton = std::make_shared<platform::Button>();
-  _closeButton->setTranslatesAutoresizingMaskIntoConstraints(false);
-  _closeButton->setImage(closeImage(_iconUrl));
-  _closeButton->addTarget(
-      weak,
-      [weak](platform::Control& /*sender*/) {
-        if (auto self = weak.lock()) self->hide();
-      },
-      platform::ControlEvents::kTouchUpInside);
+  _lightboxView = factory.makeWebView();
+  if (platform::WebView* web = webView()) web->setNavigationDelegate(weak);
+
+  _closeButton = factory.makeImageButton(closeImage(_iconUrl));
+  if (platform::Control* button = _closeButton ? _closeButton->asControl() : nullptr) {
+    button->addTarget(
+        weak,
+        [weak](platform::Control& /*sender*/) {
+          if (auto self = weak.lock()) self->hide();
+        },
+        platform::ControlEvents::kTouchUpInside);
+  }
+  // A toolkit that cannot make all three shows nothing.
+  if (!_backgroundView || !webView() || !_closeButton) _backgroundView.reset();
 }
 
 void PLLightbox::show() {
   auto host = _viewController.lock();
   if (!host || _isShown || !_backgroundView) return;
-  const std::shared_ptr<platform::View> hostView = host->view();
+  const std::shared_ptr<platform::View> hostView = host->rootView();
+  if (!hostView) return;
   const platform::Rect bounds = hostView->bounds();
 
   _backgroundView->setBackgroundColor(lightBoxBackgroundColor);
@@ -170,7 +173,7 @@ void PLLightbox::hide() {
   _isShown = false;
 }
 
-void PLLightbox::handleLightBox(platform::TapGestureRecognizer& /*recognizer*/) { hide(); }
+void PLLightbox::handleLightBox() { hide(); }
 
 // The handler is taken by value because the interface lets delegates keep it.
 void PLLightbox::decidePolicyFor(
@@ -206,7 +209,9 @@ std::shared_ptr<PLLightbox> PLLightbox::makeContent(
     std::optional<std::string> baseURL, const std::optional<std::string>& iconUrl) {
   auto lightbox = std::make_shared<PLLightbox>(viewController, iconUrl);
   lightbox->create();
-  lightbox->_lightboxView->loadHTMLString(std::move(html), std::move(baseURL));
+  if (platform::WebView* web = lightbox->webView()) {
+    web->loadHTMLString(std::move(html), std::move(baseURL));
+  }
   return lightbox;
 }
 
@@ -232,7 +237,7 @@ std::shared_ptr<PLLightbox> PLLightbox::makeURL(
   }
   auto lightbox = std::make_shared<PLLightbox>(viewController, iconUrl);
   lightbox->create();
-  lightbox->_lightboxView->load(makeURLRequest(std::move(address)));
+  if (platform::WebView* web = lightbox->webView()) web->load(makeURLRequest(std::move(address)));
   return lightbox;
 }
 

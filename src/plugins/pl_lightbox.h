@@ -2,7 +2,8 @@
 // top right corner, laid over a host view controller's view. It shows itself once both its
 // content has started loading and its owner has finished configuring it (`showIfReady`),
 // whichever comes last, and hides on the close button, a tap on the background, or its hide
-// timer. Links the visitor follows inside it open outside the app.
+// timer. Links the visitor follows inside it open outside the app. Its three views come
+// from the toolkit's `ViewFactory` and are placed with visual-format constraints.
 //
 //   auto lightbox = PLLightbox::makeURLString(host, "example.com/offer", std::nullopt);
 //   if (lightbox) {
@@ -23,8 +24,8 @@
 #include <string>
 #include <string_view>
 
-#include "pelorin/platform/controls.h"
 #include "pelorin/platform/main_thread.h"
+#include "pelorin/platform/ui_types.h"
 #include "pelorin/platform/view.h"
 #include "pelorin/platform/view_controller.h"
 #include "pelorin/platform/web_view.h"
@@ -55,8 +56,9 @@ class PLLightbox : public platform::NavigationDelegate,
   std::optional<std::int64_t> hideTimer;
   platform::Color lightBoxBackgroundColor{0, 0, 0, 0.6};
 
-  // Builds the background (tap closes), the web view (this lightbox is its navigation
-  // delegate) and the close button (touch-up-inside closes).
+  // Builds, through the platform's view factory, the background (tap closes), the web view
+  // (this lightbox is its navigation delegate) and the close button (touch-up-inside
+  // closes).
   void create();
   // Puts the lightbox on the host's view, filling it with the background, the web view
   // inset by the margins below the top layout guide, the close button 10 points from the
@@ -68,16 +70,16 @@ class PLLightbox : public platform::NavigationDelegate,
   // Takes the three views off screen. The lightbox can be shown again.
   void hide();
   // The background's tap action: hides.
-  void handleLightBox(platform::TapGestureRecognizer& recognizer);
+  void handleLightBox();
 
   bool isLoaded() const { return _isLoaded; }
   bool isReadyForShowing() const { return _isReadyForShowing; }
   bool isShown() const { return _isShown; }
 
-  // The views, null before `create()`.
+  // The views, null before `create()`: the background, the web view and the close button.
   const std::shared_ptr<platform::View>& backgroundView() const { return _backgroundView; }
-  const std::shared_ptr<platform::WebView>& lightboxView() const { return _lightboxView; }
-  const std::shared_ptr<platform::Button>& closeButton() const { return _closeButton; }
+  const std::shared_ptr<platform::View>& lightboxView() const { return _lightboxView; }
+  const std::shared_ptr<platform::View>& closeButton() const { return _closeButton; }
   std::shared_ptr<platform::ViewController> viewController() const {
     return _viewController.lock();
   }
@@ -136,9 +138,14 @@ class PLLightbox : public platform::NavigationDelegate,
 
  private:
   std::weak_ptr<platform::ViewController> _viewController;
+  // The web view's face of _lightboxView; null when there is none.
+  platform::WebView* webView() const {
+    return _lightboxView ? _lightboxView->asWebView() : nullptr;
+  }
+
   std::shared_ptr<platform::View> _backgroundView;
-  std::shared_ptr<platform::WebView> _lightboxView;
-  std::shared_ptr<platform::Button> _closeButton;
+  std::shared_ptr<platform::View> _lightboxView;
+  std::shared_ptr<platform::View> _closeButton;
   std::optional<std::string> _iconUrl;
   bool _isLoaded = false;
   bool _isReadyForShowing = false;

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "client/pelorin_client_impl.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
-#include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin {
@@ -159,7 +159,7 @@ class InteractionContextClientTest : public InteractionContextTest {
     PelorinClient::synchronized([&] { client().engine().processConnectionsResult(answer.ref()); });
   }
 
-  static InteractionContext contextOn(const std::shared_ptr<platform::ViewController>& controller,
+  static InteractionContext contextOn(const std::shared_ptr<headless::ViewController>& controller,
                                       std::string_view position = "#banner") {
     JsonValue object = json(R"({"id":"i1","position":")" + std::string(position) + R"("})");
     return {object.ref(), controller, std::nullopt};
@@ -194,8 +194,8 @@ TEST_F(InteractionContextClientTest, GetConnectionOfAnEmptyIdIsNothing) {
 }
 
 TEST_F(InteractionContextClientTest, GetConnectionMakesTheContextsScreenCurrent) {
-  auto shown = std::make_shared<platform::ViewController>("Shown");
-  auto own = std::make_shared<platform::ViewController>("Own");
+  auto shown = std::make_shared<headless::ViewController>("Shown");
+  auto own = std::make_shared<headless::ViewController>("Own");
   PelorinClient::getInstance(shown);
   InteractionContext context = contextOn(own);
   EXPECT_EQ(context.getConnection("none"), std::nullopt);
@@ -203,17 +203,17 @@ TEST_F(InteractionContextClientTest, GetConnectionMakesTheContextsScreenCurrent)
 }
 
 TEST_F(InteractionContextClientTest, GetConnectionWithoutAScreenLeavesTheCurrentOne) {
-  auto shown = std::make_shared<platform::ViewController>("Shown");
+  auto shown = std::make_shared<headless::ViewController>("Shown");
   PelorinClient::getInstance(shown);
   EXPECT_EQ(contextOn(nullptr).getConnection("none"), std::nullopt);
   EXPECT_EQ(client().getViewController(), shown);
 }
 
 TEST_F(InteractionContextClientTest, GetViewLooksUpThePositionOnTheContextsScreen) {
-  auto shown = std::make_shared<platform::ViewController>("Shown");
-  shown->addOutlet("banner", std::make_shared<platform::Label>("other"));
-  auto own = std::make_shared<platform::ViewController>("Own");
-  auto banner = std::make_shared<platform::Label>("Spring sale");
+  auto shown = std::make_shared<headless::ViewController>("Shown");
+  shown->addOutlet("banner", std::make_shared<headless::Label>("other"));
+  auto own = std::make_shared<headless::ViewController>("Own");
+  auto banner = std::make_shared<headless::Label>("Spring sale");
   own->addOutlet("banner", banner);
   PelorinClient::getInstance(shown);
   EXPECT_EQ(contextOn(own).getView(), banner);
@@ -221,8 +221,8 @@ TEST_F(InteractionContextClientTest, GetViewLooksUpThePositionOnTheContextsScree
 }
 
 TEST_F(InteractionContextClientTest, GetViewNeedsTheHashOfAViewProperty) {
-  auto own = std::make_shared<platform::ViewController>("Own");
-  own->addOutlet("banner", std::make_shared<platform::Label>("Spring sale"));
+  auto own = std::make_shared<headless::ViewController>("Own");
+  own->addOutlet("banner", std::make_shared<headless::Label>("Spring sale"));
   EXPECT_EQ(contextOn(own, "banner").getView(), nullptr);
   EXPECT_EQ(contextOn(own, "#title").getView(), nullptr);
   EXPECT_EQ(contextOn(own, "#missing").getView(), nullptr);
@@ -230,8 +230,8 @@ TEST_F(InteractionContextClientTest, GetViewNeedsTheHashOfAViewProperty) {
 }
 
 TEST_F(InteractionContextClientTest, GetViewWithoutAPositionIsNothing) {
-  auto own = std::make_shared<platform::ViewController>("Own");
-  own->addOutlet("banner", std::make_shared<platform::Label>("Spring sale"));
+  auto own = std::make_shared<headless::ViewController>("Own");
+  own->addOutlet("banner", std::make_shared<headless::Label>("Spring sale"));
   InteractionContext context(json(R"({"id":"i1"})").ref(), own, std::nullopt);
   EXPECT_EQ(context.getView(), nullptr);
 }
@@ -239,11 +239,11 @@ TEST_F(InteractionContextClientTest, GetViewWithoutAPositionIsNothing) {
 // Once the interaction's screen is gone, the lookup leaves the current screen as it is and
 // looks the position up there.
 TEST_F(InteractionContextClientTest, GetViewAfterTheScreenIsGoneLooksAtTheCurrentScreen) {
-  auto shown = std::make_shared<platform::ViewController>("Shown");
-  auto other = std::make_shared<platform::Label>("other");
+  auto shown = std::make_shared<headless::ViewController>("Shown");
+  auto other = std::make_shared<headless::Label>("other");
   shown->addOutlet("banner", other);
   PelorinClient::getInstance(shown);
-  auto own = std::make_shared<platform::ViewController>("Own");
+  auto own = std::make_shared<headless::ViewController>("Own");
   InteractionContext context = contextOn(own);
   own.reset();
   EXPECT_EQ(context.getView(), other);

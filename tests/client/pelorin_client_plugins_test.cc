@@ -5,9 +5,9 @@
 
 #include "client/pelorin_client_impl.h"
 #include "pelorin/event.h"
+#include "pelorin/headless/view_controller.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/platform/view_controller.h"
 #include "support/journal.h"
 #include "support/test_platform.h"
 
@@ -114,7 +114,7 @@ constexpr std::string_view kBanner = R"({"pluginClass":"MyApp.Recorder","id":"i1
       {"locale":"nl","parameter":[{"id":"text","value":["Hallo"]},{"id":"size","value":["2"]}]}]})";
 
 TEST_F(PelorinClientPluginsTest, SelectionBuildsEachPluginWithItsContext) {
-  auto screen = std::make_shared<platform::ViewController>("Home");
+  auto screen = std::make_shared<headless::ViewController>("Home");
   PelorinClient::getInstance(screen);
   client().setLocale("nl");
   auto plugins = select("[" + std::string(kBanner) + "]");

@@ -13,7 +13,7 @@
 
 #include "client/pelorin_client_impl.h"
 #include "client/plugin_registry.h"
-#include "pelorin/platform/toolkit.h"
+#include "pelorin/headless/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin {
@@ -297,7 +297,7 @@ TEST_F(PelorinClientTest, ScreenNameFromScreenNameOrLocation) {
 }
 
 TEST_F(PelorinClientTest, ScreenNameFallsBackToTheTitleWithAWarning) {
-  auto controller = std::make_shared<platform::ViewController>();
+  auto controller = std::make_shared<headless::ViewController>();
   controller->setTitle("Checkout");
   PelorinClient::getInstance(controller);
   _test.console().clear();
@@ -311,7 +311,7 @@ TEST_F(PelorinClientTest, ScreenNameFallsBackToTheTitleWithAWarning) {
 
 // Page-view data that is not an object is no map: no screen name, not even the title.
 TEST_F(PelorinClientTest, DataThatIsNotAnObjectGivesNoScreenName) {
-  auto controller = std::make_shared<platform::ViewController>();
+  auto controller = std::make_shared<headless::ViewController>();
   controller->setTitle("Checkout");
   PelorinClient::getInstance(controller);
   _test.console().clear();
@@ -324,8 +324,8 @@ TEST_F(PelorinClientTest, DataThatIsNotAnObjectGivesNoScreenName) {
 }
 
 TEST_F(PelorinClientTest, GetViewNeedsAHashAndAViewProperty) {
-  auto controller = std::make_shared<platform::ViewController>();
-  auto button = std::make_shared<platform::Button>("Buy");
+  auto controller = std::make_shared<headless::ViewController>();
+  auto button = std::make_shared<headless::Button>("Buy");
   controller->addOutlet("buyButton", button);
   PelorinClient::getInstance(controller);
   EXPECT_EQ(client().getView("#buyButton"), button);
@@ -336,7 +336,7 @@ TEST_F(PelorinClientTest, GetViewNeedsAHashAndAViewProperty) {
 }
 
 TEST_F(PelorinClientTest, ViewControllerIsHeldWeakly) {
-  auto controller = std::make_shared<platform::ViewController>();
+  auto controller = std::make_shared<headless::ViewController>();
   PelorinClient::getInstance(controller);
   controller.reset();
   EXPECT_EQ(client().getViewController(), nullptr);
@@ -495,7 +495,7 @@ TEST_F(PelorinClientTest, SimulatorLinkWithoutHostIsRefused) {
 }
 
 TEST_F(PelorinClientTest, SimulatorLinkConnectsStoresAndAlerts) {
-  auto root = std::make_shared<platform::ViewController>();
+  auto root = std::make_shared<headless::ViewController>();
   _test.ui().setKeyWindowRootViewController(root);
   client();
   _test.console().clear();

@@ -12,8 +12,8 @@
 #include "client/pelorin_client_impl.h"
 #include "devserver/dev_server.h"
 #include "e2e/client_fixture.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
-#include "pelorin/platform/toolkit.h"
 
 namespace pelorin {
 namespace {
@@ -65,9 +65,9 @@ class BehaviorListenerE2ETest : public testing::ClientE2ETest {
     showScreen(_checkout);
   }
 
-  std::shared_ptr<platform::ViewController> _checkout =
-      std::make_shared<platform::ViewController>("Checkout");
-  std::shared_ptr<platform::Button> _buy = std::make_shared<platform::Button>("Buy");
+  std::shared_ptr<headless::ViewController> _checkout =
+      std::make_shared<headless::ViewController>("Checkout");
+  std::shared_ptr<headless::Button> _buy = std::make_shared<headless::Button>("Buy");
 };
 
 TEST_F(BehaviorListenerE2ETest, PageViewStartsTheListenerOnTheScreen) {

@@ -13,8 +13,8 @@
 
 #include "client/pelorin_client_impl.h"
 #include "devserver/dev_server.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
-#include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin::testing {
@@ -34,7 +34,7 @@ class ClientE2ETest : public ::testing::Test {
     return _screen ? PelorinClient::getInstance(_screen) : PelorinClient::getInstance();
   }
   // Makes `screen` the key window's root and the client's context when it is created.
-  void showScreen(const std::shared_ptr<platform::ViewController>& screen) {
+  void showScreen(const std::shared_ptr<headless::ViewController>& screen) {
     _screen = screen;
     _test.ui().setKeyWindowRootViewController(screen);
   }
@@ -79,7 +79,7 @@ class ClientE2ETest : public ::testing::Test {
 
   TestPlatform _test;
   devserver::DevServer _server;
-  std::shared_ptr<platform::ViewController> _screen;
+  std::shared_ptr<headless::ViewController> _screen;
 };
 
 }  // namespace pelorin::testing

@@ -4,9 +4,9 @@
 
 #include "e2e/client_fixture.h"
 #include "pelorin/event.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/platform/main_thread.h"
-#include "pelorin/platform/toolkit.h"
 #include "support/journal.h"
 
 namespace pelorin {
@@ -86,7 +86,7 @@ class Recorder : public PelorinPlugin {
       journal().add(id() + " connection " +
                     (connection ? connection->getParameters().at("endpoint").at(0) : "none"));
     }
-    if (auto view = std::dynamic_pointer_cast<platform::Label>(_context.getView())) {
+    if (auto view = std::dynamic_pointer_cast<headless::Label>(_context.getView())) {
       journal().add(id() + " view " + view->text().value_or(""));
     }
     PelorinEventFactory::getInstance().subscribe(AdvancedEvent::NAME,
@@ -148,8 +148,8 @@ TEST_F(ClientPluginsE2ETest, ApplicationRegistersItsOwnPluginClass) {
 
 TEST_F(ClientPluginsE2ETest, PageViewStartsThePluginWithItsContextAndLoadsItOnTheMainThread) {
   registerRecorder();
-  auto home = std::make_shared<platform::ViewController>("Home");
-  home->addOutlet("banner", std::make_shared<platform::Label>("Spring sale"));
+  auto home = std::make_shared<headless::ViewController>("Home");
+  home->addOutlet("banner", std::make_shared<headless::Label>("Spring sale"));
   PelorinClient::getInstance(home);
 
   pageView("home");

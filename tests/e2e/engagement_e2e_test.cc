@@ -11,7 +11,7 @@
 #include <boost/json.hpp>
 
 #include "e2e/client_fixture.h"
-#include "pelorin/platform/toolkit.h"
+#include "pelorin/headless/toolkit.h"
 
 namespace pelorin {
 namespace {
@@ -60,8 +60,8 @@ devserver::DevServerOptions shopServer() {
 class EngagementE2ETest : public testing::ClientE2ETest {
  protected:
   EngagementE2ETest() : ClientE2ETest(shopServer()) {
-    _banner->addSubview(std::make_shared<platform::Label>("Shoes on sale"));
-    _banner->addSubview(std::make_shared<platform::Label>("Bags"));
+    _banner->addSubview(std::make_shared<headless::Label>("Shoes on sale"));
+    _banner->addSubview(std::make_shared<headless::Label>("Bags"));
     _shop->view()->addSubview(_banner);
     _shop->view()->addSubview(_buy);
     _shop->addOutlet("banner", _banner);
@@ -70,10 +70,10 @@ class EngagementE2ETest : public testing::ClientE2ETest {
     PelorinClient::getInstance(_shop);
   }
 
-  std::shared_ptr<platform::ViewController> _shop =
-      std::make_shared<platform::ViewController>("Shop");
-  std::shared_ptr<platform::View> _banner = std::make_shared<platform::View>();
-  std::shared_ptr<platform::Button> _buy = std::make_shared<platform::Button>("Buy");
+  std::shared_ptr<headless::ViewController> _shop =
+      std::make_shared<headless::ViewController>("Shop");
+  std::shared_ptr<headless::View> _banner = std::make_shared<headless::View>();
+  std::shared_ptr<headless::Button> _buy = std::make_shared<headless::Button>("Buy");
 };
 
 TEST_F(EngagementE2ETest, ContentAndTapsReachTheServerAndComeBackAsScoreAndRanking) {

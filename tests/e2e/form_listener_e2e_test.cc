@@ -13,9 +13,9 @@
 #include "devserver/dev_server.h"
 #include "e2e/client_fixture.h"
 #include "pelorin/event.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/platform/toolkit.h"
 
 namespace pelorin {
 namespace {
@@ -71,18 +71,18 @@ class FormListenerE2ETest : public testing::ClientE2ETest {
     showScreen(_signUp);
   }
 
-  void add(const std::string& outlet, const std::shared_ptr<platform::View>& view) {
+  void add(const std::string& outlet, const std::shared_ptr<headless::View>& view) {
     _signUp->view()->addSubview(view);
     _signUp->addOutlet(outlet, view);
   }
 
-  std::shared_ptr<platform::ViewController> _signUp =
-      std::make_shared<platform::ViewController>("SignUp");
-  std::shared_ptr<platform::TextField> _city = std::make_shared<platform::TextField>();
-  std::shared_ptr<platform::TextField> _email =
-      std::make_shared<platform::TextField>("ann@example.com");
-  std::shared_ptr<platform::Switch> _newsletter = std::make_shared<platform::Switch>();
-  std::shared_ptr<platform::Button> _submit = std::make_shared<platform::Button>("Send");
+  std::shared_ptr<headless::ViewController> _signUp =
+      std::make_shared<headless::ViewController>("SignUp");
+  std::shared_ptr<headless::TextField> _city = std::make_shared<headless::TextField>();
+  std::shared_ptr<headless::TextField> _email =
+      std::make_shared<headless::TextField>("ann@example.com");
+  std::shared_ptr<headless::Switch> _newsletter = std::make_shared<headless::Switch>();
+  std::shared_ptr<headless::Button> _submit = std::make_shared<headless::Button>("Send");
 };
 
 TEST_F(FormListenerE2ETest, PageViewStartsTheListenerOnTheForm) {

@@ -12,10 +12,10 @@
 
 #include "listeners/form_listening_service.h"
 #include "listeners/rule_service_fixture.h"
+#include "pelorin/headless/picker_view.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/platform/picker_view.h"
-#include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin::testing {
@@ -37,23 +37,23 @@ class SignUpScreen {
     add("caption", caption);
   }
 
-  void add(const std::string& outlet, const std::shared_ptr<platform::View>& view) {
+  void add(const std::string& outlet, const std::shared_ptr<headless::View>& view) {
     controller->view()->addSubview(view);
     controller->addOutlet(outlet, view);
   }
 
-  std::shared_ptr<platform::ViewController> controller =
-      std::make_shared<platform::ViewController>("SignUp");
-  std::shared_ptr<platform::TextField> city = std::make_shared<platform::TextField>();
-  std::shared_ptr<platform::TextField> email =
-      std::make_shared<platform::TextField>("ann@example.com");
-  std::shared_ptr<platform::Switch> newsletter = std::make_shared<platform::Switch>();
-  std::shared_ptr<platform::Slider> budget = std::make_shared<platform::Slider>(0, 100, 10);
-  std::shared_ptr<platform::PickerView> sizes = std::make_shared<platform::PickerView>(
+  std::shared_ptr<headless::ViewController> controller =
+      std::make_shared<headless::ViewController>("SignUp");
+  std::shared_ptr<headless::TextField> city = std::make_shared<headless::TextField>();
+  std::shared_ptr<headless::TextField> email =
+      std::make_shared<headless::TextField>("ann@example.com");
+  std::shared_ptr<headless::Switch> newsletter = std::make_shared<headless::Switch>();
+  std::shared_ptr<headless::Slider> budget = std::make_shared<headless::Slider>(0, 100, 10);
+  std::shared_ptr<headless::PickerView> sizes = std::make_shared<headless::PickerView>(
       std::vector<std::vector<std::string>>{{"S", "M", "L"}});
-  std::shared_ptr<platform::Button> plan = std::make_shared<platform::Button>("Gold");
-  std::shared_ptr<platform::Button> submit = std::make_shared<platform::Button>("Send");
-  std::shared_ptr<platform::Label> caption = std::make_shared<platform::Label>("Sign up");
+  std::shared_ptr<headless::Button> plan = std::make_shared<headless::Button>("Gold");
+  std::shared_ptr<headless::Button> submit = std::make_shared<headless::Button>("Send");
+  std::shared_ptr<headless::Label> caption = std::make_shared<headless::Label>("Sign up");
 };
 
 class FormServiceTest : public ::testing::Test {

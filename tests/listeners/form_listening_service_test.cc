@@ -10,7 +10,7 @@
 #include "listeners/form_fixture.h"
 #include "listeners/rule_service.h"
 #include "pelorin/event.h"
-#include "pelorin/platform/control.h"
+#include "pelorin/headless/control.h"
 
 namespace pelorin::testing {
 namespace {
@@ -22,14 +22,14 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using Strings = std::vector<std::string>;
 
-std::uint32_t eventsFor(const platform::Control& control, const FormListeningService& service) {
+std::uint32_t eventsFor(const headless::Control& control, const FormListeningService& service) {
   return control.controlEventsForTarget(&service).bits();
 }
 
 // Records what a picker's own delegate is told.
-class AppPickerDelegate : public platform::PickerViewDelegate {
+class AppPickerDelegate : public headless::PickerViewDelegate {
  public:
-  void didSelectRow(platform::PickerView& /*pickerView*/, std::size_t row,
+  void didSelectRow(headless::PickerView& /*pickerView*/, std::size_t row,
                     std::size_t /*component*/) override {
     rows.push_back(row);
   }
@@ -84,10 +84,10 @@ TEST_F(FormServiceTest, AppliedChangeRuleLogsAndFilesUnderFieldChange) {
 
 TEST_F(FormServiceTest, ControlEventsChosenByTheControlKind) {
   // given one control of each kind on the screen
-  auto segments = std::make_shared<platform::SegmentedControl>(Strings{"a", "b"});
-  auto datePicker = std::make_shared<platform::DatePicker>();
-  auto stepper = std::make_shared<platform::Stepper>();
-  auto stepSlider = std::make_shared<platform::Slider>();
+  auto segments = std::make_shared<headless::SegmentedControl>(Strings{"a", "b"});
+  auto datePicker = std::make_shared<headless::DatePicker>();
+  auto stepper = std::make_shared<headless::Stepper>();
+  auto stepSlider = std::make_shared<headless::Slider>();
   stepSlider->setContinuous(false);
   screen.add("segments", segments);
   screen.add("datePicker", datePicker);

@@ -9,8 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/interaction_context.h"
-#include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin {
@@ -20,11 +20,11 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
-using platform::Button;
-using platform::Label;
-using platform::TextField;
-using platform::View;
-using platform::ViewController;
+using headless::Button;
+using headless::Label;
+using headless::TextField;
+using headless::View;
+using headless::ViewController;
 using Strings = std::vector<std::string>;
 
 JsonValue json(std::string_view text) { return JsonValue::parse(text).value(); }
@@ -35,10 +35,10 @@ class ScreenViews : public ContentViews {
   explicit ScreenViews(std::shared_ptr<ViewController> controller)
       : _controller(std::move(controller)) {}
 
-  std::shared_ptr<View> rootView() const override {
+  std::shared_ptr<platform::View> rootView() const override {
     return _controller ? _controller->view() : nullptr;
   }
-  std::shared_ptr<View> view(const std::string& selector) const override {
+  std::shared_ptr<platform::View> view(const std::string& selector) const override {
     if (!_controller || selector.empty() || selector.front() != '#') return nullptr;
     return _controller->viewForProperty(selector.substr(1));
   }
@@ -261,9 +261,9 @@ TEST_F(ListenerUtilTest, ApplyToSubViewsCollectsTextsDepthFirstAsASet) {
   group->addSubview(std::make_shared<Label>());  // a label without text gives nothing
   group->addSubview(std::make_shared<Button>("Buy"));
 
-  std::vector<const View*> visited;
-  std::set<std::string> texts =
-      ListenerUtil::applyToSubViews(root, [&](const View& view) -> std::optional<std::string> {
+  std::vector<const platform::View*> visited;
+  std::set<std::string> texts = ListenerUtil::applyToSubViews(
+      root, [&](const platform::View& view) -> std::optional<std::string> {
         visited.push_back(&view);
         return ListenerUtil::textOf(view);
       });
@@ -292,7 +292,7 @@ TEST_F(ListenerUtilTest, ApplyToSubViewsWalksADeepTree) {
   EXPECT_THAT(ListenerUtil::applyToSubViews(root, &ListenerUtil::textOf), ElementsAre("deep"));
   // Take the chain apart from the bottom, so its destruction does not recurse either.
   while (parent != root) {
-    auto up = parent->superview();
+    auto up = std::dynamic_pointer_cast<View>(parent->superview());
     parent->removeFromSuperview();
     parent = up;
   }

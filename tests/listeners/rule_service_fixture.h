@@ -13,9 +13,9 @@
 
 #include "client/pelorin_client_impl.h"
 #include "listeners/rule_service.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
-#include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
 namespace pelorin::testing {
@@ -33,9 +33,9 @@ inline JsonValue json(std::string_view text) {
 class CheckoutScreen {
  public:
   CheckoutScreen() {
-    using platform::Button;
-    using platform::Label;
-    using platform::TextField;
+    using headless::Button;
+    using headless::Label;
+    using headless::TextField;
     banner->addSubview(std::make_shared<Label>("Spring sale"));
     banner->addSubview(std::make_shared<Label>("20% off"));
     controller->view()->addSubview(banner);
@@ -49,13 +49,13 @@ class CheckoutScreen {
     controller->addOutlet("emailField", email);
   }
 
-  std::shared_ptr<platform::ViewController> controller =
-      std::make_shared<platform::ViewController>("Checkout");
-  std::shared_ptr<platform::View> banner = std::make_shared<platform::View>();
-  std::shared_ptr<platform::Button> buy = std::make_shared<platform::Button>("Buy");
-  std::shared_ptr<platform::Button> submit = std::make_shared<platform::Button>("Send");
-  std::shared_ptr<platform::TextField> email =
-      std::make_shared<platform::TextField>("ann@example.com");
+  std::shared_ptr<headless::ViewController> controller =
+      std::make_shared<headless::ViewController>("Checkout");
+  std::shared_ptr<headless::View> banner = std::make_shared<headless::View>();
+  std::shared_ptr<headless::Button> buy = std::make_shared<headless::Button>("Buy");
+  std::shared_ptr<headless::Button> submit = std::make_shared<headless::Button>("Send");
+  std::shared_ptr<headless::TextField> email =
+      std::make_shared<headless::TextField>("ann@example.com");
 };
 
 class RuleServiceTest : public ::testing::Test {

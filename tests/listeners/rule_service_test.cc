@@ -11,7 +11,7 @@
 
 #include "listeners/rule_service_fixture.h"
 #include "pelorin/event.h"
-#include "pelorin/platform/view.h"
+#include "pelorin/headless/view.h"
 
 namespace pelorin::testing {
 namespace {
@@ -348,8 +348,8 @@ INSTANTIATE_TEST_SUITE_P(OneTwoThree, RulesOnOneControlTest, ::testing::Values(1
 
 // Content is read as Unicode text: accented capitals match their lower-case words.
 TEST_F(RuleServiceTest, ContentRuleMatchesAccentedCapitals) {
-  _screen.banner->addSubview(std::make_shared<platform::Label>("ÉTÉ SALE"));
-  _screen.banner->addSubview(std::make_shared<platform::Label>("ÜBER\u00a0"));
+  _screen.banner->addSubview(std::make_shared<headless::Label>("ÉTÉ SALE"));
+  _screen.banner->addSubview(std::make_shared<headless::Label>("ÜBER\u00a0"));
   auto service = apply(R"([{"contentarea": {"selector": "#banner"}, "words": ["été"],
                             "profileproperty": [{"profileproperty": "season"}],
                             "addset": "set", "values": ["summer"]},
@@ -432,7 +432,7 @@ TEST_F(RuleServiceTest, ContentRuleFiledAgainIsTheSameRuleNotACopy) {
 }
 
 // A text view that counts how often its text is read.
-class CountingLabel : public platform::Label {
+class CountingLabel : public headless::Label {
  public:
   using Label::Label;
   std::optional<std::string> text() const override {

@@ -20,7 +20,7 @@
 #include "listeners/listener_util.h"
 #include "listeners/rule_service.h"
 #include "listeners/rule_service_fixture.h"
-#include "pelorin/platform/controls.h"
+#include "pelorin/headless/toolkit.h"
 
 namespace pelorin::testing {
 namespace {
@@ -50,7 +50,7 @@ class ScreenReadingTest : public RuleServiceTest {
       const std::string& word = kWords[random() % kWords.size()];
       switch (random() % 4) {
         case 0: {
-          auto container = std::make_shared<platform::View>();
+          auto container = std::make_shared<headless::View>();
           parent->addSubview(container);
           containers.push_back(container);
           if (outlets < 5)
@@ -58,10 +58,10 @@ class ScreenReadingTest : public RuleServiceTest {
           break;
         }
         case 1:
-          parent->addSubview(std::make_shared<platform::TextField>(word));
+          parent->addSubview(std::make_shared<headless::TextField>(word));
           break;
         default:
-          parent->addSubview(std::make_shared<platform::Label>(word + " " + std::to_string(i % 3)));
+          parent->addSubview(std::make_shared<headless::Label>(word + " " + std::to_string(i % 3)));
           break;
       }
     }
@@ -289,7 +289,7 @@ TEST_F(ScreenReadingTest, FormRulesTakeTheSameValuesWithOneReadingPerPass) {
 }
 
 // A view that counts how often its text is read.
-class CountingLabel : public platform::Label {
+class CountingLabel : public headless::Label {
  public:
   using Label::Label;
   std::optional<std::string> text() const override {

@@ -38,7 +38,7 @@ InteractionContext contextWith(const std::map<std::string, std::string>& paramet
                                                      {"locale", "en"}, {"parameter", list}}}}};
   if (!id.empty()) interaction["id"] = id;
   JsonValue source(boost::json::value(std::move(interaction)));
-  return InteractionContext(source.ref(), std::shared_ptr<platform::ViewController>(),
+  return InteractionContext(source.ref(), std::shared_ptr<headless::ViewController>(),
                             std::nullopt);
 }
 

@@ -339,7 +339,7 @@ TEST_F(EngagementServiceTest, InterestNumbersAreWrittenAsPlainDecimals) {
 // Text read from the screen enters as valid UTF-8, so one ill-formed label does not cost
 // the save its other points.
 TEST_F(EngagementServiceTest, SaveKeepsItsEntriesWhenAScreenTextIsNotUtf8) {
-  _screen.banner->addSubview(std::make_shared<platform::Label>("Caf\xe9"));
+  _screen.banner->addSubview(std::make_shared<headless::Label>("Caf\xe9"));
   auto service = rankingService();
   apply(*service, R"([{"ruletype": "interestcontent", "contentarea": {"selector": "#banner"},
                       "interests": ["pre_context"], "points": 1}])");

@@ -8,11 +8,12 @@
 #include "client/plugin_registry.h"
 #include "plugins/fullscreen_lightbox.h"
 #include "plugins/plugin_fixture.h"
+#include "support/headless_views.h"
 
 namespace pelorin {
 namespace {
 
-using platform::ViewController;
+using headless::ViewController;
 
 class FullscreenLightboxPluginTest : public testing::PluginTest {
  protected:
@@ -58,7 +59,10 @@ TEST_F(FullscreenLightboxPluginTest, UrlWinsOverHtml) {
   plugin.onLoad();
 
   ASSERT_TRUE(plugin.lightbox());
-  EXPECT_EQ(plugin.lightbox()->lightboxView()->loads().at(0).request.url,
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(plugin.lightbox()->lightboxView())
+                .loads()
+                .at(0)
+                .request.url,
             "http://shop.example.com/offer");
 }
 
@@ -91,7 +95,7 @@ TEST_F(FullscreenLightboxPluginTest, ServerInteractionLoadsTheBuiltInClass) {
   loadInteraction("PelorinClient.FullscreenLightbox", {{"content", {"<p>Sale</p>"}}});
 
   ASSERT_EQ(_root->view()->subviews().size(), 2U);
-  auto webView = std::dynamic_pointer_cast<platform::WebView>(_root->view()->subviews()[1]);
+  auto webView = std::dynamic_pointer_cast<headless::WebView>(_root->view()->subviews()[1]);
   ASSERT_TRUE(webView);
   EXPECT_EQ(webView->loads().at(0).html,
             PLLightbox::constructHtml("<p>Sale</p>", std::nullopt, std::nullopt));

@@ -13,13 +13,14 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/headless_views.h"
 #include "support/test_platform.h"
 
 namespace pelorin {
 namespace {
 
-using platform::ViewController;
-using platform::WebView;
+using headless::ViewController;
+using headless::WebView;
 
 class FullscreenLightboxTest : public ::testing::Test {
  protected:
@@ -104,7 +105,7 @@ TEST_F(FullscreenLightboxTest, UrlWinsOverHtml) {
                            {"content", {"<p>Other</p>"}}});
 
   ASSERT_TRUE(lightbox);
-  const auto& loads = lightbox->lightboxView()->loads();
+  const auto& loads = testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads();
   ASSERT_EQ(loads.size(), 1U);
   EXPECT_EQ(loads[0].kind, WebView::Load::Kind::kRequest);
   EXPECT_EQ(loads[0].request.url, "https://shop.example.com/offer");
@@ -116,7 +117,7 @@ TEST_F(FullscreenLightboxTest, HtmlWinsOverContentAndIsLoadedAsItStands) {
       present({{"html", {"<html><body>Hi</body></html>"}}, {"content", {"<p>Other</p>"}}});
 
   ASSERT_TRUE(lightbox);
-  const auto& load = lightbox->lightboxView()->loads().at(0);
+  const auto& load = testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads().at(0);
   EXPECT_EQ(load.kind, WebView::Load::Kind::kHtmlString);
   EXPECT_EQ(load.html, "<html><body>Hi</body></html>");
   EXPECT_EQ(load.baseUrl, std::nullopt);
@@ -128,7 +129,7 @@ TEST_F(FullscreenLightboxTest, ContentIsWrappedInThePageTemplateWithItsStyles) {
                            {"inlineCss", {"p { color: red; }"}}});
 
   ASSERT_TRUE(lightbox);
-  EXPECT_EQ(lightbox->lightboxView()->loads().at(0).html,
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads().at(0).html,
             PLLightbox::constructHtml("<p>Sale</p>", "https://cdn.example.com/box.css",
                                       "p { color: red; }"));
 }
@@ -145,7 +146,8 @@ TEST_F(FullscreenLightboxTest, EmptyUrlIsChosenAndShowsNothing) {
 TEST_F(FullscreenLightboxTest, EmptyHtmlIsLoadedAsItStands) {
   auto lightbox = present({{"html", {""}}, {"content", {"<p>Other</p>"}}});
   ASSERT_TRUE(lightbox);
-  EXPECT_EQ(lightbox->lightboxView()->loads().at(0).html, "");
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads().at(0).html,
+            "");
 }
 
 TEST_F(FullscreenLightboxTest, NoContentShowsNothing) {
@@ -167,7 +169,7 @@ TEST_F(FullscreenLightboxTest, IconUrlChoosesTheCloseButtonsImage) {
       present({{"html", {"<p>Hi</p>"}}, {"iconUrl", {"https://cdn.example.com/x.png"}}});
 
   ASSERT_TRUE(lightbox);
-  EXPECT_EQ(lightbox->closeButton()->image(),
+  EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image(),
             (platform::Image{"https://cdn.example.com/x.png", {}}));
 }
 
@@ -178,7 +180,7 @@ TEST_F(FullscreenLightboxTest, IconFromARegularFileIsRead) {
   std::filesystem::remove(path);
 
   ASSERT_TRUE(lightbox);
-  EXPECT_EQ(lightbox->closeButton()->image(),
+  EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image(),
             (platform::Image{"file://" + path, {'P', 'N', 'G', '!'}}));
 }
 
@@ -195,7 +197,9 @@ TEST_F(FullscreenLightboxTest, IconFromADeviceOrFifoFallsBackToTheDefault) {
     _test.console().clear();
     auto lightbox = present({{"html", {"<p>Hi</p>"}}, {"iconUrl", {"file://" + path}}});
     ASSERT_TRUE(lightbox);
-    EXPECT_EQ(lightbox->closeButton()->image(), defaultIcon->closeButton()->image()) << path;
+    EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image(),
+              testing::asHeadless<headless::Button>(defaultIcon->closeButton()).image())
+        << path;
     EXPECT_EQ(_test.logLines(),
               std::vector<std::string>{"WARNING [PL_INTERACTION]: The close "
                                        "icon 'file://" +

@@ -10,13 +10,14 @@
 
 #include <gtest/gtest.h>
 
+#include "support/headless_views.h"
 #include "support/test_platform.h"
 
 namespace pelorin {
 namespace {
 
+using headless::ViewController;
 using platform::NavigationActionPolicy;
-using platform::ViewController;
 
 class PLLightboxTest : public ::testing::Test {
  protected:
@@ -30,7 +31,7 @@ class PLLightboxTest : public ::testing::Test {
     return lightbox;
   }
 
-  const std::vector<std::shared_ptr<platform::View>>& hostSubviews() {
+  const std::vector<std::shared_ptr<headless::View>>& hostSubviews() {
     return _host->view()->subviews();
   }
 
@@ -73,7 +74,8 @@ TEST_F(PLLightboxTest, LaterNavigationsDoNotShowAHiddenLightboxAgain) {
   auto lightbox = shownLightbox();
   lightbox->hide();
 
-  lightbox->lightboxView()->loadHTMLString("<p>Next</p>", std::nullopt);
+  testing::asHeadless<headless::WebView>(lightbox->lightboxView())
+      .loadHTMLString("<p>Next</p>", std::nullopt);
   _test.mainLoop().runUntilIdle();
 
   EXPECT_FALSE(lightbox->isShown());
@@ -111,11 +113,14 @@ TEST_F(PLLightboxTest, ViewsAreLaidOutWithVisualFormatConstraints) {
             (std::vector<std::string>{"H:|-0-[background]-0-|", "V:|-0-[background]-0-|",
                                       "H:|-0-[lightbox]-0-|", "V:|[topGuide]-0-[lightbox]-0-|"}));
   EXPECT_EQ(_host->view()->constraints()[3].view("topGuide"), _host->topLayoutGuide());
-  EXPECT_EQ(lightbox->lightboxView()->constraintFormats(),
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).constraintFormats(),
             (std::vector<std::string>{"H:[closeButton]-10-|", "V:|-10-[closeButton]"}));
-  EXPECT_FALSE(lightbox->backgroundView()->translatesAutoresizingMaskIntoConstraints());
-  EXPECT_FALSE(lightbox->lightboxView()->translatesAutoresizingMaskIntoConstraints());
-  EXPECT_FALSE(lightbox->closeButton()->translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(testing::asHeadless<headless::View>(lightbox->backgroundView())
+                   .translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(testing::asHeadless<headless::WebView>(lightbox->lightboxView())
+                   .translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(testing::asHeadless<headless::Button>(lightbox->closeButton())
+                   .translatesAutoresizingMaskIntoConstraints());
 }
 
 TEST_F(PLLightboxTest, MarginTenOnA400By800HostGives40And80Points) {
@@ -152,7 +157,8 @@ TEST_F(PLLightboxTest, BackgroundHasTheLightboxBackgroundColor) {
   lightbox->showIfReady();
   _test.mainLoop().runUntilIdle();
 
-  EXPECT_EQ(lightbox->backgroundView()->backgroundColor(), (platform::Color{0.1, 0.2, 0.3, 0.5}));
+  EXPECT_EQ(testing::asHeadless<headless::View>(lightbox->backgroundView()).backgroundColor(),
+            (platform::Color{0.1, 0.2, 0.3, 0.5}));
 }
 
 // --- Hiding
@@ -160,7 +166,7 @@ TEST_F(PLLightboxTest, BackgroundHasTheLightboxBackgroundColor) {
 TEST_F(PLLightboxTest, CloseButtonHidesTheLightbox) {
   auto lightbox = shownLightbox();
 
-  lightbox->closeButton()->tap();
+  testing::asHeadless<headless::Button>(lightbox->closeButton()).tap();
 
   EXPECT_FALSE(lightbox->isShown());
   EXPECT_TRUE(hostSubviews().empty());
@@ -171,7 +177,7 @@ TEST_F(PLLightboxTest, CloseButtonHidesTheLightbox) {
 TEST_F(PLLightboxTest, TapOnTheBackgroundHidesTheLightbox) {
   auto lightbox = shownLightbox();
 
-  lightbox->backgroundView()->tap();
+  testing::asHeadless<headless::View>(lightbox->backgroundView()).tap();
 
   EXPECT_FALSE(lightbox->isShown());
   EXPECT_TRUE(hostSubviews().empty());
@@ -209,7 +215,7 @@ TEST_F(PLLightboxTest, ClosingBeforeTheHideTimerCancelsIt) {
   lightbox->showIfReady();
   _test.mainLoop().runUntilIdle();
 
-  lightbox->closeButton()->tap();
+  testing::asHeadless<headless::Button>(lightbox->closeButton()).tap();
 
   EXPECT_EQ(_test.mainLoop().scheduledTimerCount(), 0U);
 }
@@ -259,10 +265,11 @@ TEST_F(PLLightboxTest, ReleasedLightboxStaysOnScreen) {
 TEST_F(PLLightboxTest, InitialLoadIsAllowed) {
   auto lightbox = shownLightbox();
 
-  const auto& navigations = lightbox->lightboxView()->navigations();
+  const auto& navigations =
+      testing::asHeadless<headless::WebView>(lightbox->lightboxView()).navigations();
   ASSERT_EQ(navigations.size(), 1U);
   EXPECT_EQ(navigations[0].policy, NavigationActionPolicy::kAllow);
-  EXPECT_EQ(lightbox->lightboxView()->url(), "about:blank");
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).url(), "about:blank");
 }
 
 TEST_F(PLLightboxTest, TappedLinkOpensOutsideTheAppAndThePageStays) {
@@ -270,11 +277,13 @@ TEST_F(PLLightboxTest, TappedLinkOpensOutsideTheAppAndThePageStays) {
   lightbox->showIfReady();
   _test.mainLoop().runUntilIdle();
 
-  const auto policy = lightbox->lightboxView()->tapLink("https://shop.example.com/terms");
+  const auto policy = testing::asHeadless<headless::WebView>(lightbox->lightboxView())
+                          .tapLink("https://shop.example.com/terms");
 
   EXPECT_EQ(policy, NavigationActionPolicy::kCancel);
   EXPECT_EQ(_test.ui().openedUrls(), std::vector<std::string>{"https://shop.example.com/terms"});
-  EXPECT_EQ(lightbox->lightboxView()->url(), "https://shop.example.com/offer");
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).url(),
+            "https://shop.example.com/offer");
   EXPECT_TRUE(lightbox->isShown());
 }
 
@@ -285,10 +294,11 @@ TEST_F(PLLightboxTest, OtherNavigationsAreAllowed) {
   submit.request.url = "https://shop.example.com/subscribe";
   submit.navigationType = platform::NavigationType::kFormSubmitted;
 
-  lightbox->decidePolicyFor(*lightbox->lightboxView(), submit, [&](NavigationActionPolicy policy) {
-    decided = true;
-    EXPECT_EQ(policy, NavigationActionPolicy::kAllow);
-  });
+  lightbox->decidePolicyFor(*lightbox->lightboxView()->asWebView(), submit,
+                            [&](NavigationActionPolicy policy) {
+                              decided = true;
+                              EXPECT_EQ(policy, NavigationActionPolicy::kAllow);
+                            });
 
   EXPECT_TRUE(decided);
   EXPECT_TRUE(_test.ui().openedUrls().empty());
@@ -300,7 +310,7 @@ TEST_F(PLLightboxTest, LinkWithoutAnAddressIsAllowed) {
   link.navigationType = platform::NavigationType::kLinkActivated;
   std::optional<NavigationActionPolicy> decision;
 
-  lightbox->decidePolicyFor(*lightbox->lightboxView(), link,
+  lightbox->decidePolicyFor(*lightbox->lightboxView()->asWebView(), link,
                             [&](NavigationActionPolicy policy) { decision = policy; });
 
   EXPECT_EQ(decision, NavigationActionPolicy::kAllow);
@@ -312,7 +322,7 @@ TEST_F(PLLightboxTest, LinkWithoutAnAddressIsAllowed) {
 TEST_F(PLLightboxTest, CloseButtonShowsTheLibrarysClosePng) {
   auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, std::nullopt);
 
-  const auto& image = lightbox->closeButton()->image();
+  const auto& image = testing::asHeadless<headless::Button>(lightbox->closeButton()).image();
 
   ASSERT_TRUE(image);
   EXPECT_EQ(image->source, "close.png");
@@ -324,7 +334,7 @@ TEST_F(PLLightboxTest, CloseButtonShowsTheImageAtIconUrl) {
   auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt,
                                           "https://cdn.example.com/close.png");
 
-  EXPECT_EQ(lightbox->closeButton()->image(),
+  EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image(),
             (platform::Image{"https://cdn.example.com/close.png", {}}));
 }
 
@@ -333,7 +343,7 @@ TEST_F(PLLightboxTest, CloseButtonReadsAnIconFile) {
 
   auto lightbox = PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, url);
 
-  EXPECT_EQ(lightbox->closeButton()->image(),
+  EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image(),
             (platform::Image{url, readFile(PELORIN_CLOSE_PNG_PATH)}));
 }
 
@@ -341,8 +351,9 @@ TEST_F(PLLightboxTest, UnreadableIconFileFallsBackToTheLibrarysImage) {
   auto lightbox =
       PLLightbox::makeContent(_host, "<p>Hi</p>", std::nullopt, "file:///nonexistent/close.png");
 
-  ASSERT_TRUE(lightbox->closeButton()->image());
-  EXPECT_EQ(lightbox->closeButton()->image()->source, "close.png");
+  ASSERT_TRUE(testing::asHeadless<headless::Button>(lightbox->closeButton()).image());
+  EXPECT_EQ(testing::asHeadless<headless::Button>(lightbox->closeButton()).image()->source,
+            "close.png");
   EXPECT_EQ(_test.logLines(),
             std::vector<std::string>{"WARNING [PL_INTERACTION]: The close icon "
                                      "'file:///nonexistent/close.png' cannot be read; using "
@@ -355,7 +366,7 @@ TEST_F(PLLightboxTest, AddressWithoutSchemeAndHostGetsHttp) {
   auto lightbox = PLLightbox::makeURLString(_host, "shop.example.com/offer", std::nullopt);
 
   ASSERT_TRUE(lightbox);
-  const auto& loads = lightbox->lightboxView()->loads();
+  const auto& loads = testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads();
   ASSERT_EQ(loads.size(), 1U);
   EXPECT_EQ(loads[0].request.url, "http://shop.example.com/offer");
 }
@@ -364,7 +375,8 @@ TEST_F(PLLightboxTest, AddressWithoutSchemeKeepsOnlyItsPath) {
   auto lightbox = PLLightbox::makeURLString(_host, "shop.example.com/offer?id=1#top", std::nullopt);
 
   ASSERT_TRUE(lightbox);
-  EXPECT_EQ(lightbox->lightboxView()->loads()[0].request.url, "http://shop.example.com/offer");
+  EXPECT_EQ(testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request.url,
+            "http://shop.example.com/offer");
 }
 
 TEST_F(PLLightboxTest, AddressWithSchemeOrHostIsLoadedAsItStands) {
@@ -372,7 +384,9 @@ TEST_F(PLLightboxTest, AddressWithSchemeOrHostIsLoadedAsItStands) {
        {"https://shop.example.com/offer?id=1", "//cdn.example.com/a", "mailto:info@example.com"}) {
     auto lightbox = PLLightbox::makeURLString(_host, url, std::nullopt);
     ASSERT_TRUE(lightbox);
-    EXPECT_EQ(lightbox->lightboxView()->loads()[0].request.url, url);
+    EXPECT_EQ(
+        testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request.url,
+        url);
   }
 }
 
@@ -380,7 +394,8 @@ TEST_F(PLLightboxTest, RequestUsesTheDefaultCachePolicyAndSixtySeconds) {
   auto lightbox = PLLightbox::makeURLString(_host, "https://shop.example.com/", std::nullopt);
 
   ASSERT_TRUE(lightbox);
-  const auto& request = lightbox->lightboxView()->loads()[0].request;
+  const auto& request =
+      testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads()[0].request;
   EXPECT_EQ(request.cachePolicy, platform::UrlRequestCachePolicy::kUseProtocolCachePolicy);
   EXPECT_EQ(request.timeoutInterval, std::chrono::seconds(60));
 }
@@ -402,8 +417,8 @@ TEST_F(PLLightboxTest, HtmlIsLoadedAsItStands) {
   auto lightbox = PLLightbox::makeContent(_host, "<html><body>Hi</body></html>",
                                           "https://shop.example.com/", std::nullopt);
 
-  const auto& load = lightbox->lightboxView()->loads().at(0);
-  EXPECT_EQ(load.kind, platform::WebView::Load::Kind::kHtmlString);
+  const auto& load = testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads().at(0);
+  EXPECT_EQ(load.kind, headless::WebView::Load::Kind::kHtmlString);
   EXPECT_EQ(load.html, "<html><body>Hi</body></html>");
   EXPECT_EQ(load.baseUrl, "https://shop.example.com/");
 }
@@ -413,7 +428,7 @@ TEST_F(PLLightboxTest, ContentIsLoadedInThePageTemplate) {
       PLLightbox::makeContentFromHtml(_host, "<p>Hi</p>", std::nullopt, std::nullopt, std::nullopt);
 
   ASSERT_TRUE(lightbox);
-  const auto& load = lightbox->lightboxView()->loads().at(0);
+  const auto& load = testing::asHeadless<headless::WebView>(lightbox->lightboxView()).loads().at(0);
   EXPECT_EQ(load.html, PLLightbox::constructHtml("<p>Hi</p>", std::nullopt, std::nullopt));
   EXPECT_EQ(load.baseUrl, std::nullopt);
 }

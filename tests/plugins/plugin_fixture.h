@@ -14,8 +14,8 @@
 #include <boost/json.hpp>
 
 #include "client/pelorin_client_impl.h"
+#include "pelorin/headless/view_controller.h"
 #include "pelorin/pelorin_client.h"
-#include "pelorin/platform/view_controller.h"
 #include "storage/pelorin_commit_log.h"
 #include "support/test_platform.h"
 
@@ -49,7 +49,7 @@ class PluginTest : public ::testing::Test {
   }
 
   static InteractionContext context(const Parameters& parameters,
-                                    const std::shared_ptr<platform::ViewController>& screen = {}) {
+                                    const std::shared_ptr<headless::ViewController>& screen = {}) {
     JsonValue description = interaction("", parameters);
     return InteractionContext(description.ref(), screen, std::nullopt);
   }

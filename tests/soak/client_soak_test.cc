@@ -25,9 +25,9 @@
 
 #include "client/pelorin_client_impl.h"
 #include "e2e/client_fixture.h"
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/pelorin_event_manager.h"
-#include "pelorin/platform/toolkit.h"
 #include "soak/random_faults.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -234,9 +234,9 @@ class ClientSoakTest : public testing::ClientE2ETest {
   }
 
   CountingConsole* _console = nullptr;
-  std::shared_ptr<platform::ViewController> _shop =
-      std::make_shared<platform::ViewController>("Shop");
-  std::shared_ptr<platform::Button> _buy = std::make_shared<platform::Button>("Buy");
+  std::shared_ptr<headless::ViewController> _shop =
+      std::make_shared<headless::ViewController>("Shop");
+  std::shared_ptr<headless::Button> _buy = std::make_shared<headless::Button>("Buy");
 
   std::mutex _mutex;
   std::condition_variable _stop;

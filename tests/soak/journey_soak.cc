@@ -10,17 +10,17 @@
 #include <vector>
 
 #include "client/pelorin_client_impl.h"
+#include "pelorin/headless/control.h"
+#include "pelorin/headless/headless_ui.h"
+#include "pelorin/headless/web_view.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/pelorin_event_manager.h"
-#include "pelorin/platform/control.h"
 #include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
-#include "pelorin/platform/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
-#include "pelorin/platform/web_view.h"
 #include "shop_screens.h"
 
 namespace pelorin::soak {
@@ -36,16 +36,16 @@ constexpr auto kAnswerLimit = 30s;
 
 JsonValue text(const std::string& value) { return JsonValue(boost::json::value(value)); }
 
-void countTargets(const platform::View& view, std::size_t& targets) {
-  if (const auto* control = dynamic_cast<const platform::Control*>(&view)) {
+void countTargets(const headless::View& view, std::size_t& targets) {
+  if (const auto* control = dynamic_cast<const headless::Control*>(&view)) {
     targets += control->targetCount();
   }
   for (const auto& subview : view.subviews()) countTargets(*subview, targets);
 }
 
-std::shared_ptr<platform::WebView> findLightbox(platform::ViewController& host) {
+std::shared_ptr<headless::WebView> findLightbox(headless::ViewController& host) {
   for (const auto& view : host.view()->subviews()) {
-    if (auto webView = std::dynamic_pointer_cast<platform::WebView>(view)) return webView;
+    if (auto webView = std::dynamic_pointer_cast<headless::WebView>(view)) return webView;
   }
   return nullptr;
 }
@@ -54,7 +54,7 @@ std::shared_ptr<platform::WebView> findLightbox(platform::ViewController& host) 
 
 struct JourneySoak::Screens {
   platform::MainLoop* loop = nullptr;
-  platform::HeadlessUi* ui = nullptr;
+  headless::HeadlessUi* ui = nullptr;
   platform::PinnedClock* clock = nullptr;
   std::shared_ptr<demo::HomeScreen> home = std::make_shared<demo::HomeScreen>();
   std::shared_ptr<demo::ProductScreen> product = std::make_shared<demo::ProductScreen>();
@@ -85,7 +85,7 @@ JourneySoak::JourneySoak(const std::string& serverUrl, const std::filesystem::pa
   auto loop = std::make_unique<platform::MainLoop>();
   _screens->loop = loop.get();
   installed->setMainThread(std::move(loop));
-  auto ui = std::make_unique<platform::HeadlessUi>();
+  auto ui = std::make_unique<headless::HeadlessUi>();
   _screens->ui = ui.get();
   installed->setUi(std::move(ui));
   installed->setHttpClient(
@@ -150,7 +150,7 @@ void JourneySoak::closeLightbox() {
   auto lightbox = _screens->current ? findLightbox(*_screens->current) : nullptr;
   if (!lightbox) return;
   for (const auto& view : lightbox->subviews()) {
-    if (auto button = std::dynamic_pointer_cast<platform::Button>(view)) {
+    if (auto button = std::dynamic_pointer_cast<headless::Button>(view)) {
       button->tap();
       break;
     }

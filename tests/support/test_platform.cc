@@ -49,7 +49,7 @@ TestPlatform::TestPlatform() {
   auto console = std::make_unique<RecordingConsole>();
   auto device = std::make_unique<platform::HeadlessDevice>("iOS", "17.4", "iPhone10,3");
   auto mainLoop = std::make_unique<platform::MainLoop>(clock.get());
-  auto ui = std::make_unique<platform::HeadlessUi>();
+  auto ui = std::make_unique<headless::HeadlessUi>();
   _documents = std::make_unique<TempFolder>();
   _bundle = bundle.get();
   _clock = clock.get();

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/headless/headless_ui.h"
 #include "pelorin/platform/headless.h"
-#include "pelorin/platform/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
 #include "support/temp_folder.h"
@@ -50,7 +50,7 @@ class TestPlatform {
   RecordingConsole& console() { return *_console; }
   platform::HeadlessDevice& device() { return *_device; }
   platform::MainLoop& mainLoop() { return *_mainLoop; }
-  platform::HeadlessUi& ui() { return *_ui; }
+  headless::HeadlessUi& ui() { return *_ui; }
   Platform& platform() { return *_platform; }
   // The documents folder of the installed file system (the library's folder goes inside).
   const std::string& documentsFolder() const { return _documents->path(); }
@@ -69,7 +69,7 @@ class TestPlatform {
   RecordingConsole* _console;
   platform::HeadlessDevice* _device;
   platform::MainLoop* _mainLoop;
-  platform::HeadlessUi* _ui;
+  headless::HeadlessUi* _ui;
   Platform* _platform;
   std::unique_ptr<TempFolder> _documents;
 };

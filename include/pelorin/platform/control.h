@@ -1,11 +1,12 @@
-// Controls of the headless toolkit: views that send actions to targets when control events
-// happen (target-action with control-event masks).
+// Controls as the library sees them: views that send actions to targets when control events
+// happen (target-action with control-event masks). A toolkit implements `Control` for its
+// buttons, fields, switches...; `ControlTargets` keeps the targets for it.
 //
 // Thread safety: none; main thread only, like every toolkit object.
 //
-//   auto buy = std::make_shared<Button>("Buy");
-//   buy->addTarget(service, [](Control& sender) { ... }, ControlEvents::kTouchUpInside);
-//   buy->tap();  // touch-down, then touch-up-inside: the action runs once
+//   if (platform::Control* control = view->asControl()) {
+//     control->addTarget(service, &Service::touchAction, ControlEvents::kTouchDown);
+//   }
 #ifndef PELORIN_PLATFORM_CONTROL_H_
 #define PELORIN_PLATFORM_CONTROL_H_
 
@@ -78,81 +79,80 @@ enum class ControlKind {
 
 std::string_view toString(ControlKind kind);
 
-// The base of every control. On its own (kind kOther) it is a generic control that an app
-// subclasses; the concrete ones are in controls.h.
-class Control : public View {
+class Control;
+
+// Names the member function of a target-action pair, so that a repeat can be recognised.
+class ActionSelector {
  public:
-  using Action = std::function<void(Control&)>;
+  virtual ~ActionSelector() = default;
+  virtual bool equals(const ActionSelector& other) const = 0;
+};
 
-  std::string_view className() const override { return "Control"; }
-  virtual ControlKind kind() const { return ControlKind::kOther; }
+// One registration of a control: an action for a set of events, on behalf of a target
+// that the control holds weakly.
+struct TargetAction {
+  using Action = std::function<void(Control& sender)>;
 
-  bool isEnabled() const { return _enabled; }
-  // A disabled control ignores the user (tap, typing, dragging...); `sendActions` still
-  // works.
-  void setEnabled(bool enabled) { _enabled = enabled; }
+  std::weak_ptr<void> target;
+  Action action;
+  ControlEvents events;
+  // The member function the action calls; null for a function object, which cannot be
+  // compared with another.
+  std::shared_ptr<const ActionSelector> selector;
+};
 
-  // Calls `action` with this control whenever one of `events` happens, as long as `target`
-  // lives: the control holds the target weakly and drops the entry once it is gone. While
-  // the action runs, the target is kept alive. A function object cannot be compared with
-  // another, so each call adds an entry. An empty action or mask is ignored.
-  void addTarget(std::weak_ptr<void> target, Action action, ControlEvents events);
-  // The same with a member function of the target, the toolkit's target-action pair:
+class Control {
+ public:
+  using Action = TargetAction::Action;
+
+  Control() = default;
+  virtual ~Control() = default;
+  Control(const Control&) = delete;
+  Control& operator=(const Control&) = delete;
+
+  // The same object as a view.
+  virtual View& asView() = 0;
+  virtual ControlKind kind() const = 0;
+  // True for a slider that sends value-changed at every step of a drag (not only on
+  // release); false for every other control.
+  virtual bool isContinuous() const = 0;
+
+  // Registers `entry`: its action runs, with this control as sender, whenever one of its
+  // events happens and as long as its target lives (the control holds the target weakly;
+  // while the action runs the target is kept alive). An empty action or mask is ignored,
+  // and so is the identical repeat of an entry: the same live target with an equal
+  // selector for the same events, as the platform's controls do.
+  virtual void addTargetAction(TargetAction entry) = 0;
+  // Stops `events` from reaching `target`'s actions (every action's when `target` is
+  // null); an entry left with no events is removed.
+  virtual void removeTarget(const void* target, ControlEvents events) = 0;
+
+  // A function object as the action: each call adds an entry.
+  void addTarget(std::weak_ptr<void> target, Action action, ControlEvents events) {
+    addTargetAction(TargetAction{std::move(target), std::move(action), events, nullptr});
+  }
+  // A member function of the target, the toolkit's target-action pair:
   //   control.addTarget(service, &RuleService::touchAction, ControlEvents::kTouchDown);
   // Adding the same target with the same member function for the same events again is
   // ignored, so the pair acts once per event however often it was added.
   template <typename T>
   void addTarget(const std::shared_ptr<T>& target, void (T::*action)(Control&),
                  ControlEvents events) {
-    if (!target || action == nullptr || events.empty()) return;
-    auto selector = std::make_shared<const MemberSelector<T>>(action);
-    if (hasEntry(target.get(), *selector, events)) return;
+    if (!target || action == nullptr) return;
     std::weak_ptr<T> weak = target;
-    addEntry(
-        std::weak_ptr<void>(target),
-        [weak, action](Control& sender) {
-          if (auto strong = weak.lock()) ((*strong).*action)(sender);
-        },
-        events, std::move(selector));
+    addTargetAction(TargetAction{std::weak_ptr<void>(target),
+                                 [weak, action](Control& sender) {
+                                   if (auto strong = weak.lock()) ((*strong).*action)(sender);
+                                 },
+                                 events, std::make_shared<const MemberSelector<T>>(action)});
   }
-  // An action that the control itself owns, with no target: it runs for as long as the
-  // control lives.
-  void addAction(Action action, ControlEvents events);
-  // Stops `events` from reaching `target`'s actions (all targets and target-less actions
-  // when `target` is null); an entry left with no events is removed.
-  void removeTarget(const void* target, ControlEvents events);
-
-  // The events that the live target `target` is registered for (empty when none).
-  ControlEvents controlEventsForTarget(const void* target) const;
-  // The union of the events of every live entry.
-  ControlEvents allControlEvents() const;
-  // How many live targets (distinct objects) have entries.
-  std::size_t targetCount() const;
-
-  // Runs, in the order they were added, the actions of every live entry registered for at
-  // least one of `events`, once each. Entries added by an action wait for the next call;
-  // entries that an action removes do not run.
-  void sendActions(ControlEvents events);
-
-  // The user taps the control: when enabled, touch-down then touch-up-inside. Some
-  // controls do more (a switch toggles).
-  void tap() override;
-
- protected:
-  void describeDetails(std::string& out) const override;
 
  private:
-  // Names the member function of a target-action pair, so a repeat can be recognised.
-  class Selector {
-   public:
-    virtual ~Selector() = default;
-    virtual bool equals(const Selector& other) const = 0;
-  };
   template <typename T>
-  class MemberSelector final : public Selector {
+  class MemberSelector final : public ActionSelector {
    public:
     explicit MemberSelector(void (T::*action)(Control&)) : _action(action) {}
-    bool equals(const Selector& other) const override {
+    bool equals(const ActionSelector& other) const override {
       const auto* same = dynamic_cast<const MemberSelector<T>*>(&other);
       return same != nullptr && same->_action == _action;
     }
@@ -160,27 +160,50 @@ class Control : public View {
    private:
     void (T::*_action)(Control&);
   };
+};
+
+// The targets of one control, for toolkits to build their controls on: keeps the entries,
+// applies the identical-repeat rule, and runs the actions of an event.
+//
+//   void MyButton::addTargetAction(TargetAction entry) { _targets.add(std::move(entry)); }
+//   void MyButton::onClicked() { _targets.send(*this, ControlEvents::kTouchUpInside); }
+class ControlTargets {
+ public:
+  // Adds `entry`; false when it is ignored (empty action or mask, or an identical repeat).
+  bool add(TargetAction entry);
+  // An action with no target, owned by the control: it runs for as long as the control
+  // lives.
+  void addAction(TargetAction::Action action, ControlEvents events);
+  void remove(const void* target, ControlEvents events);
+
+  // The events that the live target `target` is registered for (empty when none).
+  ControlEvents eventsForTarget(const void* target) const;
+  // The union of the events of every live entry.
+  ControlEvents allEvents() const;
+  // How many live targets (distinct objects) have entries.
+  std::size_t targetCount() const;
+
+  // Runs, in the order they were added, the actions of every live entry registered for at
+  // least one of `events`, once each, with `sender`. Entries added by an action wait for
+  // the next call; entries that an action removes do not run. The caller keeps `sender`
+  // alive meanwhile.
+  void send(Control& sender, ControlEvents events);
+
+ private:
   struct Entry {
     std::uint64_t id;
-    std::weak_ptr<void> target;
+    TargetAction registration;
     bool hasTarget;  // false: a target-less action owned by the control
-    Action action;
-    ControlEvents events;
-    std::shared_ptr<const Selector> selector;  // none for a function object
   };
 
-  // True when the live `target` already has an entry with `selector` for exactly `events`.
-  bool hasEntry(const void* target, const Selector& selector, ControlEvents events) const;
-  void addEntry(std::weak_ptr<void> target, Action action, ControlEvents events,
-                std::shared_ptr<const Selector> selector);
-  bool isLive(const Entry& entry) const { return !entry.hasTarget || !entry.target.expired(); }
-
+  static bool isLive(const Entry& entry) {
+    return !entry.hasTarget || !entry.registration.target.expired();
+  }
   // The events the entry `id` is registered for now (empty once it was removed).
   ControlEvents currentEvents(std::uint64_t id) const;
 
   std::vector<Entry> _entries;
   std::uint64_t _lastEntryId = 0;
-  bool _enabled = true;
 };
 
 }  // namespace pelorin::platform

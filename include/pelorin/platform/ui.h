@@ -1,5 +1,7 @@
 // The app's user interface as a service: the key window's root view controller, alerts,
-// opening addresses outside the app, and the screen.
+// opening addresses outside the app, the screen, and the factory of the views the library
+// creates. With the toolkit interfaces (view.h, control.h, picker_view.h, web_view.h,
+// view_controller.h, view_factory.h) it is all the library knows of a UI toolkit.
 //
 // Thread safety: call from the main thread, like the toolkit objects it hands out.
 #ifndef PELORIN_PLATFORM_UI_H_
@@ -17,6 +19,7 @@
 namespace pelorin::platform {
 
 class ViewController;
+class ViewFactory;
 
 enum class AlertActionStyle { kDefault, kCancel, kDestructive };
 
@@ -59,6 +62,9 @@ class Ui {
   // The main screen in points, and its points-to-pixels scale.
   virtual Size screenSize() const = 0;
   virtual double screenScale() const = 0;
+
+  // Makes the views the library shows itself (the lightbox's).
+  virtual ViewFactory& viewFactory() = 0;
 };
 
 }  // namespace pelorin::platform

@@ -1,17 +1,17 @@
-// Views of the headless user-interface toolkit: the view tree, labels, tap recognisers and
-// layout constraints in visual format.
+// The library's view of a toolkit's views: the tree, the text property, what kind of view
+// it is, and the few changes the library makes when it lays its own views over a screen.
+// A toolkit (the headless one, an adapter over Qt widgets...) implements `View` for its
+// views; the library never sees the toolkit's own classes.
 //
-// Thread safety: none. Like every toolkit object, views belong to the main thread: create,
-// change and read them only there (post to `Platform::current().mainThread()` from others).
+// Thread safety: none. Like every toolkit object, views belong to the main thread: read and
+// change them only there.
 //
-// Views are always owned through `std::shared_ptr`: create them with `std::make_shared`.
-// A view owns its subviews; a subview knows its superview weakly.
-//
-//   auto screen = std::make_shared<View>(Rect{{0, 0}, {390, 844}});
-//   auto greeting = std::make_shared<Label>("Hello");
-//   screen->addSubview(greeting);
-//   greeting->text();  // "Hello"
-//   screen->text();    // nothing: a plain view has no text property
+// Identity. A toolkit hands out views as `std::shared_ptr<View>`. While a toolkit object
+// lives, the toolkit answers for it with the same `View` object every time, so the library
+// can keep state per view (rules per control) by address. An adapter that wraps widgets it
+// does not own keeps one wrapper per widget for as long as the widget lives (e.g. dropped
+// when Qt's `destroyed` fires) and holds the widget through a guard (`QPointer`): once the
+// widget is destroyed, the wrapper `isGone()`, answers nothing and ignores changes.
 #ifndef PELORIN_PLATFORM_VIEW_H_
 #define PELORIN_PLATFORM_VIEW_H_
 
@@ -21,17 +21,48 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "pelorin/platform/ui_types.h"
 
 namespace pelorin::platform {
 
+class Control;
+class PickerView;
 class View;
+class WebView;
 
-// One set of constraints written in the visual format language, e.g. "H:|-10-[button]",
-// with the views its names stand for. The headless toolkit records constraints; it does
-// not solve them. The views are held weakly.
+// A non-owning reference to a callable, valid for the duration of one call: lets a toolkit
+// visit views without allocating.
+template <typename Signature>
+class FunctionRef;
+
+template <typename R, typename... Args>
+class FunctionRef<R(Args...)> {
+ public:
+  template <typename F,
+            typename = std::enable_if_t<!std::is_same_v<std::remove_cvref_t<F>, FunctionRef> &&
+                                        std::is_invocable_r_v<R, F&, Args...>>>
+  // NOLINTNEXTLINE(google-explicit-constructor,bugprone-forwarding-reference-overload)
+  FunctionRef(F&& function) noexcept
+      : _object(const_cast<void*>(static_cast<const void*>(std::addressof(function)))),
+        _call([](void* object, Args... args) -> R {
+          return std::invoke(*static_cast<std::remove_reference_t<F>*>(object),
+                             std::forward<Args>(args)...);
+        }) {}
+
+  R operator()(Args... args) const { return _call(_object, std::forward<Args>(args)...); }
+
+ private:
+  void* _object;
+  R (*_call)(void*, Args...);
+};
+
+// One set of layout constraints written in the visual format language, e.g.
+// "H:|-10-[button]-10-|", with the views its names stand for (held weakly). The toolkit
+// applies it: a real one lays the views out by it, the headless one records it.
 class LayoutConstraint {
  public:
   LayoutConstraint(std::string visualFormat,
@@ -45,8 +76,8 @@ class LayoutConstraint {
   // The names that the format refers to in brackets, in order of appearance: "[button]" and
   // "[button(44)]" both name "button".
   std::vector<std::string> namesInFormat() const;
-  // True when the format is not empty and every name in it was given a view. A real toolkit
-  // rejects anything else.
+  // True when the format is not empty and every name in it was given a live view. A
+  // toolkit rejects anything else.
   bool isValid() const;
   bool references(const View& view) const;
 
@@ -55,147 +86,60 @@ class LayoutConstraint {
   std::map<std::string, std::weak_ptr<View>, std::less<>> _views;
 };
 
-// Recognises a tap on the view it is attached to and sends its actions. The targets are
-// held weakly: an action runs only while its target lives.
-class TapGestureRecognizer {
+class View {
  public:
-  using Action = std::function<void(TapGestureRecognizer&)>;
+  using SubviewVisitor = FunctionRef<void(View&)>;
 
-  TapGestureRecognizer() = default;
-  TapGestureRecognizer(std::weak_ptr<void> target, Action action);
-  TapGestureRecognizer(const TapGestureRecognizer&) = delete;
-  TapGestureRecognizer& operator=(const TapGestureRecognizer&) = delete;
-
-  void addTarget(std::weak_ptr<void> target, Action action);
-  bool isEnabled() const { return _enabled; }
-  void setEnabled(bool enabled) { _enabled = enabled; }
-  // The view it is attached to, if any.
-  std::shared_ptr<View> view() const { return _view.lock(); }
-
-  // What a tap on its view does: when enabled, runs the actions of the live targets in the
-  // order they were added. Answers how many ran.
-  std::size_t recognize();
-
- private:
-  friend class View;
-  struct Entry {
-    std::weak_ptr<void> target;
-    Action action;
-  };
-  std::vector<Entry> _entries;
-  std::weak_ptr<View> _view;
-  bool _enabled = true;
-};
-
-class View : public std::enable_shared_from_this<View> {
- public:
   View() = default;
-  explicit View(Rect frame) : _frame(frame) {}
-  virtual ~View();
+  virtual ~View() = default;
   View(const View&) = delete;
   View& operator=(const View&) = delete;
 
-  // The toolkit's class name ("View", "Label", "Button", ...).
-  virtual std::string_view className() const { return "View"; }
-  // For log lines, e.g. "<Label; frame = (0 0; 200 21); identifier = 'price'; text = 'Sale'>".
-  // Deterministic: no addresses.
-  std::string description() const;
-  const std::string& accessibilityIdentifier() const { return _accessibilityIdentifier; }
-  void setAccessibilityIdentifier(std::string identifier);
+  // --- Identity.
+  // True once the toolkit object behind this view was destroyed: a gone view has no
+  // superview, no subviews and no text, and ignores changes.
+  virtual bool isGone() const = 0;
+  // The toolkit's class name ("Label", "QPushButton", ...), for logs.
+  virtual std::string_view className() const = 0;
+  // One line for logs, e.g. "<Label; frame = (0 0; 200 21); text = 'Sale'>". No addresses:
+  // log lines stay the same from run to run.
+  virtual std::string description() const = 0;
 
-  // --- The view tree.
-  const std::vector<std::shared_ptr<View>>& subviews() const { return _subviews; }
-  std::shared_ptr<View> superview() const { return _superview.lock(); }
-  // Appends `view` on top of the subviews, taking it from its former superview first.
-  // Adding a view to itself or to one of its own subviews (which would make a cycle) is
-  // ignored, as is a null view.
-  void addSubview(const std::shared_ptr<View>& view);
-  // Detaches the view from its superview. Constraints that its former ancestors hold and
-  // that refer to this view or one of its subviews are removed with it.
-  void removeFromSuperview();
-  // True when `ancestor` is this view or one of its superviews.
-  bool isDescendantOf(const View& ancestor) const;
+  // --- The tree.
+  virtual std::shared_ptr<View> superview() const = 0;
+  // Calls `visit` with each subview, back to front. The tree must not change meanwhile.
+  virtual void forEachSubview(SubviewVisitor visit) const = 0;
 
   // --- The text property. Only some views have one (a label, a text field); for the
   // others `hasTextProperty()` is false and `text()` gives nothing. A view with a text
-  // property may still hold no text (a label whose text was never set).
-  virtual bool hasTextProperty() const { return false; }
-  virtual std::optional<std::string> text() const { return std::nullopt; }
+  // property may still hold no text.
+  virtual bool hasTextProperty() const = 0;
+  virtual std::optional<std::string> text() const = 0;
 
-  // --- Geometry, in points. Bounds are the frame's size at the origin.
-  Rect frame() const { return _frame; }
-  void setFrame(Rect frame) { _frame = frame; }
-  Rect bounds() const { return Rect{{0, 0}, _frame.size}; }
-  Color backgroundColor() const { return _backgroundColor; }
-  void setBackgroundColor(Color color) { _backgroundColor = color; }
-  bool isHidden() const { return _hidden; }
-  void setHidden(bool hidden) { _hidden = hidden; }
+  // --- What kind of view this is: the same object seen as a control, a picker view or a
+  // web view; null when it is not one.
+  virtual Control* asControl() { return nullptr; }
+  virtual PickerView* asPickerView() { return nullptr; }
+  virtual WebView* asWebView() { return nullptr; }
 
-  // --- Layout constraints. True by default, as in the toolkit: a view placed with
-  // constraints sets it to false.
-  bool translatesAutoresizingMaskIntoConstraints() const { return _translatesAutoresizing; }
-  void setTranslatesAutoresizingMaskIntoConstraints(bool translates) {
-    _translatesAutoresizing = translates;
-  }
-  // Records a constraint; false (and nothing recorded) when it is not valid.
-  bool addConstraint(LayoutConstraint constraint);
+  // --- What the library does to a screen's view when it lays its own views over it.
+  // The size in points, at the origin.
+  virtual Rect bounds() const = 0;
+  // Puts `view` on top of the subviews, taking it from its former superview. A view of
+  // another toolkit, a null view, or one that would make a cycle is ignored.
+  virtual void addSubview(const std::shared_ptr<View>& view) = 0;
+  // Detaches the view; constraints that mention it are dropped with it.
+  virtual void removeFromSuperview() = 0;
+  // Applies `constraint` to the views it names, which are this view or its subviews.
+  // False (nothing applied) when it is not valid.
+  virtual bool addConstraint(LayoutConstraint constraint) = 0;
   // Shorthand for addConstraint(LayoutConstraint(visualFormat, views)).
   bool addConstraints(std::string visualFormat,
-                      const std::map<std::string, std::shared_ptr<View>>& views);
-  const std::vector<LayoutConstraint>& constraints() const { return _constraints; }
-  // The visual formats of the recorded constraints, in the order they were added.
-  std::vector<std::string> constraintFormats() const;
-
-  // --- Gestures and user actions.
-  // Attaches `recognizer` (taking it from the view it was attached to before).
-  void addGestureRecognizer(const std::shared_ptr<TapGestureRecognizer>& recognizer);
-  void removeGestureRecognizer(const TapGestureRecognizer& recognizer);
-  const std::vector<std::shared_ptr<TapGestureRecognizer>>& gestureRecognizers() const {
-    return _gestureRecognizers;
+                      const std::map<std::string, std::shared_ptr<View>>& views) {
+    return addConstraint(LayoutConstraint(std::move(visualFormat), views));
   }
-  // The user taps the view: a plain view lets its tap recognisers act; a hidden view
-  // ignores the tap. Controls send their touch events instead (see Control::tap).
-  virtual void tap();
-
- protected:
-  // Adds "; name = value" parts to the description after the frame.
-  virtual void describeDetails(std::string& out) const;
-
- private:
-  void removeConstraintsReferencing(const View& removed);
-
-  Rect _frame;
-  Color _backgroundColor = Color::clear();
-  bool _hidden = false;
-  bool _translatesAutoresizing = true;
-  std::string _accessibilityIdentifier;
-  std::vector<std::shared_ptr<View>> _subviews;
-  std::weak_ptr<View> _superview;
-  std::vector<LayoutConstraint> _constraints;
-  std::vector<std::shared_ptr<TapGestureRecognizer>> _gestureRecognizers;
+  virtual void setBackgroundColor(Color color) = 0;
 };
-
-// Shows one line of text. It has a text property, which holds nothing until it is set.
-class Label : public View {
- public:
-  Label() = default;
-  explicit Label(std::optional<std::string> text) : _text(std::move(text)) {}
-
-  std::string_view className() const override { return "Label"; }
-  bool hasTextProperty() const override { return true; }
-  std::optional<std::string> text() const override { return _text; }
-  void setText(std::optional<std::string> text) { _text = std::move(text); }
-
- protected:
-  void describeDetails(std::string& out) const override;
-
- private:
-  std::optional<std::string> _text;
-};
-
-// Appends "; text = 'value'" (or "; text = nil") to a description.
-void appendTextDetail(std::string& out, std::string_view name,
-                      const std::optional<std::string>& text);
 
 }  // namespace pelorin::platform
 

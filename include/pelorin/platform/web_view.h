@@ -1,13 +1,8 @@
-// A web view for the headless toolkit: it renders nothing, but records what it was asked
-// to load and runs navigations through its delegate as a real web view does.
+// A web view as the library sees it: it loads a request or an HTML string, and runs every
+// navigation through its navigation delegate, which decides whether it may go ahead.
 //
-// A load starts asynchronously, like a real one: `load`/`loadHTMLString` post its start to
-// the main thread. Starting asks the delegate for a policy (navigation type "other") and,
-// when allowed, tells it that a provisional navigation started. Tests and hosts can start
-// the pending load at once with `startLoading()` and simulate the user following a link
-// with `tapLink()`.
-//
-// Thread safety: none; main thread only, like every toolkit object.
+// Thread safety: none; main thread only, like every toolkit object. Delegate calls come on
+// the main thread.
 #ifndef PELORIN_PLATFORM_WEB_VIEW_H_
 #define PELORIN_PLATFORM_WEB_VIEW_H_
 
@@ -17,7 +12,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "pelorin/platform/view.h"
 
@@ -64,7 +58,11 @@ class NavigationDelegate {
  public:
   using DecisionHandler = std::function<void(NavigationActionPolicy)>;
 
+  NavigationDelegate() = default;
   virtual ~NavigationDelegate() = default;
+  NavigationDelegate(const NavigationDelegate&) = delete;
+  NavigationDelegate& operator=(const NavigationDelegate&) = delete;
+
   // Decides whether `action` may go ahead by calling `decisionHandler` once, now or later
   // (on the main thread). Calls after the first are ignored. By default: allow.
   virtual void decidePolicyFor(WebView& webView, const NavigationAction& action,
@@ -73,67 +71,23 @@ class NavigationDelegate {
   virtual void didStartProvisionalNavigation(WebView& webView, const Navigation& navigation);
 };
 
-class WebView : public View {
+class WebView {
  public:
-  // One call of `load` or `loadHTMLString`.
-  struct Load {
-    enum class Kind { kRequest, kHtmlString };
-    Kind kind = Kind::kRequest;
-    UrlRequest request;                  // kRequest
-    std::string html;                    // kHtmlString
-    std::optional<std::string> baseUrl;  // kHtmlString
-  };
-  // A navigation the delegate was asked about, and its decision (nothing while pending).
-  struct NavigationRecord {
-    NavigationAction action;
-    std::optional<NavigationActionPolicy> policy;
-  };
-
   WebView() = default;
-  explicit WebView(Rect frame) : View(frame) {}
+  virtual ~WebView() = default;
+  WebView(const WebView&) = delete;
+  WebView& operator=(const WebView&) = delete;
 
-  std::string_view className() const override { return "WebView"; }
-
-  // Records the load and schedules its start. A newer load replaces one not yet started.
-  void load(UrlRequest request);
-  // The page's address is `baseUrl`, or "about:blank" without one.
-  void loadHTMLString(std::string html, std::optional<std::string> baseUrl);
-  // Every load, in order.
-  const std::vector<Load>& loads() const { return _loads; }
-  bool hasPendingLoad() const { return _pendingLoad.has_value(); }
-
+  // The same object as a view.
+  virtual View& asView() = 0;
+  // Starts loading `request` asynchronously (never inside the call): the delegate is
+  // asked about the navigation (type "other") on a later turn of the main thread, and
+  // told that it started when it allows it. A newer load replaces one not yet started.
+  virtual void load(UrlRequest request) = 0;
+  // The same with a page given as text; its address is `baseUrl`, or "about:blank".
+  virtual void loadHTMLString(std::string html, std::optional<std::string> baseUrl) = 0;
   // Held weakly. Without a live delegate every navigation is allowed.
-  void setNavigationDelegate(std::weak_ptr<NavigationDelegate> delegate) {
-    _delegate = std::move(delegate);
-  }
-  std::shared_ptr<NavigationDelegate> navigationDelegate() const { return _delegate.lock(); }
-
-  // The address of the page shown: that of the last navigation that started.
-  const std::optional<std::string>& url() const { return _url; }
-  // Every navigation the delegate was asked about, in order.
-  const std::vector<NavigationRecord>& navigations() const { return _navigations; }
-
-  // Starts the pending load now. False when none is pending, or when the delegate cancelled
-  // it or has not decided yet.
-  bool startLoading();
-  // The user follows a link on the page. Answers the decision, or nothing while the
-  // delegate has not decided. A cancelled link leaves the page as it was.
-  std::optional<NavigationActionPolicy> tapLink(std::string url);
-
- protected:
-  void describeDetails(std::string& out) const override;
-
- private:
-  std::optional<NavigationActionPolicy> navigate(const NavigationAction& action);
-  void decided(std::size_t record, NavigationActionPolicy policy);
-  void schedulePendingStart();
-
-  std::vector<Load> _loads;
-  std::optional<std::size_t> _pendingLoad;  // index into _loads
-  std::vector<NavigationRecord> _navigations;
-  std::optional<std::string> _url;
-  std::uint64_t _lastNavigationId = 0;
-  std::weak_ptr<NavigationDelegate> _delegate;
+  virtual void setNavigationDelegate(std::weak_ptr<NavigationDelegate> delegate) = 0;
 };
 
 }  // namespace pelorin::platform

@@ -1,58 +1,11 @@
-#include "pelorin/platform/view.h"
+#include "pelorin/headless/view.h"
 
 #include <algorithm>
 #include <cctype>
 
 #include <fmt/format.h>
 
-namespace pelorin::platform {
-
-// --- LayoutConstraint
-
-LayoutConstraint::LayoutConstraint(std::string visualFormat,
-                                   const std::map<std::string, std::shared_ptr<View>>& views)
-    : _visualFormat(std::move(visualFormat)) {
-  for (const auto& [name, view] : views) _views.emplace(name, view);
-}
-
-std::shared_ptr<View> LayoutConstraint::view(std::string_view name) const {
-  auto found = _views.find(name);
-  return found == _views.end() ? nullptr : found->second.lock();
-}
-
-std::vector<std::string> LayoutConstraint::viewNames() const {
-  std::vector<std::string> names;
-  names.reserve(_views.size());
-  for (const auto& entry : _views) names.push_back(entry.first);
-  return names;
-}
-
-std::vector<std::string> LayoutConstraint::namesInFormat() const {
-  std::vector<std::string> names;
-  for (std::size_t open = _visualFormat.find('['); open != std::string::npos;
-       open = _visualFormat.find('[', open + 1)) {
-    std::size_t end = open + 1;
-    while (end < _visualFormat.size() &&
-           (std::isalnum(static_cast<unsigned char>(_visualFormat[end])) != 0 ||
-            _visualFormat[end] == '_')) {
-      ++end;
-    }
-    names.push_back(_visualFormat.substr(open + 1, end - open - 1));
-  }
-  return names;
-}
-
-bool LayoutConstraint::isValid() const {
-  if (_visualFormat.empty()) return false;
-  const auto names = namesInFormat();
-  return std::all_of(names.begin(), names.end(),
-                     [this](const std::string& name) { return view(name) != nullptr; });
-}
-
-bool LayoutConstraint::references(const View& target) const {
-  return std::any_of(_views.begin(), _views.end(),
-                     [&target](const auto& entry) { return entry.second.lock().get() == &target; });
-}
+namespace pelorin::headless {
 
 // --- TapGestureRecognizer
 
@@ -103,7 +56,12 @@ std::string View::description() const {
 
 void View::describeDetails(std::string& /*out*/) const {}
 
-void View::addSubview(const std::shared_ptr<View>& view) {
+void View::forEachSubview(SubviewVisitor visit) const {
+  for (const auto& subview : _subviews) visit(*subview);
+}
+
+void View::addSubview(const std::shared_ptr<platform::View>& added) {
+  auto view = std::dynamic_pointer_cast<View>(added);
   if (!view || isDescendantOf(*view)) return;
   view->removeFromSuperview();
   view->_superview = weak_from_this();
@@ -123,7 +81,7 @@ void View::removeFromSuperview() {
 void View::removeConstraintsReferencing(const View& removed) {
   std::erase_if(_constraints, [&removed](const LayoutConstraint& constraint) {
     for (const auto& name : constraint.viewNames()) {
-      auto view = constraint.view(name);
+      auto view = std::dynamic_pointer_cast<View>(constraint.view(name));
       if (view && view->isDescendantOf(removed)) return true;
     }
     return false;
@@ -142,11 +100,6 @@ bool View::addConstraint(LayoutConstraint constraint) {
   if (!constraint.isValid()) return false;
   _constraints.push_back(std::move(constraint));
   return true;
-}
-
-bool View::addConstraints(std::string visualFormat,
-                          const std::map<std::string, std::shared_ptr<View>>& views) {
-  return addConstraint(LayoutConstraint(std::move(visualFormat), views));
 }
 
 std::vector<std::string> View::constraintFormats() const {
@@ -189,4 +142,4 @@ void appendTextDetail(std::string& out, std::string_view name,
   out += text ? " = '" + *text + "'" : std::string(" = nil");
 }
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

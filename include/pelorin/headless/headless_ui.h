@@ -1,11 +1,11 @@
 // The headless user interface: a key window whose root view controller the host sets, and
 // recordings of the alerts shown and the addresses opened, which hosts and tests read and
-// act on (`tapAlertButton`).
+// act on (`tapAlertButton`), and the factory of the library's own views.
 //
 // Thread safety: as every `Ui`, used from the main thread; the recordings (`alerts()`,
 // `openedUrls()`) may also be read from other threads.
-#ifndef PELORIN_PLATFORM_HEADLESS_UI_H_
-#define PELORIN_PLATFORM_HEADLESS_UI_H_
+#ifndef PELORIN_HEADLESS_HEADLESS_UI_H_
+#define PELORIN_HEADLESS_HEADLESS_UI_H_
 
 #include <memory>
 #include <mutex>
@@ -13,11 +13,26 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/headless/view_controller.h"
 #include "pelorin/platform/ui.h"
+#include "pelorin/platform/view_factory.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 
-class HeadlessUi final : public Ui {
+using platform::Alert;
+using platform::AlertAction;
+using platform::AlertActionStyle;
+
+// Makes the library's own views as headless views placed by constraints: a plain view with
+// a tap recogniser, a `WebView`, a `Button` with the image.
+class HeadlessViewFactory final : public platform::ViewFactory {
+ public:
+  std::shared_ptr<platform::View> makeContainerView(std::function<void()> onTap) override;
+  std::shared_ptr<platform::View> makeWebView() override;
+  std::shared_ptr<platform::View> makeImageButton(std::optional<Image> image) override;
+};
+
+class HeadlessUi final : public platform::Ui {
  public:
   // An alert as it was presented.
   struct PresentedAlert {
@@ -29,11 +44,12 @@ class HeadlessUi final : public Ui {
   // A screen of 390 x 844 points at scale 3.
   HeadlessUi() = default;
 
-  std::shared_ptr<ViewController> keyWindowRootViewController() const override;
+  std::shared_ptr<platform::ViewController> keyWindowRootViewController() const override;
   bool presentAlert(Alert alert) override;
   void openURL(std::string_view url) override;
   Size screenSize() const override;
   double screenScale() const override;
+  platform::ViewFactory& viewFactory() override { return _viewFactory; }
 
   // Makes `controller` the key window's root (the window keeps it alive). Its root view is
   // loaded and sized to the screen, as a window does.
@@ -57,9 +73,10 @@ class HeadlessUi final : public Ui {
   std::vector<PresentedAlert> _alerts;
   std::vector<std::string> _openedUrls;
   Size _screenSize{390, 844};
+  HeadlessViewFactory _viewFactory;
   double _screenScale = 3;
 };
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless
 
-#endif  // PELORIN_PLATFORM_HEADLESS_UI_H_
+#endif  // PELORIN_HEADLESS_HEADLESS_UI_H_

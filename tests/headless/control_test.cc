@@ -1,4 +1,4 @@
-#include "pelorin/platform/control.h"
+#include "pelorin/headless/control.h"
 
 #include <memory>
 #include <string>
@@ -6,24 +6,24 @@
 
 #include <gtest/gtest.h>
 
-#include "pelorin/platform/controls.h"
-#include "platform/event_recorder.h"
+#include "headless/event_recorder.h"
+#include "pelorin/headless/controls.h"
 #include "support/test_platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 // A target as a plug-in service would be: an object owned elsewhere, held weakly.
 class Counter {
  public:
-  void touched(Control& /*sender*/) { ++touches; }
+  void touched(platform::Control& /*sender*/) { ++touches; }
   int touches = 0;
 };
 
 class TwoActions {
  public:
-  void first(Control& /*sender*/) { calls.emplace_back("first"); }
-  void second(Control& /*sender*/) { calls.emplace_back("second"); }
+  void first(platform::Control& /*sender*/) { calls.emplace_back("first"); }
+  void second(platform::Control& /*sender*/) { calls.emplace_back("second"); }
   std::vector<std::string> calls;
 };
 
@@ -48,16 +48,17 @@ TEST(ControlEventsTest, MasksCombineAndIntersect) {
 TEST(ControlTest, ActionRunsOnlyForTheEventsOfItsMask) {
   auto control = std::make_shared<Control>();
   auto target = std::make_shared<int>(0);
-  std::vector<Control*> senders;
+  std::vector<platform::Control*> senders;
   control->addTarget(
-      target, [&](Control& sender) { senders.push_back(&sender); }, ControlEvents::kTouchDown);
+      target, [&](platform::Control& sender) { senders.push_back(&sender); },
+      ControlEvents::kTouchDown);
 
   control->sendActions(ControlEvents::kTouchUpInside);
   control->sendActions(ControlEvents::kValueChanged);
   EXPECT_TRUE(senders.empty());
   control->sendActions(ControlEvents::kTouchDown);
 
-  EXPECT_EQ(senders, (std::vector<Control*>{control.get()}));
+  EXPECT_EQ(senders, (std::vector<platform::Control*>{control.get()}));
 }
 
 TEST(ControlTest, EntryWithSeveralEventsRunsOncePerSend) {
@@ -65,7 +66,8 @@ TEST(ControlTest, EntryWithSeveralEventsRunsOncePerSend) {
   auto target = std::make_shared<int>(0);
   int runs = 0;
   control->addTarget(
-      target, [&](Control&) { ++runs; }, ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
+      target, [&](platform::Control&) { ++runs; },
+      ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
 
   control->sendActions(ControlEvents::kTouchDown | ControlEvents::kTouchUpInside);
   EXPECT_EQ(runs, 1);
@@ -79,7 +81,8 @@ TEST(ControlTest, ActionsRunInTheOrderTheyWereAdded) {
   std::vector<int> order;
   for (int i = 1; i <= 3; ++i) {
     control->addTarget(
-        target, [&order, i](Control&) { order.push_back(i); }, ControlEvents::kValueChanged);
+        target, [&order, i](platform::Control&) { order.push_back(i); },
+        ControlEvents::kValueChanged);
   }
 
   control->sendActions(ControlEvents::kValueChanged);
@@ -111,7 +114,7 @@ TEST(ControlTest, TargetIsKeptAliveWhileItsActionRuns) {
   bool aliveAfterReset = false;
   control->addTarget(
       target,
-      [&](Control&) {
+      [&](platform::Control&) {
         target.reset();  // the last owner lets go during the action
         aliveAfterReset = !weak.expired();
       },
@@ -179,7 +182,7 @@ TEST(ControlTest, PairOfATargetThatWentAwayCanBeAddedAgain) {
 TEST(ControlTest, FunctionObjectsAddedTwiceActTwice) {
   auto control = std::make_shared<Control>();
   auto target = std::make_shared<int>(0);
-  Control::Action count = [target](Control&) { ++*target; };
+  Control::Action count = [target](platform::Control&) { ++*target; };
   control->addTarget(target, count, ControlEvents::kTouchDown);
   control->addTarget(target, count, ControlEvents::kTouchDown);
 
@@ -194,7 +197,7 @@ TEST(ControlTest, EmptyActionOrEmptyMaskIsIgnored) {
 
   control->addTarget(target, Control::Action(), ControlEvents::kTouchDown);
   control->addTarget(
-      target, [](Control&) {}, ControlEvents());
+      target, [](platform::Control&) {}, ControlEvents());
 
   EXPECT_EQ(control->targetCount(), 0u);
 }
@@ -202,7 +205,7 @@ TEST(ControlTest, EmptyActionOrEmptyMaskIsIgnored) {
 TEST(ControlTest, TargetlessActionRunsAsLongAsTheControlLives) {
   auto control = std::make_shared<Control>();
   int runs = 0;
-  control->addAction([&](Control&) { ++runs; }, ControlEvents::kTouchUpInside);
+  control->addAction([&](platform::Control&) { ++runs; }, ControlEvents::kTouchUpInside);
 
   control->tap();
   control->tap();
@@ -248,7 +251,7 @@ TEST(ControlTest, RemoveTargetWithNoTargetRemovesEveryEntry) {
   auto target = std::make_shared<Counter>();
   int targetless = 0;
   control->addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
-  control->addAction([&](Control&) { ++targetless; }, ControlEvents::kTouchDown);
+  control->addAction([&](platform::Control&) { ++targetless; }, ControlEvents::kTouchDown);
 
   control->removeTarget(nullptr, ControlEvents::kAllEvents);
   control->tap();
@@ -262,7 +265,10 @@ TEST(ControlTest, EntryRemovedByAnEarlierActionDoesNotRun) {
   auto first = std::make_shared<int>(0);
   auto second = std::make_shared<Counter>();
   control->addTarget(
-      first, [&](Control& sender) { sender.removeTarget(second.get(), ControlEvents::kAllEvents); },
+      first,
+      [&](platform::Control& sender) {
+        sender.removeTarget(second.get(), ControlEvents::kAllEvents);
+      },
       ControlEvents::kTouchDown);
   control->addTarget(second, &Counter::touched, ControlEvents::kTouchDown);
 
@@ -276,7 +282,7 @@ TEST(ControlTest, EntryAddedByAnActionWaitsForTheNextSend) {
   auto target = std::make_shared<Counter>();
   bool added = false;
   control->addAction(
-      [&](Control& sender) {
+      [&](platform::Control& sender) {
         if (added) return;
         added = true;
         sender.addTarget(target, &Counter::touched, ControlEvents::kTouchDown);
@@ -320,12 +326,12 @@ TEST(ControlTest, ActionMayDropTheLastOwnerOfItsControl) {
   std::weak_ptr<Control> weak = control;
   int runs = 0;
   control->addAction(
-      [&](Control&) {
+      [&](platform::Control&) {
         ++runs;
         control.reset();
       },
       ControlEvents::kTouchDown);
-  control->addAction([&](Control&) { ++runs; }, ControlEvents::kTouchDown);
+  control->addAction([&](platform::Control&) { ++runs; }, ControlEvents::kTouchDown);
 
   weak.lock()->sendActions(ControlEvents::kTouchDown);
 
@@ -358,4 +364,4 @@ TEST(ControlTest, ControlIsAViewFoundInTheTree) {
 }
 
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

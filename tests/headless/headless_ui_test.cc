@@ -1,4 +1,4 @@
-#include "pelorin/platform/headless_ui.h"
+#include "pelorin/headless/headless_ui.h"
 
 #include <memory>
 #include <string>
@@ -6,12 +6,14 @@
 
 #include <gtest/gtest.h>
 
+#include "pelorin/headless/controls.h"
+#include "pelorin/headless/view_controller.h"
+#include "pelorin/headless/web_view.h"
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
-#include "pelorin/platform/view_controller.h"
 #include "support/test_platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 using pelorin::testing::TestPlatform;
@@ -110,7 +112,7 @@ TEST_F(HeadlessUiTest, TestPlatformInstallsItsMainLoopAndUi) {
 TEST(PlatformDefaultsTest, DefaultPlatformHasAHeadlessMainLoopAndUi) {
   Platform platform;
 
-  EXPECT_NE(dynamic_cast<MainLoop*>(&platform.mainThread()), nullptr);
+  EXPECT_NE(dynamic_cast<platform::MainLoop*>(&platform.mainThread()), nullptr);
   EXPECT_NE(dynamic_cast<HeadlessUi*>(&platform.ui()), nullptr);
   EXPECT_TRUE(platform.mainThread().isMainThread());
 }
@@ -125,5 +127,42 @@ TEST(PlatformDefaultsTest, ServicesCanBeReplaced) {
   EXPECT_EQ(&platform.ui(), installed);
 }
 
+TEST(HeadlessViewFactoryTest, ViewsArePlacedByConstraints) {
+  HeadlessViewFactory factory;
+
+  auto container = std::dynamic_pointer_cast<View>(factory.makeContainerView({}));
+  auto web = std::dynamic_pointer_cast<WebView>(factory.makeWebView());
+  auto button = std::dynamic_pointer_cast<Button>(
+      factory.makeImageButton(platform::Image{"close.png", {1, 2}}));
+
+  ASSERT_TRUE(container && web && button);
+  EXPECT_FALSE(container->translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(web->translatesAutoresizingMaskIntoConstraints());
+  EXPECT_FALSE(button->translatesAutoresizingMaskIntoConstraints());
+  EXPECT_EQ(button->image(), (platform::Image{"close.png", {1, 2}}));
+  EXPECT_EQ(button->title(), std::nullopt);
+}
+
+TEST(HeadlessViewFactoryTest, ContainerTapRunsItsActionThroughARecogniser) {
+  HeadlessViewFactory factory;
+  int taps = 0;
+  auto container = std::dynamic_pointer_cast<View>(factory.makeContainerView([&] { ++taps; }));
+
+  container->tap();
+  container->setHidden(true);
+  container->tap();
+
+  EXPECT_EQ(container->gestureRecognizers().size(), 1U);
+  EXPECT_EQ(taps, 1);
+}
+
+TEST(HeadlessViewFactoryTest, ContainerWithoutActionHasNoRecogniser) {
+  HeadlessViewFactory factory;
+
+  auto container = std::dynamic_pointer_cast<View>(factory.makeContainerView({}));
+
+  EXPECT_TRUE(container->gestureRecognizers().empty());
+}
+
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

@@ -1,4 +1,4 @@
-#include "pelorin/platform/controls.h"
+#include "pelorin/headless/controls.h"
 
 #include <memory>
 #include <string>
@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/event_recorder.h"
+#include "headless/event_recorder.h"
 #include "support/test_platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 using Events = std::vector<std::string>;
@@ -268,4 +268,4 @@ TEST(DatePickerTest, StartsAtThePlatformClockAndPickingADateSendsValueChanged) {
 }
 
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

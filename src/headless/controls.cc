@@ -1,4 +1,4 @@
-#include "pelorin/platform/controls.h"
+#include "pelorin/headless/controls.h"
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@
 
 #include "pelorin/platform/platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 
 // --- Button
 
@@ -168,4 +168,4 @@ void DatePicker::pickDate(Clock::TimePoint date) {
   sendActions(ControlEvents::kValueChanged);
 }
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

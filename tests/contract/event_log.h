@@ -1,6 +1,6 @@
-// Test helper: records, in order, the control events a control sends.
-#ifndef PELORIN_TESTS_PLATFORM_EVENT_RECORDER_H_
-#define PELORIN_TESTS_PLATFORM_EVENT_RECORDER_H_
+// Records, in order, the control events a control sends, through the toolkit interface.
+#ifndef PELORIN_TESTS_CONTRACT_EVENT_LOG_H_
+#define PELORIN_TESTS_CONTRACT_EVENT_LOG_H_
 
 #include <memory>
 #include <string>
@@ -9,12 +9,13 @@
 
 #include "pelorin/platform/control.h"
 
-namespace pelorin::platform {
+namespace pelorin::contract {
 
-class EventRecorder {
+class EventLog {
  public:
   // Registers one target action per known event on `control`.
-  explicit EventRecorder(Control& control) {
+  explicit EventLog(platform::Control& control) {
+    using platform::ControlEvents;
     const std::pair<ControlEvents, const char*> kNames[] = {
         {ControlEvents::kTouchDown, "touch-down"},
         {ControlEvents::kTouchUpInside, "touch-up-inside"},
@@ -26,7 +27,8 @@ class EventRecorder {
     };
     for (const auto& [events, name] : kNames) {
       control.addTarget(
-          _token, [this, name = std::string(name)](Control&) { _events.push_back(name); }, events);
+          _token, [this, name = std::string(name)](platform::Control&) { _events.push_back(name); },
+          events);
     }
   }
 
@@ -38,6 +40,6 @@ class EventRecorder {
   std::vector<std::string> _events;
 };
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::contract
 
-#endif  // PELORIN_TESTS_PLATFORM_EVENT_RECORDER_H_
+#endif  // PELORIN_TESTS_CONTRACT_EVENT_LOG_H_

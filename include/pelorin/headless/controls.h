@@ -3,8 +3,8 @@
 // `typeText`, `toggle`, `drag`, ...), which send the events a real user would cause.
 //
 // Thread safety: none; main thread only, like every toolkit object.
-#ifndef PELORIN_PLATFORM_CONTROLS_H_
-#define PELORIN_PLATFORM_CONTROLS_H_
+#ifndef PELORIN_HEADLESS_CONTROLS_H_
+#define PELORIN_HEADLESS_CONTROLS_H_
 
 #include <cstddef>
 #include <optional>
@@ -12,10 +12,12 @@
 #include <string_view>
 #include <vector>
 
-#include "pelorin/platform/control.h"
+#include "pelorin/headless/control.h"
 #include "pelorin/platform/services.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
+
+using platform::Clock;
 
 // A push button. Its title and image are drawn by the button itself: a button has no text
 // property, so its title is not part of the visible text of a screen.
@@ -118,7 +120,7 @@ class Slider : public Control {
   void setValue(double value);
   double minimumValue() const { return _minimum; }
   double maximumValue() const { return _maximum; }
-  bool isContinuous() const { return _continuous; }
+  bool isContinuous() const override { return _continuous; }
   void setContinuous(bool continuous) { _continuous = continuous; }
 
   // The user puts a finger on the thumb (touch-down), moves it through `positions` in
@@ -209,6 +211,6 @@ class DatePicker : public Control {
   Clock::TimePoint _date;
 };
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless
 
-#endif  // PELORIN_PLATFORM_CONTROLS_H_
+#endif  // PELORIN_HEADLESS_CONTROLS_H_

@@ -1,4 +1,4 @@
-#include "pelorin/platform/picker_view.h"
+#include "pelorin/headless/picker_view.h"
 
 #include <memory>
 #include <string>
@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "pelorin/platform/control.h"
+#include "pelorin/headless/control.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 class RecordingDelegate : public PickerViewDelegate {
@@ -114,4 +114,4 @@ TEST(PickerViewTest, ReplacingComponentsResetsTheSelection) {
 }
 
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

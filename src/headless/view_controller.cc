@@ -1,11 +1,11 @@
-#include "pelorin/platform/view_controller.h"
+#include "pelorin/headless/view_controller.h"
 
 #include <algorithm>
 
 #include "pelorin/platform/platform.h"
 #include "pelorin/platform/ui.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 
 std::shared_ptr<View> ViewController::view() {
   if (_view || _loading) return _view;
@@ -21,7 +21,7 @@ void ViewController::loadView() {
   _view = std::make_shared<View>(Rect{{0, 0}, Platform::current().ui().screenSize()});
 }
 
-std::shared_ptr<View> ViewController::topLayoutGuide() {
+std::shared_ptr<platform::View> ViewController::topLayoutGuide() {
   if (!_topLayoutGuide) {
     _topLayoutGuide = std::make_shared<View>();
     _topLayoutGuide->setAccessibilityIdentifier("topLayoutGuide");
@@ -31,8 +31,7 @@ std::shared_ptr<View> ViewController::topLayoutGuide() {
 
 void ViewController::addChildViewController(const std::shared_ptr<ViewController>& child) {
   if (!child || child.get() == this) return;
-  for (auto ancestor = parentViewController(); ancestor;
-       ancestor = ancestor->parentViewController()) {
+  for (auto ancestor = _parent.lock(); ancestor; ancestor = ancestor->_parent.lock()) {
     if (ancestor == child) return;
   }
   child->removeFromParentViewController();
@@ -57,14 +56,7 @@ std::optional<PropertyValue> ViewController::valueForProperty(std::string_view n
   return found->second;
 }
 
-std::shared_ptr<View> ViewController::viewForProperty(std::string_view name) {
-  auto value = valueForProperty(name);
-  if (!value) return nullptr;
-  if (auto* view = std::get_if<std::shared_ptr<View>>(&*value)) return *view;
-  return nullptr;
-}
-
-void ViewController::addOutlet(std::string name, std::shared_ptr<View> view) {
+void ViewController::addOutlet(std::string name, std::shared_ptr<platform::View> view) {
   setProperty(std::move(name), PropertyValue(std::move(view)));
 }
 
@@ -78,4 +70,4 @@ void ViewController::removeProperty(std::string_view name) {
   if (found != _properties.end()) _properties.erase(found);
 }
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

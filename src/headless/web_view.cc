@@ -1,25 +1,15 @@
-#include "pelorin/platform/web_view.h"
+#include "pelorin/headless/web_view.h"
 
 #include <fmt/format.h>
 
 #include "pelorin/platform/platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 constexpr const char* kBlankPage = "about:blank";
 
 }  // namespace
-
-// The handler is taken by value because overrides keep it to decide later.
-void NavigationDelegate::decidePolicyFor(
-    WebView& /*webView*/, const NavigationAction& /*action*/,
-    DecisionHandler decisionHandler) {  // NOLINT(performance-unnecessary-value-param)
-  decisionHandler(NavigationActionPolicy::kAllow);
-}
-
-void NavigationDelegate::didStartProvisionalNavigation(WebView& /*webView*/,
-                                                       const Navigation& /*navigation*/) {}
 
 void WebView::load(UrlRequest request) {
   Load load;
@@ -106,4 +96,4 @@ void WebView::describeDetails(std::string& out) const {
   out += fmt::format("; url = '{}'", _url.value_or(""));
 }
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

@@ -1,8 +1,8 @@
-#include "pelorin/platform/picker_view.h"
+#include "pelorin/headless/picker_view.h"
 
 #include <fmt/format.h>
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 
 PickerView::PickerView(std::vector<std::vector<std::string>> components) {
   setComponents(std::move(components));
@@ -56,4 +56,4 @@ void PickerView::describeDetails(std::string& out) const {
   out += fmt::format("; selected = [{}]", selected);
 }
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

@@ -1,4 +1,4 @@
-#include "pelorin/platform/web_view.h"
+#include "pelorin/headless/web_view.h"
 
 #include <memory>
 #include <string>
@@ -8,7 +8,7 @@
 
 #include "support/test_platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 using pelorin::testing::TestPlatform;
@@ -17,7 +17,7 @@ using pelorin::testing::TestPlatform;
 // other navigation goes ahead. With `deferred`, it keeps the handler instead of deciding.
 class RecordingDelegate : public NavigationDelegate {
  public:
-  void decidePolicyFor(WebView& /*webView*/, const NavigationAction& action,
+  void decidePolicyFor(platform::WebView& /*webView*/, const NavigationAction& action,
                        DecisionHandler decisionHandler) override {
     asked.push_back(action.request.url + (action.navigationType == NavigationType::kLinkActivated
                                               ? " (link)"
@@ -30,7 +30,8 @@ class RecordingDelegate : public NavigationDelegate {
                         ? NavigationActionPolicy::kCancel
                         : NavigationActionPolicy::kAllow);
   }
-  void didStartProvisionalNavigation(WebView& /*webView*/, const Navigation& navigation) override {
+  void didStartProvisionalNavigation(platform::WebView& /*webView*/,
+                                     const Navigation& navigation) override {
     started.push_back(std::to_string(navigation.id) + " " + navigation.url);
   }
 
@@ -119,7 +120,8 @@ TEST_F(WebViewTest, NewerLoadReplacesOneNotYetStarted) {
 TEST_F(WebViewTest, CancelledNavigationNeverStarts) {
   class Refusing : public NavigationDelegate {
    public:
-    void decidePolicyFor(WebView&, const NavigationAction&, DecisionHandler handler) override {
+    void decidePolicyFor(platform::WebView&, const NavigationAction&,
+                         DecisionHandler handler) override {
       handler(NavigationActionPolicy::kCancel);
     }
   };
@@ -210,4 +212,4 @@ TEST_F(WebViewTest, DefaultDelegateAllowsEverything) {
 }
 
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

@@ -8,21 +8,22 @@
 
 #include <gtest/gtest.h>
 
+#include "pelorin/headless/toolkit.h"
 #include "pelorin/platform/platform.h"
-#include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 using pelorin::testing::TestPlatform;
 
 // The text of a view and all views below it, as a set.
-void collectText(const View& view, std::set<std::string>& out) {
+// Through the toolkit interfaces, as the library reads a screen.
+void collectText(const platform::View& view, std::set<std::string>& out) {
   if (view.hasTextProperty()) {
     if (auto text = view.text()) out.insert(*text);
   }
-  for (const auto& subview : view.subviews()) collectText(*subview, out);
+  view.forEachSubview([&out](platform::View& subview) { collectText(subview, out); });
 }
 
 class ScreenTest : public ::testing::Test {
@@ -49,7 +50,7 @@ TEST_F(ScreenTest, VisibleTextIsThatOfLabelsAndFields) {
   email->typeText("ann@example.com");
   std::set<std::string> text;
 
-  collectText(*test.ui().keyWindowRootViewController()->view(), text);
+  collectText(*test.ui().keyWindowRootViewController()->rootView(), text);
 
   EXPECT_EQ(text, (std::set<std::string>{"Spring sale: 20% off", "ann@example.com"}));
 }
@@ -60,11 +61,12 @@ TEST_F(ScreenTest, OutletFoundByNameReceivesTapsOnTheMainThread) {
   ASSERT_NE(control, nullptr);
   control->addTarget(
       service,
-      [service = std::weak_ptr(service)](Control& sender) {
+      [service = std::weak_ptr(service)](platform::Control& sender) {
         // Work triggered by a tap is handed on through the main thread, as plug-ins do.
-        Platform::current().mainThread().post([service, description = sender.description()] {
-          if (auto log = service.lock()) log->push_back(description);
-        });
+        Platform::current().mainThread().post(
+            [service, description = sender.asView().description()] {
+              if (auto log = service.lock()) log->push_back(description);
+            });
       },
       ControlEvents::kTouchDown);
 
@@ -83,4 +85,4 @@ TEST_F(ScreenTest, RootViewFillsTheScreenAndTitleIsNotAView) {
 }
 
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

@@ -1,12 +1,13 @@
-#include "pelorin/platform/view.h"
+#include "pelorin/headless/view.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 TEST(ViewTest, NewViewHasNoSuperviewNoSubviewsAndNoTextProperty) {
@@ -250,5 +251,43 @@ TEST(ViewTest, TapActionMayRemoveItsViewFromTheTree) {
   EXPECT_TRUE(weak.expired());
 }
 
+// A view of another toolkit stands for a widget the headless toolkit cannot hold.
+class ForeignView : public platform::View {
+ public:
+  bool isGone() const override { return false; }
+  std::string_view className() const override { return "Foreign"; }
+  std::string description() const override { return "<Foreign>"; }
+  std::shared_ptr<platform::View> superview() const override { return nullptr; }
+  void forEachSubview(SubviewVisitor /*visit*/) const override {}
+  bool hasTextProperty() const override { return false; }
+  std::optional<std::string> text() const override { return std::nullopt; }
+  Rect bounds() const override { return {}; }
+  void addSubview(const std::shared_ptr<platform::View>& /*view*/) override {}
+  void removeFromSuperview() override {}
+  bool addConstraint(LayoutConstraint /*constraint*/) override { return false; }
+  void setBackgroundColor(Color /*color*/) override {}
+};
+
+TEST(ViewTest, AViewOfAnotherToolkitIsNotAdded) {
+  auto parent = std::make_shared<View>();
+
+  parent->addSubview(std::make_shared<ForeignView>());
+
+  EXPECT_TRUE(parent->subviews().empty());
+}
+
+TEST(ViewTest, SubviewsAreVisitedInOrderThroughTheInterface) {
+  auto parent = std::make_shared<View>();
+  auto first = std::make_shared<Label>("first");
+  auto second = std::make_shared<View>();
+  parent->addSubview(first);
+  parent->addSubview(second);
+
+  std::vector<platform::View*> visited;
+  parent->forEachSubview([&](platform::View& view) { visited.push_back(&view); });
+
+  EXPECT_EQ(visited, (std::vector<platform::View*>{first.get(), second.get()}));
+}
+
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

@@ -1,12 +1,39 @@
-#include "pelorin/platform/headless_ui.h"
+#include "pelorin/headless/headless_ui.h"
 
 #include <algorithm>
 
-#include "pelorin/platform/view_controller.h"
+#include "pelorin/headless/controls.h"
+#include "pelorin/headless/web_view.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 
-std::shared_ptr<ViewController> HeadlessUi::keyWindowRootViewController() const {
+std::shared_ptr<platform::View> HeadlessViewFactory::makeContainerView(
+    std::function<void()> onTap) {
+  auto view = std::make_shared<View>();
+  view->setTranslatesAutoresizingMaskIntoConstraints(false);
+  if (onTap) {
+    // The recogniser's target is the action itself: it lives as long as the recogniser.
+    auto action = std::make_shared<std::function<void()>>(std::move(onTap));
+    view->addGestureRecognizer(std::make_shared<TapGestureRecognizer>(
+        action, [action](TapGestureRecognizer& /*recognizer*/) { (*action)(); }));
+  }
+  return view;
+}
+
+std::shared_ptr<platform::View> HeadlessViewFactory::makeWebView() {
+  auto view = std::make_shared<WebView>();
+  view->setTranslatesAutoresizingMaskIntoConstraints(false);
+  return view;
+}
+
+std::shared_ptr<platform::View> HeadlessViewFactory::makeImageButton(std::optional<Image> image) {
+  auto button = std::make_shared<Button>();
+  button->setTranslatesAutoresizingMaskIntoConstraints(false);
+  button->setImage(std::move(image));
+  return button;
+}
+
+std::shared_ptr<platform::ViewController> HeadlessUi::keyWindowRootViewController() const {
   std::lock_guard<std::mutex> lock(_mutex);
   return _root;
 }
@@ -87,4 +114,4 @@ std::vector<std::string> HeadlessUi::openedUrls() const {
   return _openedUrls;
 }
 
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless

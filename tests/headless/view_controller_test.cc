@@ -1,4 +1,4 @@
-#include "pelorin/platform/view_controller.h"
+#include "pelorin/headless/view_controller.h"
 
 #include <memory>
 #include <string>
@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "pelorin/platform/controls.h"
+#include "pelorin/headless/controls.h"
 #include "support/test_platform.h"
 
-namespace pelorin::platform {
+namespace pelorin::headless {
 namespace {
 
 using pelorin::testing::TestPlatform;
@@ -179,7 +179,7 @@ TEST_F(ViewControllerTest, FollowingParentsReachesTheOutermostController) {
   tabs->addChildViewController(navigation);
   navigation->addChildViewController(screen);
 
-  auto top = screen;
+  std::shared_ptr<platform::ViewController> top = screen;
   while (auto parent = top->parentViewController()) top = parent;
 
   EXPECT_EQ(top, tabs);
@@ -223,4 +223,4 @@ TEST_F(ViewControllerTest, TopLayoutGuideIsAViewOutsideTheTree) {
 }
 
 }  // namespace
-}  // namespace pelorin::platform
+}  // namespace pelorin::headless
