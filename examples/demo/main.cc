@@ -117,10 +117,9 @@ int runApp(const Options& options, const std::string& serverUrl, const std::stri
     std::fprintf(stderr, "pelorin-demo: cannot find its own program to run the app\n");
     return 1;
   }
-  std::vector<std::string> arguments{self,          "--server",      serverUrl,
-                                     "--storage",   options.storage, "--app-id",
-                                     options.appId, "--resume",      state,
-                                     "--hand-over", handOver};
+  std::vector<std::string> arguments{
+      self,          "--server", serverUrl, "--storage",   options.storage, "--app-id",
+      options.appId, "--resume", state,     "--hand-over", handOver};
   if (options.debug) arguments.emplace_back("--debug");
   if (options.verbose) arguments.emplace_back("--verbose");
   if (options.steps > 0) {
