@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/toolkit.h"
 #include "support/test_platform.h"
@@ -156,7 +156,8 @@ class InteractionContextClientTest : public InteractionContextTest {
   // Stores the connections of a page view's answer in the client.
   static void answerConnections(std::string_view connections) {
     JsonValue answer = json(R"({"result":{"connections":)" + std::string(connections) + "}}");
-    PelorinClient::synchronized([&] { client().engine().processConnectionsResult(answer.ref()); });
+    PelorinClient::synchronized(
+        [&] { ClientTesting::engine(client()).processConnectionsResult(answer.ref()); });
   }
 
   static InteractionContext contextOn(const std::shared_ptr<platform::ViewController>& controller,
