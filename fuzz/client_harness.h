@@ -13,7 +13,7 @@
 
 #include <boost/json.hpp>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "fuzz_support.h"
 #include "pelorin/pelorin_client.h"
 
@@ -36,7 +36,7 @@ struct Harness {
       client->createEvent("PAGEVIEW", std::map<std::string, std::string>{
                                           {"screenName", "Checkout/Café-Ωμέγα/東京-42"}});
     }
-    client->engine().waitForOperations();
+    ClientTesting::waitForOperations(*client);
     services.mainLoop->runUntilIdle();
   }
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "client_harness.h"
 #include "pelorin/interaction_context.h"
 #include "pelorin/pelorin_client.h"
@@ -56,13 +56,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   result["interactions"] = *interactions->rawPtr();
   const JsonValue answer(boost::json::object{{"id", "4"}, {"result", std::move(result)}});
   PelorinClient::synchronized([&] {
-    h.client->engine().setLocale(kLocales[size % kLocales.size()]);
-    h.client->engine().processInteractionsResult(h.screen.controller, answer.ref(), true);
+    ClientTesting::engine(*h.client).setLocale(kLocales[size % kLocales.size()]);
+    ClientTesting::engine(*h.client).processInteractionsResult(h.screen.controller, answer.ref(),
+                                                               true);
   });
   h.services.mainLoop->runUntilIdle();
   h.screen.use();
   h.services.mainLoop->runUntilIdle();
-  PelorinClient::synchronized([&] { h.client->engine().destroyPlugins(); });
+  PelorinClient::synchronized([&] { ClientTesting::engine(*h.client).destroyPlugins(); });
   h.services.mainLoop->runUntilIdle();
   PelorinEventFactory::getInstance().clearEvents();
   return 0;

@@ -91,6 +91,8 @@ std::string printHeaders(const platform::HttpHeaders& headers) {
 
 }  // namespace
 
+void PelorinConnector::waitForAbandonedRequest() { waitForAbandonedExchange(REQUEST_TIMEOUT); }
+
 PelorinConnector::PelorinConnector(std::optional<std::string> userName,
                                    std::optional<std::string> mobileSessionId,
                                    std::optional<std::chrono::milliseconds> responseWait)

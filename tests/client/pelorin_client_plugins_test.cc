@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "pelorin/event.h"
 #include "pelorin/headless/view_controller.h"
 #include "pelorin/pelorin_client.h"
@@ -82,10 +82,13 @@ class PelorinClientPluginsTest : public ::testing::Test {
     client().registerPluginClass(PluginClass::of<Recorder>("MyApp.Recorder"));
     client().registerPluginClass(PluginClass::of<Quiet>("MyApp.Quiet"));
     _test.console().clear();
+    journal().clear();
   }
 
   static PelorinClient& client() { return PelorinClient::getInstance(); }
-  static PelorinClientImpl& engine() { return client().engine(); }
+  static PelorinClientImpl& engine() ASSERT_CAPABILITY(globalLock()) {
+    return ClientTesting::engine(client());
+  }
 
   static std::vector<std::shared_ptr<PelorinPlugin>> select(std::string_view interactions) {
     JsonValue list = json(interactions);

@@ -112,7 +112,7 @@ devserver::DevServerOptions configured() {
 
 class ClientPluginsE2ETest : public testing::ClientE2ETest {
  protected:
-  ClientPluginsE2ETest() : ClientE2ETest(configured()) {}
+  ClientPluginsE2ETest() : ClientE2ETest(configured()) { journal().clear(); }
 
   void registerRecorder() {
     client().registerPluginClass(PluginClass::of<Recorder>("MyApp.Recorder"));

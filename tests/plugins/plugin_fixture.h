@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <boost/json.hpp>
 
+#include "client/client_testing.h"
 #include "client/pelorin_client_impl.h"
 #include "pelorin/headless/view_controller.h"
 #include "pelorin/pelorin_client.h"
@@ -62,8 +63,8 @@ class PluginTest : public ::testing::Test {
          boost::json::object{
              {"interactions", boost::json::array{*interaction(pluginClass, parameters).raw()}}}}});
     PelorinClient::synchronized([&] {
-      client().engine().processInteractionsResult(client().engine().viewController(), result.ref(),
-                                                  true);
+      ClientTesting::engine(client()).processInteractionsResult(
+          ClientTesting::engine(client()).viewController(), result.ref(), true);
     });
     _test.mainLoop().runUntilIdle();
   }
@@ -73,7 +74,7 @@ class PluginTest : public ::testing::Test {
       std::string_view name) {
     return PelorinClient::synchronized(
         [&]() -> std::optional<std::pair<OperationType, std::vector<std::string>>> {
-          const auto* entry = client().engine().commitLog().getProperty(name);
+          const auto* entry = ClientTesting::engine(client()).commitLog().getProperty(name);
           if (entry == nullptr) return std::nullopt;
           return std::make_pair(entry->type(), entry->values());
         });

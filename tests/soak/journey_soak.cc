@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "client/client_testing.h"
 #include "client/pelorin_client_impl.h"
 #include "pelorin/headless/control.h"
 #include "pelorin/headless/headless_ui.h"
@@ -101,9 +102,9 @@ void JourneySoak::pageViewTime() {
 }
 
 bool JourneySoak::waitFor(const std::shared_ptr<bool>& done) {
-  auto& engine = PelorinClient::getInstance().engine();
+  PelorinClient& client = PelorinClient::getInstance();
   const auto deadline = std::chrono::steady_clock::now() + kAnswerLimit;
-  while (!*done || engine.pendingOperations() > 0) {
+  while (!*done || ClientTesting::pendingOperations(client) > 0) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     _screens->loop->runFor(1ms);
   }
@@ -199,7 +200,7 @@ SoakSample JourneySoak::sample() const {
   SoakSample sample;
   sample.pageViews = _pageViews;
   PelorinClient::synchronized([&] {
-    auto& engine = PelorinClient::getInstance().engine();
+    auto& engine = ClientTesting::engine(PelorinClient::getInstance());
     for (const auto& [name, values] : engine.cache().properties) {
       sample.profileValues += values.size();
       for (const auto& value : values) sample.profileBytes += lengthWithoutDigits(value);
