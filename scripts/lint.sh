@@ -6,6 +6,7 @@ cd "$(dirname "$0")/.."
 mapfile -t files < <(git ls-files '*.h' '*.cc')
 clang-format --dry-run -Werror "${files[@]}"
 echo "lint: formatting clean (${#files[@]} files)"
+scripts/check-readme-quickstart.sh
 if [ "${1:-}" = "--tidy" ]; then
   mapfile -t sources < <(git ls-files '*.cc' | grep -v '^fuzz/')
   clang-tidy -p build --quiet "${sources[@]}"

@@ -15,13 +15,14 @@
 #include <string_view>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
 
 // A set of control events. The bit values are those of the common mobile toolkit, so masks
 // written by rules and plug-ins keep their meaning.
-class ControlEvents {
+class PELORIN_EXPORT ControlEvents {
  public:
   static const ControlEvents kTouchDown;            // 0x1
   static const ControlEvents kTouchUpInside;        // 0x40
@@ -76,11 +77,11 @@ enum class ControlKind {
   kOther,
 };
 
-std::string_view toString(ControlKind kind);
+PELORIN_EXPORT std::string_view toString(ControlKind kind);
 
 // The base of every control. On its own (kind kOther) it is a generic control that an app
 // subclasses; the concrete ones are in controls.h.
-class Control : public View {
+class PELORIN_EXPORT Control : public View {
  public:
   using Action = std::function<void(Control&)>;
 

@@ -13,11 +13,12 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/ui.h"
 
 namespace pelorin::platform {
 
-class HeadlessUi final : public Ui {
+class PELORIN_EXPORT HeadlessUi final : public Ui {
  public:
   // An alert as it was presented.
   struct PresentedAlert {

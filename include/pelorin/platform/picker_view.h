@@ -17,20 +17,21 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
 
 class PickerView;
 
-class PickerViewDelegate {
+class PELORIN_EXPORT PickerViewDelegate {
  public:
   virtual ~PickerViewDelegate() = default;
   // The user settled `component` on `row`.
   virtual void didSelectRow(PickerView& pickerView, std::size_t row, std::size_t component) = 0;
 };
 
-class PickerView : public View {
+class PELORIN_EXPORT PickerView : public View {
  public:
   PickerView() = default;
   // Each element is one component's row titles. Every non-empty component starts with its

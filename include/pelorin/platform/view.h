@@ -23,6 +23,7 @@
 #include <string_view>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/ui_types.h"
 
 namespace pelorin::platform {
@@ -32,7 +33,7 @@ class View;
 // One set of constraints written in the visual format language, e.g. "H:|-10-[button]",
 // with the views its names stand for. The headless toolkit records constraints; it does
 // not solve them. The views are held weakly.
-class LayoutConstraint {
+class PELORIN_EXPORT LayoutConstraint {
  public:
   LayoutConstraint(std::string visualFormat,
                    const std::map<std::string, std::shared_ptr<View>>& views);
@@ -57,7 +58,7 @@ class LayoutConstraint {
 
 // Recognises a tap on the view it is attached to and sends its actions. The targets are
 // held weakly: an action runs only while its target lives.
-class TapGestureRecognizer {
+class PELORIN_EXPORT TapGestureRecognizer {
  public:
   using Action = std::function<void(TapGestureRecognizer&)>;
 
@@ -87,7 +88,7 @@ class TapGestureRecognizer {
   bool _enabled = true;
 };
 
-class View : public std::enable_shared_from_this<View> {
+class PELORIN_EXPORT View : public std::enable_shared_from_this<View> {
  public:
   View() = default;
   explicit View(Rect frame) : _frame(frame) {}
@@ -176,7 +177,7 @@ class View : public std::enable_shared_from_this<View> {
 };
 
 // Shows one line of text. It has a text property, which holds nothing until it is set.
-class Label : public View {
+class PELORIN_EXPORT Label : public View {
  public:
   Label() = default;
   explicit Label(std::optional<std::string> text) : _text(std::move(text)) {}
@@ -194,8 +195,8 @@ class Label : public View {
 };
 
 // Appends "; text = 'value'" (or "; text = nil") to a description.
-void appendTextDetail(std::string& out, std::string_view name,
-                      const std::optional<std::string>& text);
+PELORIN_EXPORT void appendTextDetail(std::string& out, std::string_view name,
+                                     const std::optional<std::string>& text);
 
 }  // namespace pelorin::platform
 

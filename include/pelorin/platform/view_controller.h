@@ -39,6 +39,7 @@
 #include <variant>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
@@ -46,7 +47,7 @@ namespace pelorin::platform {
 // The value of a controller property: nil, a string, or a view.
 using PropertyValue = std::variant<std::monostate, std::string, std::shared_ptr<View>>;
 
-class ViewController : public std::enable_shared_from_this<ViewController> {
+class PELORIN_EXPORT ViewController : public std::enable_shared_from_this<ViewController> {
  public:
   ViewController() = default;
   explicit ViewController(std::optional<std::string> title) : _title(std::move(title)) {}

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
@@ -29,7 +30,7 @@ enum class UrlRequestCachePolicy {
   kReturnCacheDataElseLoad,
 };
 
-struct UrlRequest {
+struct PELORIN_EXPORT UrlRequest {
   std::string url;
   UrlRequestCachePolicy cachePolicy = UrlRequestCachePolicy::kUseProtocolCachePolicy;
   std::chrono::milliseconds timeoutInterval{60000};
@@ -45,7 +46,7 @@ enum class NavigationType {
   kOther,
 };
 
-struct NavigationAction {
+struct PELORIN_EXPORT NavigationAction {
   UrlRequest request;
   NavigationType navigationType = NavigationType::kOther;
 };
@@ -53,14 +54,14 @@ struct NavigationAction {
 enum class NavigationActionPolicy { kCancel, kAllow };
 
 // A navigation that started: its number within the web view and its address.
-struct Navigation {
+struct PELORIN_EXPORT Navigation {
   std::uint64_t id = 0;
   std::string url;
 };
 
 class WebView;
 
-class NavigationDelegate {
+class PELORIN_EXPORT NavigationDelegate {
  public:
   using DecisionHandler = std::function<void(NavigationActionPolicy)>;
 
@@ -73,7 +74,7 @@ class NavigationDelegate {
   virtual void didStartProvisionalNavigation(WebView& webView, const Navigation& navigation);
 };
 
-class WebView : public View {
+class PELORIN_EXPORT WebView : public View {
  public:
   // One call of `load` or `loadHTMLString`.
   struct Load {
