@@ -22,8 +22,8 @@
 #include <string>
 #include <vector>
 
-#include "client/constants.h"
 #include "client/pelorin_client_impl.h"
+#include "config/constants.h"
 #include "json/json_value_access.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/headless.h"

@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "client/constants.h"
+#include "config/constants.h"
 #include "json/json_value_access.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "client/constants.h"
+#include "config/constants.h"
 #include "fuzz_support.h"
 #include "protocol/profile_hash.h"
 #include "storage/pelorin_cache.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "client/constants.h"
+#include "config/constants.h"
 #include "fuzz_support.h"
 #include "protocol/pelorin_connector.h"
 #include "storage/pelorin_commit_log.h"

@@ -13,11 +13,11 @@ trap 'kill "$server" 2>/dev/null || true; rm -rf "$scratch"' EXIT
 address=""
 while IFS= read -r -t 30 line <&3; do
   case $line in
-    "client address: "*) address=${line#client address: }; break ;;
+    "pelorin-devserver listening on "*) address="${line#pelorin-devserver listening on }/"; break ;;
   esac
 done
 if [ -z "$address" ]; then
-  echo "the devserver printed no client address" >&2
+  echo "the devserver printed no address" >&2
   exit 1
 fi
 

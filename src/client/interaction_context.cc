@@ -2,7 +2,7 @@
 
 #include "base/describe.h"
 #include "base/text.h"
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "pelorin/pelorin_client.h"
 
 namespace pelorin {

@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "client/constants.h"
+#include "config/constants.h"
 #include "events/event_bus_client_link.h"
 #include "json/utf8.h"
 #include "pelorin/event.h"

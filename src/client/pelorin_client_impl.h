@@ -18,8 +18,8 @@
 #include <vector>
 
 #include "client/operation_queue.h"
-#include "client/pelorin_configuration.h"
 #include "client/plugin_registry.h"
+#include "config/pelorin_configuration.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_plugin.h"
 #include "pelorin/pelorin_segment.h"

@@ -4,10 +4,10 @@
 #include <fmt/format.h>
 
 #include "base/describe.h"
-#include "client/constants.h"
 #include "client/pelorin_client_impl.h"
-#include "client/pelorin_configuration.h"
 #include "client/segments_and_connections.h"
+#include "config/constants.h"
+#include "config/pelorin_configuration.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/pelorin_event_manager.h"

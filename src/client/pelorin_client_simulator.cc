@@ -2,8 +2,8 @@
 // <package name>://<host>/<user name>/<mobile session>
 #include <vector>
 
-#include "client/constants.h"
 #include "client/pelorin_client_impl.h"
+#include "config/constants.h"
 #include "json/utf8.h"
 #include "pelorin/platform/main_thread.h"
 #include "pelorin/platform/platform.h"

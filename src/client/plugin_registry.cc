@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "pelorin/platform/platform.h"
 
 namespace pelorin {

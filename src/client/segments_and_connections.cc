@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 
 namespace pelorin {
 

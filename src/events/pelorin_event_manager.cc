@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "events/event_bus_client_link.h"
 #include "pelorin/pelorin_client.h"
 

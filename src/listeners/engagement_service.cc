@@ -13,7 +13,7 @@
 #include "base/day_number.h"
 #include "base/decimal_integer.h"
 #include "base/text.h"
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "json/json_value_access.h"
 #include "listeners/listener_util.h"
 #include "pelorin/pelorin_client.h"

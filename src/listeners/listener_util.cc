@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/text.h"
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "json/json_value_access.h"
 #include "pelorin/interaction_context.h"
 #include "pelorin/pelorin_client.h"

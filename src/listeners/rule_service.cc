@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "base/text.h"
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "listeners/listener_util.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"

@@ -10,7 +10,7 @@
 
 #include "base/describe.h"
 #include "base/text.h"
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 
 namespace pelorin {
 namespace {

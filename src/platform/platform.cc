@@ -4,12 +4,12 @@
 #include <mutex>
 #include <vector>
 
-#include "client/constants.h"
+#include "config/constants.h"
 #include "pelorin/platform/curl_http_client.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/headless_ui.h"
 #include "pelorin/platform/main_loop.h"
-#include "storage/pelorin_data_manager.h"
+#include "platform/library_folder.h"
 
 namespace pelorin {
 namespace {
@@ -31,7 +31,7 @@ std::vector<std::unique_ptr<Platform>>& retired() {
 // The cookie file lives in the library's folder, which the host's file system names only
 // once it is set up: asked at the first request.
 std::optional<std::filesystem::path> defaultCookieFile() {
-  auto folder = PelorinDataManager::getFolderLocation();
+  auto folder = platform::libraryFolder();
   if (!folder) return std::nullopt;
   return std::filesystem::path(*folder) / Constants::Files::COOKIES;
 }

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 
 #include "base/decimal_integer.h"
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "pelorin/pelorin_client.h"
 
 namespace pelorin {

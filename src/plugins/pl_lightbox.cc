@@ -9,7 +9,7 @@
 
 #include <fmt/format.h>
 
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "pelorin/platform/file_system.h"
 #include "pelorin/platform/platform.h"
 #include "plugins/library_resources.h"

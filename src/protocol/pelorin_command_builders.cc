@@ -1,5 +1,5 @@
 // The command builders of PelorinConnector.
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "protocol/pelorin_connector.h"
 
 namespace pelorin {

@@ -4,8 +4,8 @@
 #include <mutex>
 #include <utility>
 
-#include "client/constants.h"
-#include "client/pelorin_configuration.h"
+#include "config/constants.h"
+#include "config/pelorin_configuration.h"
 #include "json/bounded_parse.h"
 #include "json/json_value_access.h"
 #include "json/utf8.h"

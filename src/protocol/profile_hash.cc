@@ -1,6 +1,6 @@
 #include "protocol/profile_hash.h"
 
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 
 namespace pelorin {
 namespace {

@@ -6,7 +6,7 @@
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 #include "json/json_value_access.h"
 
 namespace pelorin {

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <concepts>
 
-#include "client/constants.h"
-#include "client/pelorin_configuration.h"
+#include "config/constants.h"
+#include "config/pelorin_configuration.h"
 #include "json/utf8.h"
 #include "pelorin/platform/platform.h"
+#include "platform/library_folder.h"
 #include "storage/pelorin_cache.h"
 #include "storage/pelorin_commit_log.h"
 
@@ -72,17 +73,7 @@ void keepCorruptFile(const std::string& path) {
 }  // namespace
 
 std::optional<std::string> PelorinDataManager::getFolderLocation() {
-  std::string documents;
-  if (!files().documentsDirectory(&documents).isOk()) {
-    logError("Unable to get folder location");
-    return std::nullopt;
-  }
-  std::string folder = pathIn(documents, FOLDER_NAME);
-  if (!files().createDirectories(folder).isOk()) {
-    logError("Unable to get folder location");
-    return std::nullopt;
-  }
-  return folder;
+  return platform::libraryFolder();
 }
 
 std::optional<std::string> PelorinDataManager::loadStringFromFile(std::string_view fileName) {

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/library_folder.h"
+
 namespace pelorin {
 
 class PelorinCommitLog;
@@ -22,7 +24,7 @@ class PelorinCache;
 class PelorinDataManager {
  public:
   static constexpr std::string_view LOG_TAG = "PL_DATA_MANAGER";
-  static constexpr std::string_view FOLDER_NAME = "pelorin";
+  static constexpr std::string_view FOLDER_NAME = platform::kLibraryFolderName;
   // Appended to the name of a stored object that could not be decoded; the file is kept
   // there so the next write cannot destroy what may still be recovered by hand.
   static constexpr std::string_view CORRUPT_SUFFIX = ".corrupt";

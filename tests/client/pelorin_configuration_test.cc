@@ -1,8 +1,8 @@
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 
 #include <gtest/gtest.h>
 
-#include "client/constants.h"
+#include "config/constants.h"
 #include "support/test_platform.h"
 
 namespace pelorin {

@@ -17,7 +17,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/constants.h"
+#include "config/constants.h"
 #include "storage/pelorin_cache.h"
 #include "storage/pelorin_commit_log.h"
 #include "storage/pelorin_data_manager.h"

@@ -67,12 +67,15 @@ class ChildProcess {
   const std::string& output() const { return _text; }
 
   void kill() { ::kill(_pid, SIGKILL); }
-  // The raw wait status once the child has ended.
+  // The raw wait status once the child has ended. What the child printed and the test had
+  // not read yet is read then, so `output()` holds all of it: a child killed right after it
+  // printed a line has that line in the pipe, not yet in `output()`.
   int wait() {
     if (!_status) {
       int status = 0;
       ::waitpid(_pid, &status, 0);
       _status = status;
+      readAll(kDrainTimeout);
     }
     return *_status;
   }
@@ -90,6 +93,10 @@ class ChildProcess {
     _text.append(buffer, static_cast<std::size_t>(n));
     return true;
   }
+
+  // Reading what an ended child left in the pipe ends at its end of file at once; the bound
+  // only matters when a process the child started holds the pipe open.
+  static constexpr std::chrono::milliseconds kDrainTimeout{5000};
 
   pid_t _pid = -1;
   int _output = -1;

@@ -1,4 +1,4 @@
-#include "client/pelorin_configuration.h"
+#include "config/pelorin_configuration.h"
 
 #include <fmt/format.h>
 

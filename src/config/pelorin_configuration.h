@@ -4,8 +4,8 @@
 // Thread safety: the static operations may be called from any thread; they read the
 // dictionary anew on every call. An instance is owned by the engine and guarded by the
 // global lock.
-#ifndef PELORIN_SRC_CLIENT_PELORIN_CONFIGURATION_H_
-#define PELORIN_SRC_CLIENT_PELORIN_CONFIGURATION_H_
+#ifndef PELORIN_SRC_CONFIG_PELORIN_CONFIGURATION_H_
+#define PELORIN_SRC_CONFIG_PELORIN_CONFIGURATION_H_
 
 #include <concepts>
 #include <optional>
@@ -92,4 +92,4 @@ std::string percentEncodeQueryValue(std::string_view text);
 
 }  // namespace pelorin
 
-#endif  // PELORIN_SRC_CLIENT_PELORIN_CONFIGURATION_H_
+#endif  // PELORIN_SRC_CONFIG_PELORIN_CONFIGURATION_H_

@@ -1,6 +1,6 @@
 // Library-wide constants: the SDK's name and the storage file names.
-#ifndef PELORIN_SRC_CLIENT_CONSTANTS_H_
-#define PELORIN_SRC_CLIENT_CONSTANTS_H_
+#ifndef PELORIN_SRC_CONFIG_CONSTANTS_H_
+#define PELORIN_SRC_CONFIG_CONSTANTS_H_
 
 #include <array>
 #include <string>
@@ -38,4 +38,4 @@ struct Constants {
 
 }  // namespace pelorin
 
-#endif  // PELORIN_SRC_CLIENT_CONSTANTS_H_
+#endif  // PELORIN_SRC_CONFIG_CONSTANTS_H_
