@@ -30,6 +30,8 @@
 #include <boost/json.hpp>
 
 #include "client/client_testing.h"
+#include "client/pelorin_client_impl.h"
+#include "json/json_value_access.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"
@@ -120,7 +122,7 @@ int main(int argc, char** argv) {
       properties[names[static_cast<std::size_t>(i)]] = std::move(list);
     }
   }
-  const pelorin::JsonValue answer(
+  const pelorin::JsonValue answer = pelorin::toJsonValue(
       boost::json::object{{"id", "3"}, {"result", {{"properties", std::move(properties)}}}});
 
   const Usage beforeClient = usage();

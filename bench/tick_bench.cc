@@ -48,7 +48,7 @@ const std::string& libraryFolder() {
     auto platform = std::make_unique<pelorin::Platform>();
     auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
     bundle->set("pl_debug", pelorin::JsonValue(false));
-    bundle->set("pl_server_url", pelorin::JsonValue(boost::json::value("http://127.0.0.1:9")));
+    bundle->set("pl_server_url", pelorin::JsonValue("http://127.0.0.1:9"));
     platform->setBundle(std::move(bundle));
     platform->setReachability(std::make_unique<pelorin::platform::FixedReachability>(
         pelorin::platform::ReachabilityFlags{.reachable = false, .connectionRequired = false}));

@@ -15,6 +15,7 @@
 
 #include "client/client_testing.h"
 #include "fuzz_support.h"
+#include "json/json_value_access.h"
 #include "pelorin/pelorin_client.h"
 
 namespace pelorin::fuzzing {
@@ -61,7 +62,7 @@ inline JsonValue interactionWith(
     list.push_back(boost::json::object{{"id", name},
                                        {"value", boost::json::array{boost::json::string(value)}}});
   }
-  return JsonValue(boost::json::object{
+  return toJsonValue(boost::json::object{
       {"id", "fuzz-1"},
       {"defaultLocale", "en"},
       {"parameters",

@@ -12,6 +12,7 @@
 
 #include "client/client_testing.h"
 #include "client_harness.h"
+#include "json/json_value_access.h"
 #include "pelorin/interaction_context.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
@@ -53,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
 
   boost::json::object result;
-  result["interactions"] = *interactions->rawPtr();
+  result["interactions"] = *rawJson(*interactions);
   const JsonValue answer(boost::json::object{{"id", "4"}, {"result", std::move(result)}});
   PelorinClient::synchronized([&] {
     ClientTesting::engine(*h.client).setLocale(kLocales[size % kLocales.size()]);

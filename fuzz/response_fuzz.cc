@@ -12,6 +12,7 @@
 
 #include "client/client_testing.h"
 #include "client_harness.h"
+#include "json/json_value_access.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "protocol/pelorin_connector.h"

@@ -58,12 +58,12 @@ struct Services {
   demo::RecordingHttpClient* http = nullptr;
 };
 
-JsonValue text(const std::string& value) { return JsonValue(boost::json::value(value)); }
+JsonValue text(const std::string& value) { return JsonValue(value); }
 
 Services installPlatform(const Options& options, const std::string& serverUrl) {
   auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
   bundle->set("pl_server_url", text(serverUrl));
-  bundle->set("pl_debug", JsonValue(boost::json::value(options.debug)));
+  bundle->set("pl_debug", JsonValue(options.debug));
   bundle->set("CFBundleIdentifier", text(options.appId));
   bundle->set("CFBundleExecutable", text("pelorin-demo"));
   bundle->set("CFBundleDisplayName", text("Trailhead"));

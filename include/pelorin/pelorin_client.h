@@ -23,6 +23,7 @@
 #include <utility>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_plugin.h"
 #include "pelorin/pelorin_segment.h"
@@ -36,7 +37,7 @@ class ViewController;
 
 class PelorinClientImpl;
 
-class PelorinClient {
+class PELORIN_EXPORT PelorinClient {
  public:
   using Completion = std::function<void()>;
 

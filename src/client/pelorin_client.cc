@@ -196,12 +196,7 @@ void PelorinClient::createEvent(const std::string& name, const std::optional<Jso
 void PelorinClient::createEvent(const std::string& name,
                                 const std::map<std::string, std::string>& properties,
                                 Completion completion) {
-  boost::json::object object;
-  for (const auto& [key, value] : properties) {
-    object[boost::json::string_view(key.data(), key.size())] =
-        boost::json::string_view(value.data(), value.size());
-  }
-  createEvent(name, JsonValue(std::move(object)), std::move(completion));
+  createEvent(name, std::optional<JsonValue>(properties), std::move(completion));
 }
 
 void PelorinClient::createEvent(

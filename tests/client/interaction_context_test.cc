@@ -149,7 +149,7 @@ class InteractionContextClientTest : public InteractionContextTest {
  protected:
   InteractionContextClientTest() {
     // A server address nobody listens on: these tests never reach a server.
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
+    _test.bundle().set("pl_server_url", JsonValue("http://127.0.0.1:9/"));
   }
 
   static PelorinClient& client() { return PelorinClient::getInstance(); }

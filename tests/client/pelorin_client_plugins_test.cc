@@ -78,7 +78,7 @@ class PelorinClientPluginsTest : public ::testing::Test {
  protected:
   PelorinClientPluginsTest() {
     // A server address nobody listens on: these tests never reach a server.
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
+    _test.bundle().set("pl_server_url", JsonValue("http://127.0.0.1:9/"));
     client().registerPluginClass(PluginClass::of<Recorder>("MyApp.Recorder"));
     client().registerPluginClass(PluginClass::of<Quiet>("MyApp.Quiet"));
     _test.console().clear();

@@ -25,8 +25,8 @@ class PelorinClientTest : public ::testing::Test {
  protected:
   PelorinClientTest() {
     // A server address nobody listens on: these tests never reach a server.
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
-    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+    _test.bundle().set("pl_server_url", JsonValue("http://127.0.0.1:9/"));
+    _test.bundle().set("CFBundleIdentifier", JsonValue("com.example.shop"));
   }
 
   PelorinClient& client() { return PelorinClient::getInstance(); }

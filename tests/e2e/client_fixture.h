@@ -25,8 +25,8 @@ class ClientE2ETest : public ::testing::Test {
   // A server started with `options` (a configuration, for example).
   explicit ClientE2ETest(devserver::DevServerOptions options) : _server(std::move(options)) {
     EXPECT_TRUE(_server.start()) << _server.startError();
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
-    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+    _test.bundle().set("pl_server_url", JsonValue(_server.baseUrl() + "/"));
+    _test.bundle().set("CFBundleIdentifier", JsonValue("com.example.shop"));
   }
 
   // The client, made with the shown screen (if any) as its current view controller.

@@ -55,8 +55,8 @@ class ReportingFileSystem : public pelorin::platform::FileSystemWrapper {
 pelorin::platform::MainLoop& installPlatform(const std::string& storage, const std::string& server,
                                              bool reportWrites) {
   auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
-  bundle->set("pl_server_url", pelorin::JsonValue(boost::json::value(server)));
-  bundle->set("CFBundleIdentifier", pelorin::JsonValue(boost::json::value("com.example.host")));
+  bundle->set("pl_server_url", pelorin::JsonValue(server));
+  bundle->set("CFBundleIdentifier", pelorin::JsonValue("com.example.host"));
   auto platform = std::make_unique<pelorin::Platform>();
   platform->setBundle(std::move(bundle));
   auto files = std::make_unique<pelorin::platform::PosixFileSystem>(storage);
