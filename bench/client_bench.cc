@@ -24,6 +24,7 @@
 
 #include "client/pelorin_client_impl.h"
 #include "config/constants.h"
+#include "json/json_value_access.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"
@@ -45,7 +46,7 @@ const std::string& installPlatform() {
   auto platform = std::make_unique<pelorin::Platform>();
   auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
   bundle->set("pl_debug", pelorin::JsonValue(false));
-  bundle->set("pl_server_url", pelorin::JsonValue(boost::json::value("http://127.0.0.1:9")));
+  bundle->set("pl_server_url", pelorin::JsonValue("http://127.0.0.1:9"));
   platform->setBundle(std::move(bundle));
   platform->setFileSystem(std::make_unique<pelorin::platform::PosixFileSystem>(folder->path()));
   pelorin::Platform::install(std::move(platform));
@@ -198,14 +199,13 @@ void BM_EngineConstruction(benchmark::State& state) {
   pelorin::PelorinClient& facade = client();
   stateFolder();
   for (auto _ : state) {
-    pelorin::PelorinClient::synchronized([&] {
-      pelorin::PelorinClientImpl engine(facade);
-      if (engine.cache().properties.size() != 10000 ||
-          engine.commitLog().properties().size() != 9000) {
-        state.SkipWithError("state not loaded");
-      }
-      benchmark::DoNotOptimize(&engine);
-    });
+    pelorin::MutexLock lock(pelorin::globalLock());
+    pelorin::PelorinClientImpl engine(facade);
+    if (engine.cache().properties.size() != 10000 ||
+        engine.commitLog().properties().size() != 9000) {
+      state.SkipWithError("state not loaded");
+    }
+    benchmark::DoNotOptimize(&engine);
   }
 }
 BENCHMARK(BM_EngineConstruction)->Unit(benchmark::kMillisecond);

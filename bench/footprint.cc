@@ -29,7 +29,9 @@
 
 #include <boost/json.hpp>
 
+#include "client/client_testing.h"
 #include "client/pelorin_client_impl.h"
+#include "json/json_value_access.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"
@@ -120,17 +122,18 @@ int main(int argc, char** argv) {
       properties[names[static_cast<std::size_t>(i)]] = std::move(list);
     }
   }
-  const pelorin::JsonValue answer(
+  const pelorin::JsonValue answer = pelorin::toJsonValue(
       boost::json::object{{"id", "3"}, {"result", {{"properties", std::move(properties)}}}});
 
   const Usage beforeClient = usage();
   pelorin::PelorinClient& client = pelorin::PelorinClient::getInstance();
-  client.engine().waitForOperations();
+  pelorin::ClientTesting::waitForOperations(client);
 
   const Usage before = usage();
   if (source == "server") {
-    pelorin::PelorinClient::synchronized(
-        [&] { client.engine().processPropertiesResult(answer.ref(), false); });
+    pelorin::PelorinClient::synchronized([&] {
+      pelorin::ClientTesting::engine(client).processPropertiesResult(answer.ref(), false);
+    });
   } else {
     for (int i = 0; i < kProperties; ++i) {
       client.setProfileValues(names[static_cast<std::size_t>(i)], valuesOf(i, longValues));
@@ -139,9 +142,9 @@ int main(int argc, char** argv) {
   const Usage after = usage();
 
   const auto held = pelorin::PelorinClient::synchronized(
-      [&] { return client.engine().cache().properties.size(); });
+      [&] { return pelorin::ClientTesting::engine(client).cache().properties.size(); });
   const auto pending = pelorin::PelorinClient::synchronized(
-      [&] { return client.engine().commitLog().properties().size(); });
+      [&] { return pelorin::ClientTesting::engine(client).commitLog().properties().size(); });
   std::printf("footprint %-6s %-5s properties %zu (pending commit entries %zu)\n",
               std::string(source).c_str(), longValues ? "long" : "short", held, pending);
   std::printf("  empty client:        %9lld bytes by new (%lld blocks), %9lld by malloc\n",

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "config/constants.h"
+#include "json/json_value_access.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/platform.h"
 #include "protocol/pelorin_connector.h"

@@ -36,6 +36,8 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using pelorin::globalLock;
+using pelorin::MutexLock;
 using pelorin::PelorinClient;
 using pelorin::PelorinClientImpl;
 
@@ -46,7 +48,7 @@ const std::string& libraryFolder() {
     auto platform = std::make_unique<pelorin::Platform>();
     auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
     bundle->set("pl_debug", pelorin::JsonValue(false));
-    bundle->set("pl_server_url", pelorin::JsonValue(boost::json::value("http://127.0.0.1:9")));
+    bundle->set("pl_server_url", pelorin::JsonValue("http://127.0.0.1:9"));
     platform->setBundle(std::move(bundle));
     platform->setReachability(std::make_unique<pelorin::platform::FixedReachability>(
         pelorin::platform::ReachabilityFlags{.reachable = false, .connectionRequired = false}));
@@ -78,13 +80,18 @@ std::unique_ptr<PelorinClientImpl> engineWithPending(std::int64_t pending) {
   std::error_code ignored;
   std::filesystem::remove_all(libraryFolder(), ignored);
   std::unique_ptr<PelorinClientImpl> engine;
-  PelorinClient::synchronized([&] {
-    engine = std::make_unique<PelorinClientImpl>(client);
-    for (std::int64_t i = 0; i < pending; ++i) {
-      engine->setProfileValue(nameOf(i), "a value of some length " + std::to_string(i));
-    }
-  });
+  MutexLock lock(globalLock());
+  engine = std::make_unique<PelorinClientImpl>(client);
+  for (std::int64_t i = 0; i < pending; ++i) {
+    engine->setProfileValue(nameOf(i), "a value of some length " + std::to_string(i));
+  }
   return engine;
+}
+
+// One more change, under the lock as the facade makes it.
+void changeOneMore(PelorinClientImpl& engine, const std::string& value) {
+  MutexLock lock(globalLock());
+  engine.setProfileValue("one_more", value);
 }
 
 // Calls `getProfileValue` every 100 µs until stopped; keeps its longest call.
@@ -121,8 +128,7 @@ void BM_CallerStallDuringTicks(benchmark::State& state) {
     engine->sync();
     waitForFiles(*engine);
     for (int tick = 0; tick < 3; ++tick) {
-      PelorinClient::synchronized(
-          [&] { engine->setProfileValue("one_more", std::to_string(tick)); });
+      changeOneMore(*engine, std::to_string(tick));
       engine->sync();
       waitForFiles(*engine);
     }
@@ -164,8 +170,7 @@ void BM_TickCpuAfterOneChange(benchmark::State& state) {
   int change = 0;
   for (auto _ : state) {
     const double start = processCpuSeconds();
-    PelorinClient::synchronized(
-        [&] { engine->setProfileValue("one_more", std::to_string(++change)); });
+    changeOneMore(*engine, std::to_string(++change));
     engine->sync();
     waitForFiles(*engine);
     state.SetIterationTime(processCpuSeconds() - start);
@@ -184,8 +189,7 @@ void BM_TickMainThreadTime(benchmark::State& state) {
   waitForFiles(*engine);
   int change = 0;
   for (auto _ : state) {
-    PelorinClient::synchronized(
-        [&] { engine->setProfileValue("one_more", std::to_string(++change)); });
+    changeOneMore(*engine, std::to_string(++change));
     const auto start = Clock::now();
     engine->sync();
     state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());

@@ -1,9 +1,13 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
+# Headers, the library (static, or shared with its version and soname links) and the CMake
+# package: find_package(pelorin) then target_link_libraries(app PRIVATE pelorin::pelorin).
 install(TARGETS pelorin EXPORT pelorinTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/pelorin DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT pelorinTargets NAMESPACE pelorin::
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pelorin)

@@ -15,12 +15,18 @@ function(pelorin_target_defaults target)
   endif()
 endfunction()
 
-# pelorin_add_test(<name> LABEL <label> [TIMEOUT <s>] [COST <n>] SOURCES <files...>
-#                  [LIBS <libs...>])
-# Builds one GoogleTest program and registers each of its tests with CTest, so every
-# test runs in a process of its own (the client singleton is fresh in each).
+# pelorin_add_test(<name> LABEL <label> [TIMEOUT <s>] [COST <n>] [NO_WHOLE | WHOLE_BY_HAND]
+#                  SOURCES <files...> [LIBS <libs...>])
+# Builds one GoogleTest program and registers each of its tests with CTest, each in a
+# process of its own, and the whole program as the test "<name>.Whole" (label "whole"):
+# every test of it in one process, shuffled, twice, which fails when a test leaves the
+# client, the event bus or other process state behind for the next (`ctest -L whole`).
+# NO_WHOLE leaves that out, for a program of one long test. WHOLE_BY_HAND adds the label
+# "by-hand", which CI leaves out: for a program whose tests drive child processes in real
+# time, so that its whole run takes minutes and has no client of its own to check.
 function(pelorin_add_test name)
-  cmake_parse_arguments(ARG "" "LABEL;TIMEOUT;COST" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "NO_WHOLE;WHOLE_BY_HAND" "LABEL;TIMEOUT;COST" "SOURCES;LIBS"
+                        ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   pelorin_target_defaults(${name})
   target_link_libraries(${name} PRIVATE pelorin::pelorin pelorin_test_support ${ARG_LIBS}
@@ -36,6 +42,20 @@ function(pelorin_add_test name)
   gtest_discover_tests(${name}
     PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST}
     DISCOVERY_TIMEOUT 60)
+  if(NOT ARG_NO_WHOLE)
+    # The seed is printed at the top of the output; --gtest_random_seed=<seed> repeats
+    # the order.
+    add_test(NAME ${name}.Whole COMMAND ${name} --gtest_shuffle --gtest_repeat=2
+             WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
+    math(EXPR whole_timeout "${ARG_TIMEOUT} * 5")
+    math(EXPR whole_cost "${ARG_COST} + 100")
+    set(whole_labels "${ARG_LABEL};whole")
+    if(ARG_WHOLE_BY_HAND)
+      list(APPEND whole_labels by-hand)
+    endif()
+    set_tests_properties(${name}.Whole PROPERTIES LABELS "${whole_labels}"
+      TIMEOUT ${whole_timeout} COST ${whole_cost})
+  endif()
 endfunction()
 
 # pelorin_add_benchmark(<name> SOURCES <files...> [LIBS <libs...>])
@@ -44,7 +64,7 @@ function(pelorin_add_benchmark name)
   add_executable(${name} ${ARG_SOURCES})
   pelorin_target_defaults(${name})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
-  target_link_libraries(${name} PRIVATE pelorin::pelorin ${ARG_LIBS} benchmark::benchmark)
+  target_link_libraries(${name} PRIVATE pelorin::pelorin Boost::json ${ARG_LIBS} benchmark::benchmark)
 endfunction()
 
 # pelorin_add_fuzzer(<name> SOURCES <files...> [LIBS <libs...>])
@@ -56,5 +76,5 @@ function(pelorin_add_fuzzer name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
-  target_link_libraries(${name} PRIVATE pelorin::pelorin ${ARG_LIBS})
+  target_link_libraries(${name} PRIVATE pelorin::pelorin Boost::json ${ARG_LIBS})
 endfunction()

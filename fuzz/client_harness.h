@@ -13,8 +13,9 @@
 
 #include <boost/json.hpp>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "fuzz_support.h"
+#include "json/json_value_access.h"
 #include "pelorin/pelorin_client.h"
 
 namespace pelorin::fuzzing {
@@ -36,7 +37,7 @@ struct Harness {
       client->createEvent("PAGEVIEW", std::map<std::string, std::string>{
                                           {"screenName", "Checkout/Café-Ωμέγα/東京-42"}});
     }
-    client->engine().waitForOperations();
+    ClientTesting::waitForOperations(*client);
     services.mainLoop->runUntilIdle();
   }
 
@@ -61,7 +62,7 @@ inline JsonValue interactionWith(
     list.push_back(boost::json::object{{"id", name},
                                        {"value", boost::json::array{boost::json::string(value)}}});
   }
-  return JsonValue(boost::json::object{
+  return toJsonValue(boost::json::object{
       {"id", "fuzz-1"},
       {"defaultLocale", "en"},
       {"parameters",

@@ -14,6 +14,7 @@
 
 #include "client/pelorin_client_impl.h"
 #include "client_harness.h"
+#include "json/json_value_access.h"
 #include "listeners/form_listener.h"
 #include "pelorin/event.h"
 #include "pelorin/headless/picker_view.h"
@@ -71,7 +72,7 @@ JsonValue interactionWith(std::string_view version, std::string_view rules) {
   auto parameter = [](std::string_view id, std::string_view value) {
     return boost::json::object{{"id", id}, {"value", boost::json::array{value}}};
   };
-  return JsonValue(boost::json::object{
+  return toJsonValue(boost::json::object{
       {"id", "fuzz-form"},
       {"defaultLocale", "en"},
       {"parameters",

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "json/json_value_access.h"
 #include "pelorin/headless/toolkit.h"
 #include "pelorin/json_value.h"
 #include "pelorin/platform/file_system.h"

@@ -10,8 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "client_harness.h"
+#include "json/json_value_access.h"
 #include "pelorin/interaction_context.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
@@ -53,16 +54,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
 
   boost::json::object result;
-  result["interactions"] = *interactions->rawPtr();
+  result["interactions"] = *rawJson(*interactions);
   const JsonValue answer(boost::json::object{{"id", "4"}, {"result", std::move(result)}});
   PelorinClient::synchronized([&] {
-    h.client->engine().setLocale(kLocales[size % kLocales.size()]);
-    h.client->engine().processInteractionsResult(h.screen.controller, answer.ref(), true);
+    ClientTesting::engine(*h.client).setLocale(kLocales[size % kLocales.size()]);
+    ClientTesting::engine(*h.client).processInteractionsResult(h.screen.controller, answer.ref(),
+                                                               true);
   });
   h.services.mainLoop->runUntilIdle();
   h.screen.use();
   h.services.mainLoop->runUntilIdle();
-  PelorinClient::synchronized([&] { h.client->engine().destroyPlugins(); });
+  PelorinClient::synchronized([&] { ClientTesting::engine(*h.client).destroyPlugins(); });
   h.services.mainLoop->runUntilIdle();
   PelorinEventFactory::getInstance().clearEvents();
   return 0;

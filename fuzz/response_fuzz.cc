@@ -10,8 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "client_harness.h"
+#include "json/json_value_access.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "protocol/pelorin_connector.h"
@@ -41,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   h.services.http->serve(200, body);
   h.client->createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", "Checkout"}});
-  h.client->engine().waitForOperations();
+  ClientTesting::waitForOperations(*h.client);
   h.services.mainLoop->runUntilIdle();
   h.screen.use();
   h.services.mainLoop->runUntilIdle();
@@ -55,8 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // properties of earlier runs do not pile up.
   const JsonValue reset(boost::json::object{{"profileId", "fuzz-" + std::to_string(++runs % 2)}});
   PelorinClient::synchronized([&] {
-    (void)h.client->engine().processProfileResult(reset.ref());
-    h.client->engine().destroyPlugins();
+    (void)ClientTesting::engine(*h.client).processProfileResult(reset.ref());
+    ClientTesting::engine(*h.client).destroyPlugins();
   });
   h.services.mainLoop->runUntilIdle();
   PelorinEventFactory::getInstance().clearEvents();

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "client_harness.h"
 #include "pelorin/pelorin_client.h"
 
@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool connected = h.client->setURL(url);
   // Only a link in the application's own scheme may connect.
   if (connected && !hasPackageScheme(url)) std::abort();
-  h.client->engine().waitForOperations();
+  ClientTesting::waitForOperations(*h.client);
   h.services.mainLoop->runUntilIdle();
   return 0;
 }

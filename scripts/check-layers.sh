@@ -20,13 +20,13 @@ declare -A ALLOWED=(
   [base]="json"
   [config]=""
   [headless]=""
-  [platform]="config"
+  [platform]="config json"
   [storage]="base config json platform"
   [protocol]="base config json storage"
   [events]="config"
-  [listeners]="base config"
+  [listeners]="base config json"
   [client]="base config events json protocol storage"
-  [plugins]="base client config listeners"
+  [plugins]="base client config json listeners"
 )
 
 root=""

@@ -9,6 +9,7 @@ clang-format --dry-run -Werror "${files[@]}"
 echo "lint: formatting clean (${#files[@]} files)"
 scripts/check-layers.sh
 scripts/check-layers.sh --self-test
+scripts/check-readme-quickstart.sh
 if [ "${1:-}" = "--tidy" ]; then
   mapfile -t sources < <(git ls-files '*.cc' | grep -v '^fuzz/')
   clang-tidy -p build --quiet "${sources[@]}"

@@ -129,16 +129,19 @@ BatchSummary summarise(const Exchange& exchange) {
 std::string describeInFull(const Exchange& exchange) {
   std::string text = exchange.request.method + " " + exchange.request.url + "\n";
   std::optional<JsonValue> batch = JsonValue::parse(exchange.request.body);
-  if (auto* commands = batch ? batch->mutableRaw().if_array() : nullptr) {
+  if (batch && batch->isArray()) {
     // Show the commands with their parameters decoded, as a person wants to read them.
-    for (auto& command : *commands) {
-      auto* object = command.if_object();
-      if (object == nullptr) continue;
-      if (auto* params = object->if_contains("params"); params && params->is_string()) {
-        if (auto decoded = JsonValue::parse(params->get_string())) *params = decoded->mutableRaw();
+    JsonValue commands = JsonValue::array();
+    for (JsonRef command : batch->elements()) {
+      JsonValue shown(command);
+      if (command.isObject() && command["params"].isString()) {
+        if (auto decoded = JsonValue::parse(command["params"].stringView())) {
+          shown.set("params", std::move(*decoded));
+        }
       }
+      commands.append(std::move(shown));
     }
-    text += batch->toPrettyString() + "\n";
+    text += commands.toPrettyString() + "\n";
   } else {
     text += exchange.request.body + "\n";
   }

@@ -182,12 +182,9 @@ void Journey::open(const std::shared_ptr<ShopScreen>& screen) {
 }
 
 void Journey::sendCustomEvent(const std::string& name, const std::vector<std::string>& context) {
-  boost::json::array values;
-  for (const auto& value : context) values.emplace_back(value);
   auto done = std::make_shared<bool>(false);
-  PelorinClient::getInstance().createEvent(
-      name, JsonValue(boost::json::object{{"context", std::move(values)}}),
-      [done] { *done = true; });
+  PelorinClient::getInstance().createEvent(name, JsonValue::object({{"context", context}}),
+                                           [done] { *done = true; });
   waitForNetwork(done);
 }
 

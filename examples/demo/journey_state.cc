@@ -2,25 +2,20 @@
 
 #include <cstdint>
 
-#include <boost/json.hpp>
-
 namespace demo {
 
 using pelorin::JsonRef;
 using pelorin::JsonValue;
 
 std::string JourneyState::encode() const {
-  boost::json::object object;
-  object["nextStep"] = nextStep;
-  boost::json::array names;
-  for (const auto& name : propertyNames) names.emplace_back(name);
-  object["propertyNames"] = std::move(names);
-  boost::json::array idle;
-  for (int step : idleSteps) idle.emplace_back(step);
-  object["idleSteps"] = std::move(idle);
-  if (scoreInteraction) object["scoreInteraction"] = *scoreInteraction->raw();
-  if (rankingInteraction) object["rankingInteraction"] = *rankingInteraction->raw();
-  return JsonValue(std::move(object)).toCompactString();
+  JsonValue object = JsonValue::object({{"nextStep", nextStep}});
+  JsonValue names = JsonValue::array();
+  for (const auto& name : propertyNames) names.append(name);
+  object.set("propertyNames", std::move(names));
+  object.set("idleSteps", idleSteps);
+  if (scoreInteraction) object.set("scoreInteraction", *scoreInteraction);
+  if (rankingInteraction) object.set("rankingInteraction", *rankingInteraction);
+  return object.toCompactString();
 }
 
 std::optional<JourneyState> JourneyState::decode(std::string_view text) {

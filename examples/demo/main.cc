@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,6 +48,7 @@ struct Options {
   bool verbose = false;
   int steps = 0;  // 0: all
   std::string resume;
+  std::string handOver;
 };
 
 // The services the demo reaches again after installing them.
@@ -55,12 +58,12 @@ struct Services {
   demo::RecordingHttpClient* http = nullptr;
 };
 
-JsonValue text(const std::string& value) { return JsonValue(boost::json::value(value)); }
+JsonValue text(const std::string& value) { return JsonValue(value); }
 
 Services installPlatform(const Options& options, const std::string& serverUrl) {
   auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
   bundle->set("pl_server_url", text(serverUrl));
-  bundle->set("pl_debug", JsonValue(boost::json::value(options.debug)));
+  bundle->set("pl_debug", JsonValue(options.debug));
   bundle->set("CFBundleIdentifier", text(options.appId));
   bundle->set("CFBundleExecutable", text("pelorin-demo"));
   bundle->set("CFBundleDisplayName", text("Trailhead"));
@@ -98,19 +101,25 @@ std::optional<std::string> makeTemporaryFolder() {
   return pattern;
 }
 
-// Runs this program again for the rest of the journey, as a user would restart the app:
-// a new process on the same storage folder and server. Answers its exit status.
-int restartApp(const Options& options, const std::string& serverUrl,
-               const demo::JourneyState& state) {
+// Exit status of an app process whose journey goes on in a restarted app; it has left its
+// state in the hand-over file.
+constexpr int kRestartStatus = 75;
+
+// Runs the app, this program with a journey state, as a process of its own on the storage
+// folder and server, and answers its exit status. The app ends before the next one starts,
+// as when a user closes and reopens it: the library finishes its file writes as its
+// process exits.
+int runApp(const Options& options, const std::string& serverUrl, const std::string& state,
+           const std::string& handOver) {
   std::error_code error;
   const std::string self = std::filesystem::read_symlink("/proc/self/exe", error).string();
   if (error) {
-    std::fprintf(stderr, "pelorin-demo: cannot find its own program to restart\n");
+    std::fprintf(stderr, "pelorin-demo: cannot find its own program to run the app\n");
     return 1;
   }
-  std::vector<std::string> arguments{self,          "--server",      serverUrl,
-                                     "--storage",   options.storage, "--app-id",
-                                     options.appId, "--resume",      state.encode()};
+  std::vector<std::string> arguments{
+      self,          "--server", serverUrl, "--storage",   options.storage, "--app-id",
+      options.appId, "--resume", state,     "--hand-over", handOver};
   if (options.debug) arguments.emplace_back("--debug");
   if (options.verbose) arguments.emplace_back("--verbose");
   if (options.steps > 0) {
@@ -125,12 +134,36 @@ int restartApp(const Options& options, const std::string& serverUrl,
   std::fflush(stdout);
   pid_t child = 0;
   if (::posix_spawn(&child, self.c_str(), nullptr, nullptr, argv.data(), environ) != 0) {
-    std::fprintf(stderr, "pelorin-demo: cannot restart itself\n");
+    std::fprintf(stderr, "pelorin-demo: cannot start the app\n");
     return 1;
   }
   int status = 0;
   if (::waitpid(child, &status, 0) != child) return 1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
+// Runs the journey in app processes, one after the other, until one ends without asking
+// for a restart; answers that one's exit status.
+int runJourney(const Options& options, const std::string& serverUrl) {
+  const std::string handOver =
+      (std::filesystem::path(options.storage) / "pelorin-demo-journey.json").string();
+  std::string state = demo::JourneyState().encode();
+  for (;;) {
+    const int status = runApp(options, serverUrl, state, handOver);
+    if (status != kRestartStatus) return status;
+    std::ifstream in(handOver, std::ios::binary);
+    state.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    in.close();
+    std::filesystem::remove(handOver);
+  }
+}
+
+// Leaves the journey's state where the next app process finds it.
+bool handOverState(const std::string& handOver, const demo::JourneyState& state) {
+  std::ofstream out(handOver, std::ios::binary | std::ios::trunc);
+  out << state.encode();
+  out.close();
+  return static_cast<bool>(out);
 }
 
 }  // namespace
@@ -148,8 +181,10 @@ int main(int argc, char** argv) {
   app.add_option("--app-id", options.appId, "Bundle identifier of the app")->capture_default_str();
   app.add_option("--steps", options.steps, "Stop after N steps")->check(CLI::PositiveNumber);
   app.add_flag("--verbose", options.verbose, "Show every batch and answer in full");
-  // The state of a journey that goes on in a restarted app; not for people.
+  // An app process of the journey: its state, and where it leaves the state when the app
+  // must restart. Not for people.
   app.add_option("--resume", options.resume)->group("");
+  app.add_option("--hand-over", options.handOver)->group("");
   CLI11_PARSE(app, argc, argv);
 
   demo::JourneyState state;
@@ -202,11 +237,17 @@ int main(int argc, char** argv) {
     out.field("storage", options.storage + (freshFolder ? " (a fresh folder)" : ""));
   }
 
+  if (options.resume.empty()) return runJourney(options, serverUrl);
+
   const Services services = installPlatform(options, serverUrl);
   demo::Journey journey(*services.loop, *services.ui, *services.http, out, std::move(state),
                         options.steps > 0 ? std::optional<int>(options.steps) : std::nullopt);
   if (journey.run() == demo::Journey::Outcome::kRestart) {
-    return restartApp(options, serverUrl, journey.state());
+    if (options.handOver.empty() || !handOverState(options.handOver, journey.state())) {
+      std::fprintf(stderr, "pelorin-demo: cannot hand the journey over to the restarted app\n");
+      return 1;
+    }
+    return kRestartStatus;
   }
   journey.finish((std::filesystem::path(options.storage) / "pelorin").string());
   return 0;

@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "pelorin/export.h"
+
 namespace pelorin::platform {
 class ViewController;
 }  // namespace pelorin::platform
@@ -24,7 +26,7 @@ namespace pelorin {
 // with the class's NAME:
 //
 //   bus.subscribe(ClickEvent::NAME, handler, handler->listenerId());
-class Event {
+class PELORIN_EXPORT Event {
  public:
   static constexpr std::string_view NAME = "PelorinClient.Event";
 
@@ -62,7 +64,7 @@ class Event {
 
 // A tap on a control found by `selector`; `context` carries the interaction's context
 // values when the listener has some.
-class ClickEvent : public Event {
+class PELORIN_EXPORT ClickEvent : public Event {
  public:
   static constexpr std::string_view NAME = "PelorinClient.ClickEvent";
 
@@ -83,7 +85,7 @@ class ClickEvent : public Event {
 };
 
 // A form found by `selector` was submitted.
-class FormSubmitEvent : public ClickEvent {
+class PELORIN_EXPORT FormSubmitEvent : public ClickEvent {
  public:
   static constexpr std::string_view NAME = "PelorinClient.FormSubmitEvent";
   using ClickEvent::ClickEvent;
@@ -91,7 +93,7 @@ class FormSubmitEvent : public ClickEvent {
 };
 
 // A field found by `selector` changed its value.
-class FieldChangeEvent : public ClickEvent {
+class PELORIN_EXPORT FieldChangeEvent : public ClickEvent {
  public:
   static constexpr std::string_view NAME = "PelorinClient.FieldChangeEvent";
   using ClickEvent::ClickEvent;
@@ -100,7 +102,7 @@ class FieldChangeEvent : public ClickEvent {
 
 // New values, optionally for the view found by `selector`. Its message is its name alone,
 // like a plain event's.
-class UpdateValuesEvent : public Event {
+class PELORIN_EXPORT UpdateValuesEvent : public Event {
  public:
   static constexpr std::string_view NAME = "PelorinClient.UpdateValuesEvent";
 
@@ -119,7 +121,7 @@ class UpdateValuesEvent : public Event {
 };
 
 // New content, optionally for the view found by `selector`.
-class UpdateContentEvent : public Event {
+class PELORIN_EXPORT UpdateContentEvent : public Event {
  public:
   static constexpr std::string_view NAME = "PelorinClient.UpdateContentEvent";
 
@@ -140,7 +142,7 @@ class UpdateContentEvent : public Event {
 };
 
 // An event the application names itself, e.g. "purchase", published through the client.
-class AdvancedEvent : public Event {
+class PELORIN_EXPORT AdvancedEvent : public Event {
  public:
   static constexpr std::string_view NAME = "PelorinClient.AdvancedEvent";
 

@@ -10,10 +10,11 @@
 #include <string>
 
 #include "pelorin/event.h"
+#include "pelorin/export.h"
 
 namespace pelorin {
 
-class EventHandler {
+class PELORIN_EXPORT EventHandler {
  public:
   virtual ~EventHandler() = default;
 
@@ -31,7 +32,7 @@ class EventHandler {
 // The bus shares ownership of the handler (normally a plug-in's service, owned by the
 // plug-in): a handler whose owner forgets to unsubscribe never dangles, and one that
 // unsubscribes itself from inside handleEvent stays alive until it returns.
-struct HandlerMap {
+struct PELORIN_EXPORT HandlerMap {
   std::string id;
   std::shared_ptr<EventHandler> handler;
 };

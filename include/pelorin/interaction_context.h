@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "pelorin/export.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_segment.h"
 #include "pelorin/pelorin_types.h"
@@ -23,7 +24,7 @@ class View;
 class ViewController;
 }  // namespace platform
 
-class InteractionContext {
+class PELORIN_EXPORT InteractionContext {
  public:
   static constexpr std::string_view LOG_TAG = "PL_INTERACTION";
 

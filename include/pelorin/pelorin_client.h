@@ -17,13 +17,13 @@
 #include <initializer_list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_plugin.h"
 #include "pelorin/pelorin_segment.h"
@@ -37,7 +37,7 @@ class ViewController;
 
 class PelorinClientImpl;
 
-class PelorinClient {
+class PELORIN_EXPORT PelorinClient {
  public:
   using Completion = std::function<void()>;
 
@@ -120,22 +120,27 @@ class PelorinClient {
   //   int size = pelorin::PelorinClient::synchronized([&] { return queue.size(); });
   template <typename F>
   static decltype(auto) synchronized(F&& callback) {
-    std::lock_guard<std::recursive_mutex> lock(globalLock());
+    const SynchronizedScope scope;
     return std::forward<F>(callback)();
   }
-
-  // The engine. For the library's own components and tests; hold the global lock.
-  PelorinClientImpl& engine() { return *_engine; }
 
   PelorinClient(const PelorinClient&) = delete;
   PelorinClient& operator=(const PelorinClient&) = delete;
 
  private:
+  // Holds the library's global lock while it lives.
+  class SynchronizedScope {
+   public:
+    SynchronizedScope();
+    ~SynchronizedScope();
+    SynchronizedScope(const SynchronizedScope&) = delete;
+    SynchronizedScope& operator=(const SynchronizedScope&) = delete;
+  };
+  // The library's test support (a private header) reaches the engine and resets the client.
+  friend class ClientTesting;
+
   PelorinClient();
   ~PelorinClient() = default;
-
-  // The process-wide lock behind `synchronized`; never destroyed.
-  static std::recursive_mutex& globalLock();
 
   PelorinClientImpl* _engine = nullptr;
 };

@@ -4,11 +4,12 @@
 #ifndef PELORIN_PELORIN_EVENT_FACTORY_H_
 #define PELORIN_PELORIN_EVENT_FACTORY_H_
 
+#include "pelorin/export.h"
 #include "pelorin/pelorin_event_manager.h"
 
 namespace pelorin {
 
-class PelorinEventFactory {
+class PELORIN_EXPORT PelorinEventFactory {
  public:
   PelorinEventFactory() = delete;
 

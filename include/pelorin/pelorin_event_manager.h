@@ -21,6 +21,7 @@
 
 #include "pelorin/event.h"
 #include "pelorin/event_handler.h"
+#include "pelorin/export.h"
 
 namespace pelorin {
 
@@ -32,7 +33,7 @@ class PelorinEventFactory;
 //   auto& bus = PelorinEventFactory::getInstance();
 //   bus.subscribe(ClickEvent::NAME, service, service->listenerId());
 //   bus.publish(std::make_shared<ClickEvent>("button1"));
-class PelorinEventManager {
+class PELORIN_EXPORT PelorinEventManager {
  public:
   static constexpr std::string_view LOG_TAG = "PL_EVENT_MANAGER";
 

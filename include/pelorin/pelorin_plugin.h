@@ -24,13 +24,14 @@
 #include <type_traits>
 #include <utility>
 
+#include "pelorin/export.h"
 #include "pelorin/interaction_context.h"
 
 namespace pelorin {
 
 class PelorinClient;
 
-class PelorinPlugin {
+class PELORIN_EXPORT PelorinPlugin {
  public:
   virtual ~PelorinPlugin() = default;
   // Starts working: read the parameters, subscribe to events, attach to views.
@@ -43,7 +44,7 @@ using PluginFactory = std::function<std::shared_ptr<PelorinPlugin>(PelorinClient
                                                                    InteractionContext context)>;
 
 // A class as the library finds it by name. A class that is not a plug-in has no factory.
-class PluginClass {
+class PELORIN_EXPORT PluginClass {
  public:
   PluginClass(std::string name, PluginFactory factory)
       : _name(std::move(name)), _factory(std::move(factory)) {}
@@ -82,7 +83,7 @@ class PluginClass {
 
 // The classes of the process by name: what the client finds when the server names a class
 // that was never registered with it. The library's own plug-ins are here from the start.
-class RuntimeClasses {
+class PELORIN_EXPORT RuntimeClasses {
  public:
   // Adds `pluginClass` under its name; a name already present keeps its first class.
   static void add(const PluginClass& pluginClass);

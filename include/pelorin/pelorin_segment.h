@@ -6,11 +6,12 @@
 #include <string>
 #include <utility>
 
+#include "pelorin/export.h"
 #include "pelorin/pelorin_types.h"
 
 namespace pelorin {
 
-class PelorinSegment {
+class PELORIN_EXPORT PelorinSegment {
  public:
   PelorinSegment(std::string id, std::string name) : _id(std::move(id)), _name(std::move(name)) {}
   const std::string& getId() const { return _id; }
@@ -22,7 +23,7 @@ class PelorinSegment {
 };
 
 // A server-configured link to an outside system, with its parameters.
-class Connection {
+class PELORIN_EXPORT Connection {
  public:
   Connection(std::string id, Parameters parameters)
       : _id(std::move(id)), _parameters(std::move(parameters)) {}

@@ -2,9 +2,9 @@
 
 #include <atomic>
 
+#include "base/mutex.h"
+#include "client/client_testing.h"
 #include "client/pelorin_client_impl.h"
-#include "pelorin/platform/main_thread.h"
-#include "pelorin/platform/platform.h"
 
 namespace pelorin {
 namespace {
@@ -14,19 +14,26 @@ constexpr std::string_view kConsentedObjectives = "consented_objectives";
 constexpr std::string_view kRefusedObjectives = "refused_objectives";
 
 std::optional<std::vector<std::string>> valuesOf(const PelorinClientImpl& engine,
-                                                 std::string_view name) {
+                                                 std::string_view name) REQUIRES(globalLock()) {
   const auto& properties = engine.cache().properties;
   auto it = properties.find(std::string(name));
   if (it == properties.end()) return std::nullopt;
   return it->second;
 }
 
+// The client with its engine; null until the first getInstance (and after a test's reset).
+std::atomic<PelorinClient*> instance{nullptr};
+// The facade object, made once: a reset replaces only the engine behind it.
+PelorinClient* facade GUARDED_BY(globalLock()) = nullptr;
+
 }  // namespace
 
-std::recursive_mutex& PelorinClient::globalLock() {
-  // Leaked on purpose: threads of the library may take the lock while the process exits.
-  static auto* lock = new std::recursive_mutex;
-  return *lock;
+PelorinClient::SynchronizedScope::SynchronizedScope() NO_THREAD_SAFETY_ANALYSIS {
+  globalLock().lock();
+}
+
+PelorinClient::SynchronizedScope::~SynchronizedScope() NO_THREAD_SAFETY_ANALYSIS {
+  globalLock().unlock();
 }
 
 PelorinClient::PelorinClient() = default;
@@ -34,67 +41,93 @@ PelorinClient::PelorinClient() = default;
 PelorinClient& PelorinClient::getInstance() {
   // Created under the global lock alone (no second lock such as a static guard), so a
   // first call from inside `synchronized` on one thread and from outside on another
-  // cannot wait for each other. The client and its engine are never destroyed: no static
-  // destructor can pull them from under a request or a tick that is still running.
-  static std::atomic<PelorinClient*> instance{nullptr};
+  // cannot wait for each other. The client and its engine are never destroyed (only a
+  // test's reset replaces them): no static destructor can pull them from under a request
+  // or a tick that is still running.
   if (PelorinClient* client = instance.load(std::memory_order_acquire)) return *client;
-  return synchronized([]() -> PelorinClient& {
-    PelorinClient* client = instance.load(std::memory_order_acquire);
-    if (client == nullptr) {
-      client = new PelorinClient();
-      client->_engine = new PelorinClientImpl(*client);
-      instance.store(client, std::memory_order_release);
-      Platform::current().mainThread().scheduleRepeatingTimer(
-          Platform::current().syncInterval(), [client] { client->_engine->sync(); });
+  MutexLock lock(globalLock());
+  PelorinClient* client = instance.load(std::memory_order_acquire);
+  if (client == nullptr) {
+    if (facade == nullptr) facade = new PelorinClient();
+    client = facade;
+    client->_engine = new PelorinClientImpl(*client);
+    client->_engine->startSyncTimer();
+    instance.store(client, std::memory_order_release);
+  }
+  return *client;
+}
+
+PelorinClientImpl* ClientTesting::takeEngine() {
+  for (;;) {
+    PelorinClientImpl* engine = nullptr;
+    {
+      MutexLock lock(globalLock());
+      PelorinClient* client = instance.load(std::memory_order_acquire);
+      if (client == nullptr) return nullptr;
+      engine = client->_engine;
+      // An operation still queued takes the lock when it runs: let it finish first.
+      if (engine->pendingOperations() == 0) {
+        instance.store(nullptr, std::memory_order_release);
+        client->_engine = nullptr;
+        return engine;
+      }
     }
-    return *client;
-  });
+    engine->waitForOperations();
+  }
 }
 
 PelorinClient& PelorinClient::getInstance(
     const std::shared_ptr<platform::ViewController>& context) {
   PelorinClient& client = getInstance();
-  if (context) synchronized([&] { client._engine->setViewController(context); });
+  if (context) {
+    MutexLock lock(globalLock());
+    client._engine->setViewController(context);
+  }
   return client;
 }
 
 std::optional<std::string> PelorinClient::getProfileId() {
-  return synchronized([this] { return _engine->profileId(); });
+  MutexLock lock(globalLock());
+  return _engine->profileId();
 }
 
 std::string PelorinClient::getProfileValue(std::string_view name) {
   const std::string key(name);
-  return synchronized([&] {
-    // Only the first value is copied, not the whole list.
-    const auto& properties = _engine->cache().properties;
-    auto it = properties.find(key);
-    return it != properties.end() && !it->second.empty() ? it->second.front() : std::string();
-  });
+  MutexLock lock(globalLock());
+  // Only the first value is copied, not the whole list.
+  const auto& properties = _engine->cache().properties;
+  auto it = properties.find(key);
+  return it != properties.end() && !it->second.empty() ? it->second.front() : std::string();
 }
 
 std::optional<std::vector<std::string>> PelorinClient::getProfileValues(std::string_view name) {
-  return synchronized([&] { return valuesOf(*_engine, name); });
+  MutexLock lock(globalLock());
+  return valuesOf(*_engine, name);
 }
 
 void PelorinClient::setProfileValue(const std::string& name, const std::string& value) {
-  synchronized([&] { _engine->setProfileValue(name, value); });
+  MutexLock lock(globalLock());
+  _engine->setProfileValue(name, value);
 }
 
 void PelorinClient::addProfileValue(const std::string& name, const std::string& value) {
   if (name.empty() || value.empty()) return;
   // The one-value list is made before taking the lock, so contending threads wait less.
   const std::vector<std::string> values{value};
-  synchronized([&] { _engine->addProfileValues(name, values); });
+  MutexLock lock(globalLock());
+  _engine->addProfileValues(name, values);
 }
 
 void PelorinClient::setProfileValues(const std::string& name,
                                      const std::vector<std::string>& values) {
-  synchronized([&] { _engine->setProfileValues(name, values); });
+  MutexLock lock(globalLock());
+  _engine->setProfileValues(name, values);
 }
 
 void PelorinClient::addProfileValues(const std::string& name,
                                      const std::vector<std::string>& values) {
-  synchronized([&] { _engine->addProfileValues(name, values); });
+  MutexLock lock(globalLock());
+  _engine->addProfileValues(name, values);
 }
 
 std::optional<std::string> PelorinClient::getPrivacyLegislation() {
@@ -130,43 +163,40 @@ void PelorinClient::addRefusedObjective(const std::string& objective) {
 }
 
 void PelorinClient::setLocale(const std::string& locale) {
-  synchronized([&] {
-    if (_engine->isEnabled()) _engine->setLocale(locale);
-  });
+  MutexLock lock(globalLock());
+  if (_engine->isEnabled()) _engine->setLocale(locale);
 }
 
 void PelorinClient::setEnabled(bool enabled) {
-  synchronized([&] { _engine->setEnabled(enabled); });
+  MutexLock lock(globalLock());
+  _engine->setEnabled(enabled);
 }
 
 bool PelorinClient::isEnabled() {
-  return synchronized([this] { return _engine->isEnabled(); });
+  MutexLock lock(globalLock());
+  return _engine->isEnabled();
 }
 
 std::string PelorinClient::getScreenName() {
-  return synchronized([this] { return _engine->screenName(); });
+  MutexLock lock(globalLock());
+  return _engine->screenName();
 }
 
 bool PelorinClient::setURL(std::string_view url) {
-  return synchronized([&] { return _engine->isEnabled() && _engine->setURL(url); });
+  MutexLock lock(globalLock());
+  return _engine->isEnabled() && _engine->setURL(url);
 }
 
 void PelorinClient::createEvent(const std::string& name, const std::optional<JsonValue>& data,
                                 Completion completion) {
-  synchronized([&] {
-    if (_engine->isEnabled()) _engine->createEvent(name, data, std::move(completion));
-  });
+  MutexLock lock(globalLock());
+  if (_engine->isEnabled()) _engine->createEvent(name, data, std::move(completion));
 }
 
 void PelorinClient::createEvent(const std::string& name,
                                 const std::map<std::string, std::string>& properties,
                                 Completion completion) {
-  boost::json::object object;
-  for (const auto& [key, value] : properties) {
-    object[boost::json::string_view(key.data(), key.size())] =
-        boost::json::string_view(value.data(), value.size());
-  }
-  createEvent(name, JsonValue(std::move(object)), std::move(completion));
+  createEvent(name, std::optional<JsonValue>(properties), std::move(completion));
 }
 
 void PelorinClient::createEvent(
@@ -181,43 +211,47 @@ void PelorinClient::createEvent(
 }
 
 void PelorinClient::updateProfile(Completion completion) {
-  synchronized([&] { _engine->sendUpdates(true, std::move(completion)); });
+  MutexLock lock(globalLock());
+  _engine->sendUpdates(true, std::move(completion));
 }
 
 void PelorinClient::registerPluginClass(const PluginClass& pluginClass) {
-  synchronized([&] {
-    if (_engine->isEnabled()) _engine->registerPluginClass(pluginClass, pluginClass.name());
-  });
+  MutexLock lock(globalLock());
+  if (_engine->isEnabled()) _engine->registerPluginClass(pluginClass, pluginClass.name());
 }
 
 void PelorinClient::registerPluginClass(const PluginClass& pluginClass,
                                         const std::string& className) {
-  synchronized([&] { _engine->registerPluginClass(pluginClass, className); });
+  MutexLock lock(globalLock());
+  _engine->registerPluginClass(pluginClass, className);
 }
 
 bool PelorinClient::hasSegment(std::string_view segmentId) {
-  return synchronized([&] {
-    for (const auto& segment : _engine->segments()) {
-      if (segment.getId() == segmentId) return true;
-    }
-    return false;
-  });
+  MutexLock lock(globalLock());
+  for (const auto& segment : _engine->segments()) {
+    if (segment.getId() == segmentId) return true;
+  }
+  return false;
 }
 
 std::vector<PelorinSegment> PelorinClient::getSegments() {
-  return synchronized([this] { return _engine->segments(); });
+  MutexLock lock(globalLock());
+  return _engine->segments();
 }
 
 std::vector<Connection> PelorinClient::getConnections() {
-  return synchronized([this] { return _engine->connections(); });
+  MutexLock lock(globalLock());
+  return _engine->connections();
 }
 
 std::shared_ptr<platform::ViewController> PelorinClient::getViewController() {
-  return synchronized([this] { return _engine->viewController(); });
+  MutexLock lock(globalLock());
+  return _engine->viewController();
 }
 
 std::shared_ptr<platform::View> PelorinClient::getView(std::string_view selector) {
-  return synchronized([&] { return _engine->getView(std::string(selector)); });
+  MutexLock lock(globalLock());
+  return _engine->getView(std::string(selector));
 }
 
 }  // namespace pelorin

@@ -54,7 +54,11 @@ class EngineEventBusLink : public EventBusClientLink {
  public:
   explicit EngineEventBusLink(const PelorinClientImpl& engine) : _engine(engine) {}
   bool clientExists() const override { return true; }
-  std::optional<std::string> currentScreenName() const override { return _engine.screenName(); }
+  // The bus asks only under the global lock.
+  std::optional<std::string> currentScreenName() const override {
+    globalLock().assertHeld();
+    return _engine.screenName();
+  }
 
  private:
   const PelorinClientImpl& _engine;
@@ -100,6 +104,8 @@ PelorinClientImpl::PelorinClientImpl(PelorinClient& facade)
 
 PelorinClientImpl::~PelorinClientImpl() {
   PelorinEventFactory::getInstance().setClientLink(nullptr);
+  MutexLock lock(globalLock());
+  if (_syncTimerThread != nullptr) _syncTimerThread->cancelTimer(_syncTimer);
 }
 
 void PelorinClientImpl::log(const std::string& message, std::string_view flag) const {
@@ -173,16 +179,21 @@ void PelorinClientImpl::setEnabled(bool enabled) {
 
 // ---- The tick and the update cycle ------------------------------------------------------
 
+void PelorinClientImpl::startSyncTimer() {
+  _syncTimerThread = &Platform::current().mainThread();
+  _syncTimer = _syncTimerThread->scheduleRepeatingTimer(Platform::current().syncInterval(),
+                                                        [this] { sync(); });
+}
+
 void PelorinClientImpl::sync() {
-  PelorinClient::synchronized([&] {
-    if (!_isEnabled) return;
-    storeChangedFiles();
-    // A request in flight: the next tick sends, so requests never overlap or queue up.
-    if (_operationQueue->operationCount() > 0) return;
-    if (!_updateRequired) return;
-    log("Sync started.");
-    sendUpdates(false, nullptr);
-  });
+  MutexLock lock(globalLock());
+  if (!_isEnabled) return;
+  storeChangedFiles();
+  // A request in flight: the next tick sends, so requests never overlap or queue up.
+  if (_operationQueue->operationCount() > 0) return;
+  if (!_updateRequired) return;
+  log("Sync started.");
+  sendUpdates(false, nullptr);
 }
 
 void PelorinClientImpl::storeChangedFiles() {
@@ -267,7 +278,7 @@ void PelorinClientImpl::emptyRequestCommitLog() {
 }
 
 void PelorinClientImpl::reapplyPendingChanges(bool withRequestLog) {
-  auto apply = [this](const PelorinCommitLog& log) {
+  auto apply = [this](const PelorinCommitLog& log) REQUIRES(globalLock()) {
     for (const auto& entry : log.properties()) {
       if (entry.type() == OperationType::SET) {
         _cache->properties[entry.identifier()] = PelorinCache::filterEmpty(entry.values());
@@ -288,30 +299,31 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
     return;
   }
   _operationQueue->addOperation([this, isPageview, completion = std::move(completion)] {
-    std::optional<Exchange> exchange =
-        PelorinClient::synchronized([&]() -> std::optional<Exchange> {
-          UpdateEntries entries = takeUpdateEntries();
-          if (entries.empty() && !isPageview) {
-            log("Sync successful.");
-            return std::nullopt;
-          }
-          auto commands = PelorinConnector::setUpdateCommand(entries.addProperties,
-                                                             entries.setProperties, entries.events);
-          if (isPageview) {
-            commands.push_back(PelorinConnector::getGetPropertiesCommand(
-                rawValue(CallId::getProperties), ProfileHash::getHash(_cache->properties)));
-          }
-          Exchange prepared = makeExchange(std::move(commands));
-          log("Domain group url: " + prepared.url);
-          return prepared;
-        });
+    std::optional<Exchange> exchange = [&]() -> std::optional<Exchange> {
+      MutexLock lock(globalLock());
+      UpdateEntries entries = takeUpdateEntries();
+      if (entries.empty() && !isPageview) {
+        log("Sync successful.");
+        return std::nullopt;
+      }
+      auto commands = PelorinConnector::setUpdateCommand(entries.addProperties,
+                                                         entries.setProperties, entries.events);
+      if (isPageview) {
+        commands.push_back(PelorinConnector::getGetPropertiesCommand(
+            rawValue(CallId::getProperties), ProfileHash::getHash(_cache->properties)));
+      }
+      Exchange prepared = makeExchange(std::move(commands));
+      log("Domain group url: " + prepared.url);
+      return prepared;
+    }();
     if (!exchange) {
       callCompletion(completion);
       return;
     }
     PelorinConnector connector(exchange->userName, exchange->mobileSessionId);
     auto result = connector.execute(exchange->url, exchange->commands, std::nullopt);
-    const bool reload = PelorinClient::synchronized([&] {
+    const bool reload = [&] {
+      MutexLock lock(globalLock());
       if (result.error) {
         log("Unable to get the interactions from Pelorin, reason: " +
                 PelorinConnector::describe(*result.error),
@@ -333,7 +345,7 @@ void PelorinClientImpl::sendUpdates(bool isPageview, Completion completion) {
       // The answer holds the profile as of this batch; changes made since are still due.
       reapplyPendingChanges(false);
       return changed;
-    });
+    }();
     if (result.response) {
       if (reload) runReloadProfile();
       PelorinClient::synchronized([&] { log("Sync succesful."); });
@@ -349,7 +361,8 @@ void PelorinClientImpl::reloadProfile() {
 
 void PelorinClientImpl::runReloadProfile() {
   std::optional<std::string> screenName;
-  std::optional<Exchange> exchange = PelorinClient::synchronized([&]() -> std::optional<Exchange> {
+  std::optional<Exchange> exchange = [&]() -> std::optional<Exchange> {
+    MutexLock lock(globalLock());
     if (!canReachServer()) return std::nullopt;
     std::vector<PelorinRequestCommand> commands{
         PelorinConnector::getProfileCommand(rawValue(CallId::profile)),
@@ -361,11 +374,12 @@ void PelorinClientImpl::runReloadProfile() {
       screenName = _screenName;
     }
     return makeExchange(std::move(commands));
-  });
+  }();
   if (!exchange) return;
   PelorinConnector connector(exchange->userName, exchange->mobileSessionId);
   auto result = connector.execute(exchange->url, exchange->commands, screenName);
-  PelorinClient::synchronized([&] {
+  {
+    MutexLock lock(globalLock());
     if (result.error) {
       log("Unable to reload the profile from Pelorin, reason: " +
               PelorinConnector::describe(*result.error),
@@ -380,7 +394,7 @@ void PelorinClientImpl::runReloadProfile() {
       reapplyPendingChanges(true);
       log("Done reloading");
     }
-  });
+  }
 }
 
 // ---- Events and interactions ------------------------------------------------------------
@@ -445,39 +459,40 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
   const bool isPageview = eventName == "PAGEVIEW";
   _operationQueue->addOperation([this, eventName, context, screenName, properties, isPageview,
                                  completion = std::move(completion)] {
-    std::optional<Exchange> exchange =
-        PelorinClient::synchronized([&]() -> std::optional<Exchange> {
-          if (!canReachServer()) return std::nullopt;
-          std::vector<PelorinRequestCommand> commands;
-          if (isPageview) {
-            UpdateEntries entries = takeUpdateEntries();
-            const std::string hash = ProfileHash::getHash(_cache->properties);
-            PelorinEventFactory::getInstance().clearEvents();
-            commands = PelorinConnector::setUpdateCommand(entries.addProperties,
-                                                          entries.setProperties, entries.events);
-            commands.push_back(
-                PelorinConnector::getGetPropertiesCommand(rawValue(CallId::getProperties), hash));
-          } else if (properties && properties->contains("context")) {
-            JsonRef value = properties->get("context");
-            std::optional<std::vector<std::string>> eventContext = value.asStringList();
-            if (!eventContext && value.isString())
-              eventContext = std::vector<std::string>{value.string()};
-            PelorinEventFactory::getInstance().publish(
-                std::make_shared<AdvancedEvent>(eventName, std::move(eventContext)));
-          }
-          commands.push_back(PelorinConnector::getInteractionCommand(rawValue(CallId::interactions),
-                                                                     eventName, properties));
-          Exchange prepared = makeExchange(std::move(commands));
-          log("Domaingroup URL: " + prepared.url);
-          return prepared;
-        });
+    std::optional<Exchange> exchange = [&]() -> std::optional<Exchange> {
+      MutexLock lock(globalLock());
+      if (!canReachServer()) return std::nullopt;
+      std::vector<PelorinRequestCommand> commands;
+      if (isPageview) {
+        UpdateEntries entries = takeUpdateEntries();
+        const std::string hash = ProfileHash::getHash(_cache->properties);
+        PelorinEventFactory::getInstance().clearEvents();
+        commands = PelorinConnector::setUpdateCommand(entries.addProperties, entries.setProperties,
+                                                      entries.events);
+        commands.push_back(
+            PelorinConnector::getGetPropertiesCommand(rawValue(CallId::getProperties), hash));
+      } else if (properties && properties->contains("context")) {
+        JsonRef value = properties->get("context");
+        std::optional<std::vector<std::string>> eventContext = value.asStringList();
+        if (!eventContext && value.isString())
+          eventContext = std::vector<std::string>{value.string()};
+        PelorinEventFactory::getInstance().publish(
+            std::make_shared<AdvancedEvent>(eventName, std::move(eventContext)));
+      }
+      commands.push_back(PelorinConnector::getInteractionCommand(rawValue(CallId::interactions),
+                                                                 eventName, properties));
+      Exchange prepared = makeExchange(std::move(commands));
+      log("Domaingroup URL: " + prepared.url);
+      return prepared;
+    }();
     if (!exchange) {
       callCompletion(completion);
       return;
     }
     PelorinConnector connector(exchange->userName, exchange->mobileSessionId);
     auto result = connector.execute(exchange->url, exchange->commands, screenName);
-    const bool reload = PelorinClient::synchronized([&] {
+    const bool reload = [&] {
+      MutexLock lock(globalLock());
       if (result.error) {
         log("Unable to get the interactions from Pelorin, reason: " +
                 PelorinConnector::describe(*result.error),
@@ -501,7 +516,7 @@ void PelorinClientImpl::getInteractions(const std::string& eventName,
         reapplyPendingChanges(false);
       }
       return changed;
-    });
+    }();
     if (reload) runReloadProfile();
     callCompletion(completion);
   });

@@ -1,28 +1,30 @@
 // The engine behind `PelorinClient`: the visitor's state, the two commit logs, the request
 // cycle with the server, and the plug-ins of the current screen.
 //
-// Thread safety: every member is guarded by the global lock (`PelorinClient::synchronized`);
-// callers hold it. Network exchanges run on the engine's operation queue, outside the lock;
-// files are written by the engine's writer thread from snapshots.
+// Thread safety: the state is guarded by the global lock (`globalLock()`, the lock behind
+// `PelorinClient::synchronized`); the methods that need it say so. Network exchanges run on
+// the engine's operation queue, outside the lock; files are written by the engine's writer
+// thread from snapshots.
 #ifndef PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_
 #define PELORIN_SRC_CLIENT_PELORIN_CLIENT_IMPL_H_
 
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "base/mutex.h"
 #include "client/operation_queue.h"
 #include "client/plugin_registry.h"
 #include "config/pelorin_configuration.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_plugin.h"
 #include "pelorin/pelorin_segment.h"
+#include "pelorin/platform/main_thread.h"
 #include "protocol/pelorin_request_command.h"
 #include "storage/pelorin_cache.h"
 #include "storage/pelorin_commit_log.h"
@@ -54,77 +56,96 @@ class PelorinClientImpl {
   PelorinClientImpl& operator=(const PelorinClientImpl&) = delete;
 
   // Profile writes: recorded in the commit log and the cache at once, sent at the next tick.
-  void setProfileValues(const std::string& name, const std::vector<std::string>& values);
-  void addProfileValues(const std::string& name, const std::vector<std::string>& values);
-  void setProfileValue(const std::string& name, const std::string& value);
-  void addProfileValue(const std::string& name, const std::string& value);
+  void setProfileValues(const std::string& name, const std::vector<std::string>& values)
+      REQUIRES(globalLock());
+  void addProfileValues(const std::string& name, const std::vector<std::string>& values)
+      REQUIRES(globalLock());
+  void setProfileValue(const std::string& name, const std::string& value) REQUIRES(globalLock());
+  void addProfileValue(const std::string& name, const std::string& value) REQUIRES(globalLock());
 
-  void setEnabled(bool enabled);
+  void setEnabled(bool enabled) REQUIRES(globalLock());
+  // Has the main thread call sync() every sync interval until the engine is destroyed.
+  void startSyncTimer() REQUIRES(globalLock());
   // The periodic tick: hands snapshots of the changed state to the writer thread and sends
-  // pending updates.
+  // pending updates. Takes the lock itself.
   void sync();
   // Connects to the simulator named by a deep link; true when connected.
-  bool setURL(std::string_view url);
+  bool setURL(std::string_view url) REQUIRES(globalLock());
 
   void createEvent(const std::string& name, const std::optional<JsonValue>& data,
-                   Completion completion);
-  void sendUpdates(bool isPageview, Completion completion);
+                   Completion completion) REQUIRES(globalLock());
+  void sendUpdates(bool isPageview, Completion completion) REQUIRES(globalLock());
   // Fetches the whole profile again (on the operation queue).
-  void reloadProfile();
+  void reloadProfile() REQUIRES(globalLock());
   void getInteractions(const std::string& eventName,
                        const std::weak_ptr<platform::ViewController>& context,
                        const std::string& screenName, const std::optional<JsonValue>& properties,
-                       Completion completion);
-  std::optional<std::string> getScreenNameFromProperties(
-      const std::optional<JsonValue>& properties);
+                       Completion completion) REQUIRES(globalLock());
+  std::optional<std::string> getScreenNameFromProperties(const std::optional<JsonValue>& properties)
+      REQUIRES(globalLock());
 
   // Result processing, in the order the engine applies it.
-  bool processProfileResult(JsonRef result);
-  void processPropertiesResult(JsonRef result, bool isUpdate);
-  void processConnectionsResult(JsonRef result);
-  void processSegmentsResult(JsonRef result);
+  bool processProfileResult(JsonRef result) REQUIRES(globalLock());
+  void processPropertiesResult(JsonRef result, bool isUpdate) REQUIRES(globalLock());
+  void processConnectionsResult(JsonRef result) REQUIRES(globalLock());
+  void processSegmentsResult(JsonRef result) REQUIRES(globalLock());
   void processInteractionsResult(const std::weak_ptr<platform::ViewController>& context,
-                                 JsonRef result, bool isPageview);
+                                 JsonRef result, bool isPageview) REQUIRES(globalLock());
   // NOLINTNEXTLINE(readability-identifier-naming): the engine's own name for this step
-  bool _updateProfileId(const std::optional<std::string>& profileId);
+  bool _updateProfileId(const std::optional<std::string>& profileId) REQUIRES(globalLock());
   // NOLINTNEXTLINE(readability-identifier-naming): the engine's own name for this step
-  void _updateZoneId(const std::optional<std::string>& zoneId);
+  void _updateZoneId(const std::optional<std::string>& zoneId) REQUIRES(globalLock());
 
   // Plug-ins.
-  void registerPluginClasses();
-  void registerPluginClass(const PluginClass& pluginClass, const std::string& className);
-  std::vector<std::shared_ptr<PelorinPlugin>> getRegisteredPluginInteractions(JsonRef interactions);
-  void loadPlugins(const std::vector<std::shared_ptr<PelorinPlugin>>& plugins, bool isPageview);
-  void destroyPlugins();
+  void registerPluginClasses() REQUIRES(globalLock());
+  void registerPluginClass(const PluginClass& pluginClass, const std::string& className)
+      REQUIRES(globalLock());
+  std::vector<std::shared_ptr<PelorinPlugin>> getRegisteredPluginInteractions(JsonRef interactions)
+      REQUIRES(globalLock());
+  void loadPlugins(const std::vector<std::shared_ptr<PelorinPlugin>>& plugins, bool isPageview)
+      REQUIRES(globalLock());
+  void destroyPlugins() REQUIRES(globalLock());
 
   // The view named by "#" + a property of the current view controller.
-  std::shared_ptr<platform::View> getView(const std::optional<std::string>& selector);
+  std::shared_ptr<platform::View> getView(const std::optional<std::string>& selector)
+      REQUIRES(globalLock());
 
   // State read by the facade.
-  const std::optional<std::string>& profileId() const { return _profileId; }
-  const std::optional<std::string>& zoneId() const { return _zoneId; }
-  const PelorinCache& cache() const { return *_cache; }
-  bool isEnabled() const { return _isEnabled; }
-  bool updateRequired() const { return _updateRequired; }
-  const std::string& screenName() const { return _screenName; }
-  void setLocale(std::optional<std::string> locale) { _locale = std::move(locale); }
-  const std::vector<PelorinSegment>& segments() const { return _segments; }
-  const std::vector<Connection>& connections() const { return _connections; }
-  std::shared_ptr<platform::ViewController> viewController() const { return _context.lock(); }
-  void setViewController(std::weak_ptr<platform::ViewController> context) {
+  const std::optional<std::string>& profileId() const REQUIRES(globalLock()) { return _profileId; }
+  const std::optional<std::string>& zoneId() const REQUIRES(globalLock()) { return _zoneId; }
+  const PelorinCache& cache() const REQUIRES(globalLock()) { return *_cache; }
+  bool isEnabled() const REQUIRES(globalLock()) { return _isEnabled; }
+  bool updateRequired() const REQUIRES(globalLock()) { return _updateRequired; }
+  const std::string& screenName() const REQUIRES(globalLock()) { return _screenName; }
+  void setLocale(std::optional<std::string> locale) REQUIRES(globalLock()) {
+    _locale = std::move(locale);
+  }
+  const std::vector<PelorinSegment>& segments() const REQUIRES(globalLock()) { return _segments; }
+  const std::vector<Connection>& connections() const REQUIRES(globalLock()) { return _connections; }
+  std::shared_ptr<platform::ViewController> viewController() const REQUIRES(globalLock()) {
+    return _context.lock();
+  }
+  void setViewController(std::weak_ptr<platform::ViewController> context) REQUIRES(globalLock()) {
     _context = std::move(context);
   }
-  const PelorinConfiguration& configuration() const { return *_configuration; }
-  const PelorinCommitLog& commitLog() const { return *_commitLog; }
-  const PelorinCommitLog& requestCommitLog() const { return *_requestCommitLog; }
-  const std::vector<std::shared_ptr<PelorinPlugin>>& currentPlugins() const {
+  const PelorinConfiguration& configuration() const REQUIRES(globalLock()) {
+    return *_configuration;
+  }
+  const PelorinCommitLog& commitLog() const REQUIRES(globalLock()) { return *_commitLog; }
+  const PelorinCommitLog& requestCommitLog() const REQUIRES(globalLock()) {
+    return *_requestCommitLog;
+  }
+  const std::vector<std::shared_ptr<PelorinPlugin>>& currentPlugins() const REQUIRES(globalLock()) {
     return _currentPlugins;
   }
-  const PluginRegistry& plugins() const { return _plugins; }
+  const PluginRegistry& plugins() const REQUIRES(globalLock()) { return _plugins; }
   // Operations queued or running on the engine's queue.
   std::size_t pendingOperations() const { return _operationQueue->operationCount(); }
-  // Blocks until the engine's queue is idle. For tests and hosts that shut down in order.
-  void waitForOperations() const { _operationQueue->waitUntilAllOperationsAreFinished(); }
+  // Blocks until the engine's queue is idle. For tests and hosts that shut down in order;
+  // never under the lock, which the operations take.
+  void waitForOperations() const EXCLUDES(globalLock()) {
+    _operationQueue->waitUntilAllOperationsAreFinished();
+  }
   // Blocks until the files asked for so far have been written (or failed). For tests,
   // benchmarks and hosts that shut down in order.
   void waitForWrites() const { _writer->waitUntilIdle(); }
@@ -147,44 +168,47 @@ class PelorinClientImpl {
   void log(const std::string& message, std::string_view flag = LogFlag::INFO) const;
   // Hands snapshots of the changed logs and cache to the writer, and has it retry files
   // whose last write failed.
-  void storeChangedFiles();
+  void storeChangedFiles() REQUIRES(globalLock());
   static void callCompletion(const Completion& completion);
-  bool canReachServer() const;
+  bool canReachServer() const REQUIRES(globalLock());
   // Moves the pending changes into the request log and takes its entries.
-  UpdateEntries takeUpdateEntries();
-  Exchange makeExchange(std::vector<PelorinRequestCommand> commands) const;
-  void emptyRequestCommitLog();
+  UpdateEntries takeUpdateEntries() REQUIRES(globalLock());
+  Exchange makeExchange(std::vector<PelorinRequestCommand> commands) const REQUIRES(globalLock());
+  void emptyRequestCommitLog() REQUIRES(globalLock());
   // After an answer that wrote the profile into the cache: applies again the changes the
   // server has not confirmed yet (the request log's when `withRequestLog`, then the commit
   // log's), so a change made while the exchange ran is not undone by its answer.
-  void reapplyPendingChanges(bool withRequestLog);
-  // The body of a profile reload; called on the operation queue.
+  void reapplyPendingChanges(bool withRequestLog) REQUIRES(globalLock());
+  // The body of a profile reload; called on the operation queue. Takes the lock itself.
   void runReloadProfile();
 
   PelorinClient& _facade;
   // Writes every file after start-up, off the caller's thread.
   std::unique_ptr<PelorinFileWriter> _writer;
-  std::unique_ptr<PelorinCommitLog> _commitLog;
-  std::unique_ptr<PelorinCommitLog> _requestCommitLog;
-  std::unique_ptr<PelorinCache> _cache;
-  bool _isEnabled = true;
-  std::optional<std::string> _profileId;
-  std::optional<std::string> _zoneId;
+  std::unique_ptr<PelorinCommitLog> _commitLog PT_GUARDED_BY(globalLock());
+  std::unique_ptr<PelorinCommitLog> _requestCommitLog PT_GUARDED_BY(globalLock());
+  std::unique_ptr<PelorinCache> _cache PT_GUARDED_BY(globalLock());
+  bool _isEnabled GUARDED_BY(globalLock()) = true;
+  std::optional<std::string> _profileId GUARDED_BY(globalLock());
+  std::optional<std::string> _zoneId GUARDED_BY(globalLock());
   std::unique_ptr<OperationQueue> _operationQueue;
-  bool _updateRequired = true;
-  std::vector<std::shared_ptr<PelorinPlugin>> _currentPlugins;
-  PluginRegistry _plugins;
-  std::vector<Connection> _connections;
-  std::vector<PelorinSegment> _segments;
-  std::weak_ptr<platform::ViewController> _context;
-  std::optional<std::string> _locale;
-  std::string _screenName;
-  std::unique_ptr<PelorinConfiguration> _configuration;
+  bool _updateRequired GUARDED_BY(globalLock()) = true;
+  std::vector<std::shared_ptr<PelorinPlugin>> _currentPlugins GUARDED_BY(globalLock());
+  PluginRegistry _plugins GUARDED_BY(globalLock());
+  std::vector<Connection> _connections GUARDED_BY(globalLock());
+  std::vector<PelorinSegment> _segments GUARDED_BY(globalLock());
+  std::weak_ptr<platform::ViewController> _context GUARDED_BY(globalLock());
+  std::optional<std::string> _locale GUARDED_BY(globalLock());
+  std::string _screenName GUARDED_BY(globalLock());
+  std::unique_ptr<PelorinConfiguration> _configuration PT_GUARDED_BY(globalLock());
   std::unique_ptr<EngineEventBusLink> _eventBusLink;
   // The event counts of the request log that the batch in flight leaves for the next one
   // (beyond MAX_EVENT_COMMANDS_PER_BATCH). Set when a batch is prepared, used when its
   // answer empties the request log; batches run one at a time on the operation queue.
-  std::vector<PelorinEventCommitEntry> _heldBackEvents;
+  std::vector<PelorinEventCommitEntry> _heldBackEvents GUARDED_BY(globalLock());
+  // The repeating sync timer and the main thread it runs on, once started.
+  platform::MainThread* _syncTimerThread GUARDED_BY(globalLock()) = nullptr;
+  platform::TimerId _syncTimer GUARDED_BY(globalLock());
 };
 
 }  // namespace pelorin

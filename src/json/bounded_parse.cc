@@ -5,6 +5,8 @@
 
 #include <new>
 
+#include "json/json_value_access.h"
+
 namespace pelorin::json {
 
 void* CappedMemoryResource::do_allocate(std::size_t bytes, std::size_t align) {
@@ -50,7 +52,7 @@ std::optional<JsonValue> parseBounded(std::string_view text, std::size_t memoryL
     if (ec) {
       if (error != nullptr) *error = ec.message();
     } else {
-      result.emplace(parser.release());
+      result.emplace(toJsonValue(parser.release()));
     }
   } catch (const std::bad_alloc&) {
     // Only the resource refuses below the global allocator's own limits; either way the

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "json/json_value_access.h"
 #include "pelorin/json_value.h"
 
 namespace pelorin::json {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <string>
 
+#include "json/json_value_access.h"
 #include "json/json_writer.h"
 #include "pelorin/json_value.h"
 

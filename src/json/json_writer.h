@@ -7,6 +7,8 @@
 
 #include <boost/json/value.hpp>
 
+#include "json/json_value_access.h"
+
 namespace pelorin {
 
 // `text` as a quoted, escaped JSON string; its bytes are copied as they are otherwise.

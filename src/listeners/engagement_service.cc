@@ -14,6 +14,7 @@
 #include "base/decimal_integer.h"
 #include "base/text.h"
 #include "config/pelorin_configuration.h"
+#include "json/json_value_access.h"
 #include "listeners/listener_util.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/pelorin_event_factory.h"
@@ -55,7 +56,7 @@ std::string joined(const Strings& parts, std::string_view separator) {
 // number in decimal, a boolean as "true" or "false", anything else "".
 std::string interestName(JsonRef element) {
   if (std::optional<std::string> text = element.asString()) return *text;
-  if (const boost::json::value* raw = element.raw()) {
+  if (const boost::json::value* raw = rawJson(element)) {
     // Whole numbers exactly as the JSON held them, the unsigned 64-bit ones included.
     if (const auto* integer = raw->if_int64()) return std::to_string(*integer);
     if (const auto* integer = raw->if_uint64()) return std::to_string(*integer);
@@ -182,8 +183,8 @@ void EngagementService::touchAction(platform::Control& control) {
     std::string list = "nil";
     if (rules) {
       boost::json::array array;
-      for (const Rule& rule : *rules) array.push_back(*rule.ref().raw());
-      list = JsonValue(boost::json::value(std::move(array))).toCompactString();
+      for (const Rule& rule : *rules) array.push_back(*rawJson(rule.value()));
+      list = serializeJson(boost::json::value(std::move(array)), false);
     }
     return "Clicked on " + control.asView().description() + ", with rules " + list;
   });
@@ -368,7 +369,7 @@ std::string EngagementService::getFormattedData(const std::vector<PointEntry>& e
   std::string dayKey = "p";
   dayKey += std::to_string(days);
   for (const PointEntry& sum : sums) data[sum.n] = boost::json::object{{dayKey, sum.p}};
-  return ListenerUtil::JSONStringify(JsonValue(boost::json::value(std::move(data))).ref(), false);
+  return ListenerUtil::JSONStringify(jsonRef(boost::json::value(std::move(data))), false);
 }
 
 std::string EngagementService::getHalfTimeData(const std::vector<PointEntry>& entries,
@@ -381,7 +382,7 @@ std::string EngagementService::getHalfTimeData(const std::vector<PointEntry>& en
   data["TIME"] = ListenerUtil::getCurrentTime();
   data["days"] = days;
   data["data"] = std::move(list);
-  return ListenerUtil::JSONStringify(JsonValue(boost::json::value(std::move(data))).ref(), false);
+  return ListenerUtil::JSONStringify(jsonRef(boost::json::value(std::move(data))), false);
 }
 
 }  // namespace pelorin

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "json/json_value_access.h"
 #include "listeners/listener_util.h"
 #include "pelorin/pelorin_client.h"
 
@@ -53,7 +54,7 @@ std::optional<JsonValue> FormListener::migrate() const {
 JsonValue FormListener::migrateToV2(JsonRef rules) {
   boost::json::array migrated;
   for (const JsonRef& rule : rules.elements()) {
-    const boost::json::object* old = rule.raw()->if_object();
+    const boost::json::object* old = rawJson(rule)->if_object();
     if (old == nullptr) continue;
     boost::json::object updated = *old;
     renameKey(updated, *old, "id", {"identifier"});
@@ -80,7 +81,7 @@ JsonValue FormListener::migrateToV2(JsonRef rules) {
     }
     migrated.emplace_back(std::move(updated));
   }
-  return JsonValue(boost::json::value(std::move(migrated)));
+  return toJsonValue(boost::json::value(std::move(migrated)));
 }
 
 void FormListener::onLoad() {

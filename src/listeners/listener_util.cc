@@ -10,6 +10,7 @@
 
 #include "base/text.h"
 #include "config/pelorin_configuration.h"
+#include "json/json_value_access.h"
 #include "listeners/screen_reading.h"
 #include "pelorin/interaction_context.h"
 #include "pelorin/pelorin_client.h"
@@ -259,7 +260,7 @@ std::optional<JsonValue> ListenerUtil::stringToJson(std::string_view text) {
 }
 
 std::string ListenerUtil::JSONStringify(JsonRef value, bool prettyPrinted) {
-  if (!(value.isArray() || value.isObject()) || !allNumbersFinite(*value.raw())) {
+  if (!(value.isArray() || value.isObject()) || !allNumbersFinite(*rawJson(value))) {
     PelorinConfiguration::log("Not a valid JSON object", LOG_TAG, LogFlag::WARNING);
     return "";
   }

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "json/json_value_access.h"
 #include "pelorin/platform/headless.h"
 
 namespace pelorin::platform {
@@ -40,14 +41,14 @@ std::optional<JsonValue> HeadlessBundle::objectForInfoDictionaryKey(std::string_
 void HeadlessBundle::set(std::string_view key, JsonValue value) {
   std::lock_guard<std::mutex> lock(_mutex);
   if (!_dictionary || !_dictionary->isObject()) _dictionary = JsonValue::object();
-  _dictionary->mutableRaw().as_object()[boost::json::string_view(key.data(), key.size())] =
-      std::move(value.mutableRaw());
+  mutableRawJson(*_dictionary).as_object()[boost::json::string_view(key.data(), key.size())] =
+      std::move(mutableRawJson(value));
 }
 
 void HeadlessBundle::erase(std::string_view key) {
   std::lock_guard<std::mutex> lock(_mutex);
   if (!_dictionary) return;
-  if (auto* object = _dictionary->mutableRaw().if_object()) {
+  if (auto* object = mutableRawJson(*_dictionary).if_object()) {
     object->erase(boost::json::string_view(key.data(), key.size()));
   }
 }

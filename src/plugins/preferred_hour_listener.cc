@@ -5,6 +5,7 @@
 #include <boost/json/object.hpp>
 
 #include "base/day_number.h"
+#include "json/json_value_access.h"
 #include "listeners/listener_util.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_client.h"

@@ -7,6 +7,7 @@
 #include "config/constants.h"
 #include "config/pelorin_configuration.h"
 #include "json/bounded_parse.h"
+#include "json/json_value_access.h"
 #include "json/utf8.h"
 #include "pelorin/platform/platform.h"
 #include "protocol/pelorin_connector.h"
@@ -90,6 +91,8 @@ std::string printHeaders(const platform::HttpHeaders& headers) {
 }
 
 }  // namespace
+
+void PelorinConnector::waitForAbandonedRequest() { waitForAbandonedExchange(REQUEST_TIMEOUT); }
 
 PelorinConnector::PelorinConnector(std::optional<std::string> userName,
                                    std::optional<std::string> mobileSessionId,
@@ -288,12 +291,12 @@ Result<std::optional<PelorinConnector::ResponseMap>> PelorinConnector::parseResp
   ResponseMap answers;
   // The answers move out of the document rather than being copied, so the map takes no
   // more memory than the parse did.
-  for (boost::json::value& element : parsed->mutableRaw().as_array()) {
-    const JsonRef id = JsonRef(&element)["id"];
+  for (boost::json::value& element : mutableRawJson(*parsed).as_array()) {
+    const JsonRef id = jsonRef(element)["id"];
     if (!element.is_object() || !id.isString()) continue;
     // A repeated id (the events of one batch all start at "5") keeps the last answer.
     std::string key = id.string();
-    answers.insert_or_assign(std::move(key), JsonValue(std::move(element)));
+    answers.insert_or_assign(std::move(key), toJsonValue(std::move(element)));
   }
   return std::optional<ResponseMap>(std::move(answers));
 }

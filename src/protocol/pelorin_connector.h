@@ -109,6 +109,11 @@ class PelorinConnector {
     return maxAnswerSize > SIZE_MAX / 2 ? SIZE_MAX : 2 * maxAnswerSize;
   }
 
+  // Waits (at most REQUEST_TIMEOUT) for the request that a connector last stopped waiting
+  // for to end, then forgets it, so the next connector does not wait for it. For a test's
+  // reset of the client.
+  static void waitForAbandonedRequest();
+
   // What the engine logs after "reason: ".
   static std::string describe(const ExchangeError& error);
   // Whether `text` is a URL (absolute or relative) as the URL-loading system accepts one.

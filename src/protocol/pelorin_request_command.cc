@@ -2,6 +2,7 @@
 
 #include <unordered_map>
 
+#include "json/json_value_access.h"
 #include "json/json_writer.h"
 #include "json/utf8.h"
 
@@ -41,7 +42,7 @@ bool appendParameter(std::string& out, const RequestParameter& value) {
     return true;
   }
   if (const auto* json = std::get_if<JsonValue>(&value)) {
-    appendJson(out, *json->raw());
+    appendJson(out, *rawJson(*json));
     return true;
   }
   return false;
@@ -174,7 +175,7 @@ std::optional<std::string> PelorinRequestCommand::convertDataToJSON(
     const std::optional<JsonValue>& data) {
   if (!data || !data->isObject()) return std::nullopt;
   std::string out;
-  appendJson(out, *data->raw());
+  appendJson(out, *rawJson(*data));
   return checkedUtf8(std::move(out));
 }
 

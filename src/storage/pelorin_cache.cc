@@ -7,6 +7,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/parse.hpp>
 
+#include "json/json_value_access.h"
 #include "json/json_writer.h"
 
 namespace pelorin {
@@ -70,7 +71,7 @@ JsonValue PelorinCache::toJson() const {
   document.emplace("properties", std::move(stored));
   if (domainGroup) document.emplace("domainGroup", bj(*domainGroup));
   document.emplace("modified", modified);
-  return JsonValue(std::move(document));
+  return toJsonValue(std::move(document));
 }
 
 // Written directly, without building the document first: the cache is the largest file
@@ -135,7 +136,7 @@ Result<PelorinCache> PelorinCache::decode(std::string_view text) {
   boost::json::value document =
       boost::json::parse(boost::json::string_view(text.data(), text.size()), error, &arena);
   if (error) return Error{"cache: " + error.message()};
-  return fromJson(JsonRef(&document));
+  return fromJson(jsonRef(document));
 }
 
 }  // namespace pelorin

@@ -7,6 +7,7 @@
 #include <boost/json/object.hpp>
 
 #include "config/pelorin_configuration.h"
+#include "json/json_value_access.h"
 
 namespace pelorin {
 namespace {
@@ -201,9 +202,9 @@ JsonValue storedForm(const ChunkedVector<PelorinPropertyCommitEntry>& propertyEn
                                             {"_type", bj(toString(entry.type()))},
                                             {"_count", entry.count()}});
   }
-  return JsonValue(boost::json::object{{"_properties", std::move(properties)},
-                                       {"_events", std::move(events)},
-                                       {"_modified", modified}});
+  return toJsonValue(boost::json::object{{"_properties", std::move(properties)},
+                                         {"_events", std::move(events)},
+                                         {"_modified", modified}});
 }
 
 }  // namespace

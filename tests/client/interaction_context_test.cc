@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "client/client_testing.h"
 #include "client/pelorin_client_impl.h"
 #include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
@@ -148,7 +149,7 @@ class InteractionContextClientTest : public InteractionContextTest {
  protected:
   InteractionContextClientTest() {
     // A server address nobody listens on: these tests never reach a server.
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
+    _test.bundle().set("pl_server_url", JsonValue("http://127.0.0.1:9/"));
   }
 
   static PelorinClient& client() { return PelorinClient::getInstance(); }
@@ -156,7 +157,8 @@ class InteractionContextClientTest : public InteractionContextTest {
   // Stores the connections of a page view's answer in the client.
   static void answerConnections(std::string_view connections) {
     JsonValue answer = json(R"({"result":{"connections":)" + std::string(connections) + "}}");
-    PelorinClient::synchronized([&] { client().engine().processConnectionsResult(answer.ref()); });
+    PelorinClient::synchronized(
+        [&] { ClientTesting::engine(client()).processConnectionsResult(answer.ref()); });
   }
 
   static InteractionContext contextOn(const std::shared_ptr<headless::ViewController>& controller,

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "pelorin/event.h"
 #include "pelorin/headless/view_controller.h"
 #include "pelorin/pelorin_client.h"
@@ -78,14 +78,17 @@ class PelorinClientPluginsTest : public ::testing::Test {
  protected:
   PelorinClientPluginsTest() {
     // A server address nobody listens on: these tests never reach a server.
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
+    _test.bundle().set("pl_server_url", JsonValue("http://127.0.0.1:9/"));
     client().registerPluginClass(PluginClass::of<Recorder>("MyApp.Recorder"));
     client().registerPluginClass(PluginClass::of<Quiet>("MyApp.Quiet"));
     _test.console().clear();
+    journal().clear();
   }
 
   static PelorinClient& client() { return PelorinClient::getInstance(); }
-  static PelorinClientImpl& engine() { return client().engine(); }
+  static PelorinClientImpl& engine() ASSERT_CAPABILITY(globalLock()) {
+    return ClientTesting::engine(client());
+  }
 
   static std::vector<std::shared_ptr<PelorinPlugin>> select(std::string_view interactions) {
     JsonValue list = json(interactions);

@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "client/plugin_registry.h"
 #include "pelorin/headless/toolkit.h"
 #include "support/test_platform.h"
@@ -25,16 +25,18 @@ class PelorinClientTest : public ::testing::Test {
  protected:
   PelorinClientTest() {
     // A server address nobody listens on: these tests never reach a server.
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
-    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+    _test.bundle().set("pl_server_url", JsonValue("http://127.0.0.1:9/"));
+    _test.bundle().set("CFBundleIdentifier", JsonValue("com.example.shop"));
   }
 
   PelorinClient& client() { return PelorinClient::getInstance(); }
-  PelorinClientImpl& engine() { return client().engine(); }
+  PelorinClientImpl& engine() ASSERT_CAPABILITY(globalLock()) {
+    return ClientTesting::engine(client());
+  }
 
   // A file of the library's folder, once the writer thread wrote what was asked of it.
   std::string storedFile(const std::string& name) const {
-    PelorinClient::getInstance().engine().waitForWrites();
+    ClientTesting::waitForWrites(PelorinClient::getInstance());
     std::ifstream in(_test.documentsFolder() + "/pelorin/" + name, std::ios::binary);
     std::stringstream text;
     text << in.rdbuf();
@@ -191,7 +193,7 @@ TEST_F(PelorinClientTest, ClickWithoutInteractionIdRecordsNothingButCallsBack) {
   client();
   // A first sync takes the pending state (its request fails: nobody listens).
   PelorinClient::synchronized([&] { engine().sync(); });
-  engine().waitForOperations();
+  ClientTesting::waitForOperations(client());
   PelorinClient::synchronized([&] { EXPECT_FALSE(engine().updateRequired()); });
   bool called = false;
   client().createEvent("CLICK", JsonValue::parse(R"({"other":"x"})"), [&] { called = true; });
@@ -267,7 +269,7 @@ TEST_F(PelorinClientTest, TickWritesChangedStateToFiles) {
     engine().setEnabled(true);
     engine().sync();
   });
-  engine().waitForOperations();
+  ClientTesting::waitForOperations(client());
   EXPECT_EQ(storedFile("cache5.2.data"), R"({"properties":{"city":["Utrecht"]},"modified":false})");
   const std::string log = storedFile("plcommitlog5.2.data");
   const std::string request = storedFile("plrequestcommitlog5.2.data");
@@ -278,7 +280,7 @@ TEST_F(PelorinClientTest, TickWritesChangedStateToFiles) {
 TEST_F(PelorinClientTest, TickWithNothingChangedWritesNoFile) {
   client();
   PelorinClient::synchronized([&] { engine().sync(); });
-  engine().waitForOperations();
+  ClientTesting::waitForOperations(client());
   EXPECT_FALSE(std::filesystem::exists(_test.documentsFolder() + "/pelorin/cache5.2.data"));
   EXPECT_FALSE(std::filesystem::exists(_test.documentsFolder() + "/pelorin/plcommitlog5.2.data"));
 }
@@ -401,7 +403,7 @@ TEST_F(PelorinClientTest, AnswerEqualToTheCacheLeavesItsPropertiesAndMarksItChan
       engine().sync();
       EXPECT_FALSE(engine().cache().modified);
     });
-    engine().waitForOperations();
+    ClientTesting::waitForOperations(client());
     return storedFile("cache5.2.data");
   };
   constexpr std::string_view kWhole =
@@ -507,7 +509,7 @@ TEST_F(PelorinClientTest, SimulatorLinkConnectsStoresAndAlerts) {
   EXPECT_EQ(storedFile("plsimulatorusername.data"), "ann");
   EXPECT_EQ(storedFile("plsimulatormobilesession.data"), "s1");
   // The reload it starts runs on the operation queue and may log before or after the last line.
-  engine().waitForOperations();
+  ClientTesting::waitForOperations(client());
   const Lines lines = _test.logLines();
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines.front(),
@@ -542,7 +544,7 @@ TEST_F(PelorinClientTest, SimulatorLinkTakesTheHostWithoutUserInfoOrPort) {
     EXPECT_EQ(engine().configuration().getSimulatorUsername(), "ann");
     EXPECT_EQ(engine().configuration().getSimulatorSessionId(), "s1");
   });
-  engine().waitForOperations();
+  ClientTesting::waitForOperations(client());
 }
 
 // The path is split as the platform's URL type gives it: percent escapes decoded, a
@@ -556,7 +558,7 @@ TEST_F(PelorinClientTest, SimulatorLinkDecodesItsPartsAndDropsATrailingSlash) {
     EXPECT_EQ(engine().configuration().getSimulatorUsername(), "ann b");
     EXPECT_EQ(engine().configuration().getSimulatorSessionId(), "s-1");
   });
-  engine().waitForOperations();
+  ClientTesting::waitForOperations(client());
 }
 
 // A decoded "/" is a separator like any other: three parts no longer.

@@ -16,22 +16,22 @@ class PelorinConfigurationTest : public ::testing::Test {
 };
 
 TEST_F(PelorinConfigurationTest, HostNameWithoutTrailingSlash) {
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example")));
+  _test.bundle().set("pl_server_url", JsonValue("https://a.example"));
   EXPECT_EQ(PelorinConfiguration().getHostName(), "https://a.example");
 }
 
 TEST_F(PelorinConfigurationTest, HostNameLosesOneTrailingSlash) {
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example/")));
+  _test.bundle().set("pl_server_url", JsonValue("https://a.example/"));
   EXPECT_EQ(PelorinConfiguration().getHostName(), "https://a.example");
 }
 
 TEST_F(PelorinConfigurationTest, HostNameEndingInTwoSlashesKeepsOne) {
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example//")));
+  _test.bundle().set("pl_server_url", JsonValue("https://a.example//"));
   EXPECT_EQ(PelorinConfiguration().getHostName(), "https://a.example/");
 }
 
 TEST_F(PelorinConfigurationTest, NumericHostNameYieldsEmpty) {
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value(42)));
+  _test.bundle().set("pl_server_url", JsonValue(42));
   EXPECT_EQ(PelorinConfiguration().getHostName(), "");
 }
 
@@ -42,7 +42,7 @@ TEST_F(PelorinConfigurationTest, MissingHostNameOrDictionaryYieldsEmpty) {
 }
 
 TEST_F(PelorinConfigurationTest, OverruleHostNameWinsUnchanged) {
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://a.example")));
+  _test.bundle().set("pl_server_url", JsonValue("https://a.example"));
   PelorinConfiguration configuration;
   configuration.setHostName("https://simulator.example/");
   EXPECT_EQ(configuration.getHostName(), "https://simulator.example/");
@@ -50,9 +50,9 @@ TEST_F(PelorinConfigurationTest, OverruleHostNameWinsUnchanged) {
 
 TEST_F(PelorinConfigurationTest, HostNameIsReadOnEveryCall) {
   PelorinConfiguration configuration;
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("h1")));
+  _test.bundle().set("pl_server_url", JsonValue("h1"));
   EXPECT_EQ(configuration.getHostName(), "h1");
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value("h2")));
+  _test.bundle().set("pl_server_url", JsonValue("h2"));
   EXPECT_EQ(configuration.getHostName(), "h2");
 }
 
@@ -78,7 +78,7 @@ TEST_F(PelorinConfigurationTest, NoLogWithoutDebugKey) {
 }
 
 TEST_F(PelorinConfigurationTest, NoLogWhenDebugIsAString) {
-  _test.bundle().set("pl_debug", JsonValue(boost::json::value("true")));
+  _test.bundle().set("pl_debug", JsonValue("true"));
   PelorinConfiguration::log("m", "PL_CLIENT", "INFO");
   EXPECT_TRUE(_test.console().lines().empty());
 }
@@ -105,8 +105,7 @@ TEST_F(PelorinConfigurationTest, LazyLogBuildsNoMessageWhenOff) {
 }
 
 TEST_F(PelorinConfigurationTest, PackageNameIsPercentEncodedForAFragment) {
-  _test.bundle().set("CFBundleIdentifier",
-                     JsonValue(boost::json::value("com.shop app/é?a=b&c#d%")));
+  _test.bundle().set("CFBundleIdentifier", JsonValue("com.shop app/é?a=b&c#d%"));
   EXPECT_EQ(PelorinConfiguration::getPackageName(), "com.shop%20app/%C3%A9?a=b&c%23d%25");
 }
 

@@ -83,7 +83,7 @@ TEST_F(PluginRegistryTest, RuntimeClassIsFoundLoggedAndCached) {
 }
 
 TEST_F(PluginRegistryTest, ApplicationModuleRetryFromBundleExecutable) {
-  _test.bundle().set("CFBundleExecutable", JsonValue(boost::json::value("My Shop")));
+  _test.bundle().set("CFBundleExecutable", JsonValue("My Shop"));
   RuntimeClasses::add(PluginClass::of<CountingPlugin>("My_Shop.Banner"));
   auto found = _registry.getPlugin("ServerModule.Banner");
   ASSERT_TRUE(found.has_value());

@@ -16,6 +16,7 @@
 #include <boost/json.hpp>
 
 #include "devserver/dev_server.h"
+#include "json/json_value_access.h"
 #include "support/child_process.h"
 #include "support/chromium.h"
 #include "support/temp_folder.h"

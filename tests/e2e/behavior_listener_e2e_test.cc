@@ -12,6 +12,7 @@
 #include "client/pelorin_client_impl.h"
 #include "devserver/dev_server.h"
 #include "e2e/client_fixture.h"
+#include "json/json_value_access.h"
 #include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
 
@@ -45,9 +46,9 @@ class CheckoutInteractions : public devserver::ScreenContent {
           {"parameters", boost::json::array{boost::json::object{
                              {"locale", "en"}, {"parameter", boost::json::array{parameter}}}}}});
     }
-    return JsonValue(boost::json::object{{"interactions", std::move(interactions)},
-                                         {"segments", boost::json::array()},
-                                         {"connections", boost::json::array()}});
+    return toJsonValue(boost::json::object{{"interactions", std::move(interactions)},
+                                           {"segments", boost::json::array()},
+                                           {"connections", boost::json::array()}});
   }
 };
 

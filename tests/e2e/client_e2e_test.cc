@@ -108,7 +108,7 @@ TEST_F(ClientE2ETest, ServerDownThenRecovery) {
   PelorinClient::synchronized([&] { EXPECT_FALSE(engine().requestCommitLog().isEmpty()); });
   ASSERT_TRUE(_server.start());
   // The server came back on another port: point the client at it.
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl())));
+  _test.bundle().set("pl_server_url", JsonValue(_server.baseUrl()));
   client().addProfileValue("tags", "new");
   tick();
   auto id = client().getProfileId();

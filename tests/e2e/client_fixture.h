@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "devserver/dev_server.h"
 #include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
@@ -25,8 +25,8 @@ class ClientE2ETest : public ::testing::Test {
   // A server started with `options` (a configuration, for example).
   explicit ClientE2ETest(devserver::DevServerOptions options) : _server(std::move(options)) {
     EXPECT_TRUE(_server.start()) << _server.startError();
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
-    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
+    _test.bundle().set("pl_server_url", JsonValue(_server.baseUrl() + "/"));
+    _test.bundle().set("CFBundleIdentifier", JsonValue("com.example.shop"));
   }
 
   // The client, made with the shown screen (if any) as its current view controller.
@@ -38,14 +38,17 @@ class ClientE2ETest : public ::testing::Test {
     _screen = screen;
     _test.ui().setKeyWindowRootViewController(screen);
   }
-  PelorinClientImpl& engine() { return client().engine(); }
+  PelorinClientImpl& engine() ASSERT_CAPABILITY(globalLock()) {
+    return ClientTesting::engine(client());
+  }
 
   // Runs queued network operations and main-thread work until both are idle.
   void drain() {
     for (int round = 0; round < 100; ++round) {
-      engine().waitForOperations();
-      engine().waitForWrites();
-      if (_test.mainLoop().runUntilIdle() == 0 && engine().pendingOperations() == 0) return;
+      ClientTesting::waitForOperations(client());
+      ClientTesting::waitForWrites(client());
+      if (_test.mainLoop().runUntilIdle() == 0 && ClientTesting::pendingOperations(client()) == 0)
+        return;
     }
     ADD_FAILURE() << "client did not become idle";
   }

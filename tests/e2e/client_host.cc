@@ -23,7 +23,7 @@
 
 #include <unistd.h>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "pelorin/pelorin_client.h"
 #include "pelorin/platform/headless.h"
 #include "pelorin/platform/main_loop.h"
@@ -55,8 +55,8 @@ class ReportingFileSystem : public pelorin::platform::FileSystemWrapper {
 pelorin::platform::MainLoop& installPlatform(const std::string& storage, const std::string& server,
                                              bool reportWrites) {
   auto bundle = std::make_unique<pelorin::platform::HeadlessBundle>();
-  bundle->set("pl_server_url", pelorin::JsonValue(boost::json::value(server)));
-  bundle->set("CFBundleIdentifier", pelorin::JsonValue(boost::json::value("com.example.host")));
+  bundle->set("pl_server_url", pelorin::JsonValue(server));
+  bundle->set("CFBundleIdentifier", pelorin::JsonValue("com.example.host"));
   auto platform = std::make_unique<pelorin::Platform>();
   platform->setBundle(std::move(bundle));
   auto files = std::make_unique<pelorin::platform::PosixFileSystem>(storage);
@@ -103,10 +103,8 @@ int restart(pelorin::platform::MainLoop& loop) {
   }
   std::printf("profile %s\n", client.getProfileId().value_or("").c_str());
   std::fflush(stdout);
-  pelorin::PelorinClientImpl& engine =
-      pelorin::PelorinClient::synchronized([&]() -> auto& { return client.engine(); });
   // The files of the ticks so far are stored before the first write.
-  engine.waitForWrites();
+  pelorin::ClientTesting::waitForWrites(client);
   const std::string pid = std::to_string(::getpid());
   const std::string property = "k" + pid + "_";
   const std::string tag = "t" + pid + "_";
@@ -120,7 +118,7 @@ int restart(pelorin::platform::MainLoop& loop) {
     std::printf("wrote k%s_%d\n", pid.c_str(), i);
     std::fflush(stdout);
     loop.runFor(5ms);
-    engine.waitForWrites();
+    pelorin::ClientTesting::waitForWrites(client);
   }
 }
 

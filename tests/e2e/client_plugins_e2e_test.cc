@@ -112,7 +112,7 @@ devserver::DevServerOptions configured() {
 
 class ClientPluginsE2ETest : public testing::ClientE2ETest {
  protected:
-  ClientPluginsE2ETest() : ClientE2ETest(configured()) {}
+  ClientPluginsE2ETest() : ClientE2ETest(configured()) { journal().clear(); }
 
   void registerRecorder() {
     client().registerPluginClass(PluginClass::of<Recorder>("MyApp.Recorder"));
@@ -300,7 +300,7 @@ TEST_F(ClientPluginsE2ETest, ForeignModulePrefixResolvesThroughTheShortName) {
 }
 
 TEST_F(ClientPluginsE2ETest, ForeignModulePrefixResolvesInTheApplicationsModule) {
-  _test.bundle().set("CFBundleExecutable", JsonValue(boost::json::value("MyApp")));
+  _test.bundle().set("CFBundleExecutable", JsonValue("MyApp"));
   registerRecorder();
   pageView("away");
   EXPECT_EQ(journal().entries(), (Lines{"new i-4 type t-4 name - at - (-) locale - text - off main",
@@ -312,7 +312,7 @@ TEST_F(ClientPluginsE2ETest, ForeignModulePrefixResolvesInTheApplicationsModule)
 }
 
 TEST_F(ClientPluginsE2ETest, ApplicationModuleWithSpacesIsWrittenWithUnderscores) {
-  _test.bundle().set("CFBundleExecutable", JsonValue(boost::json::value("My App")));
+  _test.bundle().set("CFBundleExecutable", JsonValue("My App"));
   client().registerPluginClass(PluginClass::of<Recorder>("My_App.Recorder"));
   pageView("away");
   EXPECT_EQ(currentPlugins(), 1U);

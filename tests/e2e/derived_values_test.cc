@@ -1,6 +1,7 @@
 // The devserver's visible values derived from hidden point data: the score and ranking
 // rules, and their recomputation when property commands write a hidden "_" property.
 #include "devserver/derived_values.h"
+#include "json/json_value_access.h"
 
 #include <algorithm>
 #include <chrono>

@@ -11,6 +11,7 @@
 #include <boost/json.hpp>
 
 #include "e2e/client_fixture.h"
+#include "json/json_value_access.h"
 #include "pelorin/headless/toolkit.h"
 
 namespace pelorin {
@@ -53,7 +54,8 @@ devserver::DevServerOptions shopServer() {
       interaction("ranking-1", "PelorinClient.EngagementRankingListener",
                   {{"engagement_rules", kRankingRules},
                    {"interests", R"({"values": ["Shoes", "Hats", "Bags"]})"}})};
-  options.config = JsonValue(boost::json::object{{"screens", boost::json::object{{"Shop", shop}}}});
+  options.config =
+      toJsonValue(boost::json::object{{"screens", boost::json::object{{"Shop", shop}}}});
   return options;
 }
 

@@ -1,6 +1,7 @@
 // The devserver's inspector over HTTP: what its JSON API records of each batch, its bounds,
 // and the headers and host check that keep its page safe.
 #include "devserver/inspector.h"
+#include "json/json_value_access.h"
 
 #include <httplib.h>
 

@@ -48,7 +48,7 @@ std::vector<std::string> targets(const std::vector<RecordedRequest>& requests) {
 class PelorinConnectorE2eTest : public ::testing::Test {
  protected:
   PelorinConnectorE2eTest() {
-    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.app")));
+    _test.bundle().set("CFBundleIdentifier", JsonValue("com.example.app"));
   }
 
   void SetUp() override { ASSERT_TRUE(_server.start()); }
@@ -426,7 +426,7 @@ TEST_F(PelorinConnectorE2eTest, ServerRecognisesTheVisitorAfterARestart) {
   const std::string first = profileId();
   auto restarted = std::make_unique<Platform>();
   auto bundle = std::make_unique<platform::HeadlessBundle>();
-  bundle->set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.app")));
+  bundle->set("CFBundleIdentifier", JsonValue("com.example.app"));
   restarted->setBundle(std::move(bundle));
   restarted->setFileSystem(std::make_unique<platform::PosixFileSystem>(_test.documentsFolder()));
   Platform::install(std::move(restarted));

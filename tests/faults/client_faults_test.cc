@@ -360,7 +360,7 @@ TEST_F(ClientFaultsTest, ConnectionRefusedKeepsTheChangesUntilTheServerIsBack) {
   EXPECT_EQ(linesStartingWith(std::string(kSyncFailed)), Lines(1, std::string(kSyncFailed)));
 
   ASSERT_TRUE(_server.start());
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
+  _test.bundle().set("pl_server_url", JsonValue(_server.baseUrl() + "/"));
   sendAgain();
   expectDelivered();
 }

@@ -48,7 +48,7 @@ TEST_F(ServerNotRunningTest, FirstLaunchKeepsTheChangesUntilTheServerStarts) {
   EXPECT_EQ(client().getProfileValues("city"), kChanges.at("city"));
 
   ASSERT_TRUE(_server.start());
-  _test.bundle().set("pl_server_url", JsonValue(boost::json::value(_server.baseUrl() + "/")));
+  _test.bundle().set("pl_server_url", JsonValue(_server.baseUrl() + "/"));
   sendAgain();
 
   // The first answer creates the profile with the waiting changes in it.

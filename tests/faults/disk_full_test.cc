@@ -123,13 +123,14 @@ TEST_F(DiskFullTest, FillRecordRecoverKillRestartLosesNothing) {
   auto cache = PelorinCache::decode(storedFile("cache5.2.data"));
   ASSERT_TRUE(cache.ok());
   EXPECT_EQ(cache.value().properties.size(), static_cast<std::size_t>(kProperties));
-  PelorinClient::synchronized([&] {
+  {
+    MutexLock lock(globalLock());
     PelorinClientImpl restarted(client());
     PelorinCommitLog pending = restarted.requestCommitLog();
     PelorinCommitLog newer = restarted.commitLog();
     pending.merge(newer);
     expectEveryChange(pending, "restarted engine");
-  });
+  }
   EXPECT_EQ(writeErrors().size(), 1U);
 }
 

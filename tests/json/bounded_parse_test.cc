@@ -1,4 +1,5 @@
 #include "json/bounded_parse.h"
+#include "json/json_value_access.h"
 
 #include <gtest/gtest.h>
 
@@ -72,7 +73,7 @@ TEST(BoundedParseTest, InvalidTextGivesTheParsersError) {
 TEST(BoundedParseTest, DocumentGrowsPastTheLimitAfterParsing) {
   auto value = parseBounded(R"({"a":[]})", 1024);
   ASSERT_TRUE(value.has_value());
-  boost::json::array& array = value->mutableRaw().as_object()["a"].as_array();
+  boost::json::array& array = mutableRawJson(*value).as_object()["a"].as_array();
   for (int i = 0; i < 10000; ++i) array.emplace_back("a text longer than the small buffer");
   EXPECT_EQ((*value)["a"].size(), 10000U);
   JsonValue copy = *value;

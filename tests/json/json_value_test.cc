@@ -1,5 +1,11 @@
 #include "pelorin/json_value.h"
 
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "json/utf8.h"
@@ -82,7 +88,7 @@ TEST(JsonValueTest, CompactSerialisationHasNoWhiteSpace) {
 }
 
 TEST(JsonValueTest, CompactSerialisationEscapesStrings) {
-  JsonValue doc(boost::json::value(std::string("q\"b\\n\n\x01\xc3\xa9/")));
+  JsonValue doc(std::string("q\"b\\n\n\x01\xc3\xa9/"));
   EXPECT_EQ(doc.toCompactString(), "\"q\\\"b\\\\n\\n\\u0001\xc3\xa9/\"");
   EXPECT_EQ(JsonValue::parse(doc.toCompactString())->string(), "q\"b\\n\n\x01\xc3\xa9/");
 }
@@ -123,6 +129,69 @@ TEST(JsonValueTest, CopiedRefOwnsItsValue) {
     copy = JsonValue(doc["a"]);
   }
   EXPECT_EQ(copy["b"].integer(), 1);
+}
+
+TEST(JsonValueTest, MadeFromScalars) {
+  EXPECT_EQ(JsonValue().toCompactString(), "null");
+  EXPECT_EQ(JsonValue(nullptr).toCompactString(), "null");
+  EXPECT_EQ(JsonValue(true).toCompactString(), "true");
+  EXPECT_EQ(JsonValue(false).toCompactString(), "false");
+  EXPECT_EQ(JsonValue(42).toCompactString(), "42");
+  EXPECT_EQ(JsonValue(-7L).toCompactString(), "-7");
+  EXPECT_EQ(JsonValue(std::numeric_limits<std::uint64_t>::max()).toCompactString(),
+            "18446744073709551615");
+  EXPECT_EQ(JsonValue(2.5).toCompactString(), "2.5");
+  EXPECT_EQ(JsonValue(0.5F).toCompactString(), "0.5");
+  EXPECT_EQ(JsonValue("https://pelorin.example").toCompactString(), "\"https://pelorin.example\"");
+  EXPECT_EQ(JsonValue(std::string("a\"b")).toCompactString(), "\"a\\\"b\"");
+  EXPECT_EQ(JsonValue(std::string_view("view")).string(), "view");
+  EXPECT_TRUE(JsonValue(42).isInteger());
+  EXPECT_TRUE(JsonValue("x").isString());
+  EXPECT_TRUE(JsonValue(true).isBool());
+}
+
+TEST(JsonValueTest, MadeFromListsAndMaps) {
+  EXPECT_EQ(JsonValue(std::vector<std::string>{"a", "b"}).toCompactString(), R"(["a","b"])");
+  EXPECT_EQ(JsonValue(std::vector<int>{1, 2}).toCompactString(), "[1,2]");
+  EXPECT_EQ(JsonValue(std::vector<std::vector<bool>>{{true}, {}}).toCompactString(), "[[true],[]]");
+  EXPECT_EQ(JsonValue(std::map<std::string, std::string>{{"b", "2"}, {"a", "1"}}).toCompactString(),
+            R"({"a":"1","b":"2"})");
+  EXPECT_EQ(JsonValue::array({1, "two", true, nullptr}).toCompactString(),
+            R"([1,"two",true,null])");
+  EXPECT_EQ(JsonValue::array().toCompactString(), "[]");
+  EXPECT_EQ(JsonValue::object().toCompactString(), "{}");
+  EXPECT_EQ(
+      JsonValue::object({{"z", 1}, {"a", JsonValue::array({"x"})}, {"z", 2}}).toCompactString(),
+      R"({"z":2,"a":["x"]})");
+}
+
+TEST(JsonValueTest, SetEraseAndAppendBuildDocuments) {
+  JsonValue doc;
+  doc.set("name", "Ada").set("age", 36).set("name", "Grace");
+  EXPECT_EQ(doc.toCompactString(), R"({"name":"Grace","age":36})");
+  EXPECT_TRUE(doc.erase("age"));
+  EXPECT_FALSE(doc.erase("age"));
+  EXPECT_EQ(doc.toCompactString(), R"({"name":"Grace"})");
+
+  JsonValue list = JsonValue(3);
+  list.append("a").append(JsonValue::object({{"k", false}}));
+  EXPECT_EQ(list.toCompactString(), R"(["a",{"k":false}])");
+  EXPECT_FALSE(list.erase("k"));
+}
+
+TEST(JsonValueTest, CopiesAndMovesKeepTheDocument) {
+  JsonValue original = JsonValue::object({{"list", JsonValue::array({1, 2})}});
+  JsonValue copy = original;
+  copy.set("more", true);
+  EXPECT_EQ(original.toCompactString(), R"({"list":[1,2]})");
+  EXPECT_EQ(copy.toCompactString(), R"({"list":[1,2],"more":true})");
+  JsonValue moved = std::move(copy);
+  EXPECT_EQ(moved.toCompactString(), R"({"list":[1,2],"more":true})");
+  copy = moved;
+  EXPECT_TRUE(copy == moved);
+  copy = std::move(original);
+  EXPECT_EQ(copy.toCompactString(), R"({"list":[1,2]})");
+  EXPECT_FALSE(copy == moved);
 }
 
 TEST(Utf8Test, AcceptsWellFormedText) {

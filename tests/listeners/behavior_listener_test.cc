@@ -1,4 +1,5 @@
 #include "listeners/behavior_listener.h"
+#include "json/json_value_access.h"
 
 #include <memory>
 #include <string>
@@ -23,7 +24,7 @@ using Strings = std::vector<std::string>;
 JsonValue interaction(std::string_view listenerRules, std::string_view id = "i1") {
   JsonValue value = json(R"({"defaultLocale": "en", "parameters": [{"locale": "en",
       "parameter": [{"id": "listener_rules", "value": []}]}]})");
-  auto& object = value.mutableRaw().as_object();
+  auto& object = mutableRawJson(value).as_object();
   if (!id.empty()) object["id"] = boost::json::string(id);
   object["parameters"].as_array()[0].as_object()["parameter"].as_array()[0].as_object()["value"] =
       boost::json::array{boost::json::string(listenerRules)};

@@ -1,4 +1,5 @@
 #include "listeners/form_listener.h"
+#include "json/json_value_access.h"
 
 #include <memory>
 #include <string>
@@ -25,7 +26,7 @@ JsonValue interaction(const std::vector<std::pair<std::string, std::string>>& pa
                       std::string_view id = "i1") {
   JsonValue value = json(R"({"defaultLocale": "en", "parameters": [{"locale": "en",
       "parameter": []}]})");
-  auto& object = value.mutableRaw().as_object();
+  auto& object = mutableRawJson(value).as_object();
   if (!id.empty()) object["id"] = boost::json::string(id);
   auto& list = object["parameters"].as_array()[0].as_object()["parameter"].as_array();
   for (const auto& [key, text] : parameters) {

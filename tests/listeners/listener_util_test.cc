@@ -1,4 +1,5 @@
 #include "listeners/listener_util.h"
+#include "json/json_value_access.h"
 
 #include <chrono>
 #include <memory>
@@ -517,7 +518,7 @@ TEST_F(ListenerUtilTest, JsonStringifyOfNothingOrANumberWarns) {
 
 TEST_F(ListenerUtilTest, JsonStringifyRejectsNumbersThatAreNotFinite) {
   JsonValue value = JsonValue::array();
-  value.mutableRaw().as_array().emplace_back(std::numeric_limits<double>::infinity());
+  mutableRawJson(value).as_array().emplace_back(std::numeric_limits<double>::infinity());
   EXPECT_EQ(ListenerUtil::JSONStringify(value.ref(), false), "");
   EXPECT_THAT(logLines(), ElementsAre("WARNING [PL_LISTENER_UTIL]: Not a valid JSON object"));
 }

@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "client/pelorin_client_impl.h"
+#include "client/client_testing.h"
 #include "listeners/rule_service.h"
 #include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_client.h"
@@ -84,7 +84,7 @@ class RuleServiceTest : public ::testing::Test {
   // configured, so nothing is sent), and lets the page view finish.
   void showScreen(const std::string& name) {
     _client.createEvent("PAGEVIEW", std::map<std::string, std::string>{{"screenName", name}});
-    _client.engine().waitForOperations();
+    ClientTesting::waitForOperations(_client);
     _platform.mainLoop().runUntilIdle();
   }
 

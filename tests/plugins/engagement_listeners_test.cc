@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "client/plugin_registry.h"
+#include "json/json_value_access.h"
 #include "plugins/engagement_fixture.h"
 #include "plugins/engagement_ranking_listener.h"
 #include "plugins/engagement_score_listener.h"
@@ -37,7 +38,7 @@ InteractionContext contextWith(const std::map<std::string, std::string>& paramet
                                   {"parameters", boost::json::array{boost::json::object{
                                                      {"locale", "en"}, {"parameter", list}}}}};
   if (!id.empty()) interaction["id"] = id;
-  JsonValue source(boost::json::value(std::move(interaction)));
+  const JsonValue source = toJsonValue(std::move(interaction));
   return InteractionContext(source.ref(), std::shared_ptr<headless::ViewController>(),
                             std::nullopt);
 }

@@ -20,9 +20,9 @@ constexpr const char* kNow = "1714568531000";  // the pinned clock's instant
 class GlobalListenerTest : public testing::PluginTest {
  protected:
   GlobalListenerTest() {
-    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.shop")));
-    _test.bundle().set("CFBundleDisplayName", JsonValue(boost::json::value("Shop")));
-    _test.bundle().set("CFBundleShortVersionString", JsonValue(boost::json::value("2.1")));
+    _test.bundle().set("CFBundleIdentifier", JsonValue("com.example.shop"));
+    _test.bundle().set("CFBundleDisplayName", JsonValue("Shop"));
+    _test.bundle().set("CFBundleShortVersionString", JsonValue("2.1"));
   }
 
   void load() {

@@ -13,7 +13,9 @@
 #include <gtest/gtest.h>
 #include <boost/json.hpp>
 
+#include "client/client_testing.h"
 #include "client/pelorin_client_impl.h"
+#include "json/json_value_access.h"
 #include "pelorin/headless/view_controller.h"
 #include "pelorin/pelorin_client.h"
 #include "storage/pelorin_commit_log.h"
@@ -25,7 +27,7 @@ class PluginTest : public ::testing::Test {
  protected:
   PluginTest() {
     // A server address nobody listens on; the tick never comes within a test's time.
-    _test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
+    _test.bundle().set("pl_server_url", JsonValue("http://127.0.0.1:9/"));
     _test.platform().setSyncInterval(std::chrono::hours(24 * 365));
   }
 
@@ -39,7 +41,7 @@ class PluginTest : public ::testing::Test {
       boost::json::array texts(values.begin(), values.end());
       list.push_back(boost::json::object{{"id", id}, {"value", std::move(texts)}});
     }
-    return JsonValue(boost::json::object{
+    return toJsonValue(boost::json::object{
         {"id", "i-1"},
         {"myInteractionTypeId", "t-1"},
         {"pluginClass", pluginClass},
@@ -57,13 +59,12 @@ class PluginTest : public ::testing::Test {
   // Processes a page view's answer naming one interaction of `pluginClass`, then runs the
   // main loop so that its plug-in loads.
   void loadInteraction(const std::string& pluginClass, const Parameters& parameters) {
-    const JsonValue result(boost::json::object{
-        {"result",
-         boost::json::object{
-             {"interactions", boost::json::array{*interaction(pluginClass, parameters).raw()}}}}});
+    const JsonValue result = JsonValue::object(
+        {{"result", JsonValue::object({{"interactions", JsonValue::array({interaction(
+                                                            pluginClass, parameters)})}})}});
     PelorinClient::synchronized([&] {
-      client().engine().processInteractionsResult(client().engine().viewController(), result.ref(),
-                                                  true);
+      ClientTesting::engine(client()).processInteractionsResult(
+          ClientTesting::engine(client()).viewController(), result.ref(), true);
     });
     _test.mainLoop().runUntilIdle();
   }
@@ -73,7 +74,7 @@ class PluginTest : public ::testing::Test {
       std::string_view name) {
     return PelorinClient::synchronized(
         [&]() -> std::optional<std::pair<OperationType, std::vector<std::string>>> {
-          const auto* entry = client().engine().commitLog().getProperty(name);
+          const auto* entry = ClientTesting::engine(client()).commitLog().getProperty(name);
           if (entry == nullptr) return std::nullopt;
           return std::make_pair(entry->type(), entry->values());
         });

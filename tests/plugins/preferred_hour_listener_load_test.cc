@@ -59,7 +59,8 @@ TEST_F(PreferredHourListenerLoadTest, MissingPropertyEndsTheLoadSilently) {
 
   listener.onLoad();
 
-  EXPECT_TRUE(PelorinClient::synchronized([&] { return client().engine().commitLog().isEmpty(); }));
+  EXPECT_TRUE(PelorinClient::synchronized(
+      [&] { return ClientTesting::engine(client()).commitLog().isEmpty(); }));
   EXPECT_TRUE(_test.logLines().empty());
 }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "json/json_value_access.h"
 #include "protocol/pelorin_connector.h"
 #include "support/test_platform.h"
 
@@ -214,7 +215,7 @@ TEST(PelorinCommandBuildersTest, InteractionCommandCarriesPropertiesAsJsonText) 
 
 TEST(PelorinCommandBuildersTest, InteractionCommandSkipsPropertiesThatDoNotConvert) {
   JsonValue notUtf8 = JsonValue::object();
-  notUtf8.mutableRaw().as_object()["k"] = "\xff";
+  mutableRawJson(notUtf8).as_object()["k"] = "\xff";
 
   for (const auto& properties : {parsed("[1,2]"), notUtf8}) {
     EXPECT_EQ(

@@ -25,9 +25,7 @@ constexpr const char* kHeadersLine =
 
 class PelorinConnectorTest : public ::testing::Test {
  protected:
-  PelorinConnectorTest() {
-    _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("com.example.app")));
-  }
+  PelorinConnectorTest() { _test.bundle().set("CFBundleIdentifier", JsonValue("com.example.app")); }
 
   // Moves the pinned clock to today's `hour`:`minute` UTC.
   void setTime(int hour, int minute) {
@@ -78,13 +76,13 @@ TEST_F(PelorinConnectorTest, SimulatorDataNeedsBothValues) {
 }
 
 TEST_F(PelorinConnectorTest, PackageNameIsPercentEncodedInTheQuery) {
-  _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("my app")));
+  _test.bundle().set("CFBundleIdentifier", JsonValue("my app"));
   EXPECT_EQ(PelorinConnector(std::nullopt, std::nullopt).getPostParameters(),
             "overruleReferrer=my%20app&time=13:2");
 }
 
 TEST_F(PelorinConnectorTest, PackageNameControlCharactersAreEncodedInTheQuery) {
-  _test.bundle().set("CFBundleIdentifier", JsonValue(boost::json::value("app\r\nX: y")));
+  _test.bundle().set("CFBundleIdentifier", JsonValue("app\r\nX: y"));
   EXPECT_EQ(PelorinConnector(std::nullopt, std::nullopt).getPostParameters(),
             "overruleReferrer=app%0D%0AX:%20y&time=13:2");
 }

@@ -1,4 +1,5 @@
 #include "protocol/pelorin_request_command.h"
+#include "json/json_value_access.h"
 
 #include <gtest/gtest.h>
 
@@ -205,7 +206,7 @@ TEST(PelorinRequestCommandTest, ConvertDataToJsonRefusesWhatIsNotAnObject) {
 
 TEST(PelorinRequestCommandTest, ConvertDataToJsonRefusesTextThatIsNotUtf8) {
   JsonValue object = JsonValue::object();
-  object.mutableRaw().as_object()["k"] = "\xed\xa0\x80";  // an encoded surrogate
+  mutableRawJson(object).as_object()["k"] = "\xed\xa0\x80";  // an encoded surrogate
   EXPECT_EQ(PelorinRequestCommand::convertDataToJSON(object), std::nullopt);
   EXPECT_EQ(PelorinRequestCommand::convertDataToJSON(RequestParameters{{"\xff", Texts{}}}),
             std::nullopt);

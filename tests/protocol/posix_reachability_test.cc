@@ -135,7 +135,7 @@ TEST_F(PosixReachabilityTest, InterfacesThatCannotBeListedGiveNoFlags) {
 
 TEST_F(PosixReachabilityTest, ServerUrlComesFromTheInformationDictionary) {
   pelorin::testing::TestPlatform test;
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value("http://localhost:4000/")));
+  test.bundle().set("pl_server_url", JsonValue("http://localhost:4000/"));
   PosixReachability::Sources sources;
   sources.routeTable = std::filesystem::path(_folder.path()) / "missing";
   sources.ipv6RouteTable = std::filesystem::path(_folder.path()) / "missing6";
@@ -143,7 +143,7 @@ TEST_F(PosixReachabilityTest, ServerUrlComesFromTheInformationDictionary) {
   PosixReachability check(std::move(sources));
 
   EXPECT_EQ(check.flags(), reachable());
-  test.bundle().set("pl_server_url", JsonValue(boost::json::value("https://api.example.com")));
+  test.bundle().set("pl_server_url", JsonValue("https://api.example.com"));
   EXPECT_EQ(check.flags(), unreachable());
 }
 

@@ -25,6 +25,7 @@
 
 #include "client/pelorin_client_impl.h"
 #include "e2e/client_fixture.h"
+#include "json/json_value_access.h"
 #include "pelorin/headless/toolkit.h"
 #include "pelorin/pelorin_event_factory.h"
 #include "pelorin/pelorin_event_manager.h"
@@ -97,7 +98,7 @@ devserver::DevServerOptions soakServer() {
       {"parameters", boost::json::array{boost::json::object{
                          {"locale", "en"}, {"parameter", boost::json::array{parameter}}}}}};
   devserver::DevServerOptions options;
-  options.config = JsonValue(boost::json::object{
+  options.config = toJsonValue(boost::json::object{
       {"screens", boost::json::object{{"shop", boost::json::array{interaction}}}}});
   return options;
 }

@@ -9,7 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "client/client_testing.h"
 #include "client/pelorin_client_impl.h"
+#include "json/json_value_access.h"
 #include "pelorin/headless/control.h"
 #include "pelorin/headless/headless_ui.h"
 #include "pelorin/headless/web_view.h"
@@ -34,7 +36,7 @@ constexpr auto kPageViewTime = 100ms;
 constexpr auto kSyncInterval = 100ms;
 constexpr auto kAnswerLimit = 30s;
 
-JsonValue text(const std::string& value) { return JsonValue(boost::json::value(value)); }
+JsonValue text(const std::string& value) { return JsonValue(value); }
 
 void countTargets(const headless::View& view, std::size_t& targets) {
   if (const auto* control = dynamic_cast<const headless::Control*>(&view)) {
@@ -67,7 +69,7 @@ JourneySoak::JourneySoak(const std::string& serverUrl, const std::filesystem::pa
     : _screens(std::make_unique<Screens>()), _storage(storage) {
   auto bundle = std::make_unique<platform::HeadlessBundle>();
   bundle->set("pl_server_url", text(serverUrl));
-  bundle->set("pl_debug", JsonValue(boost::json::value(false)));
+  bundle->set("pl_debug", JsonValue(false));
   bundle->set("CFBundleIdentifier", text("com.example.trailhead"));
   bundle->set("CFBundleExecutable", text("pelorin-demo"));
   bundle->set("CFBundleDisplayName", text("Trailhead"));
@@ -101,9 +103,9 @@ void JourneySoak::pageViewTime() {
 }
 
 bool JourneySoak::waitFor(const std::shared_ptr<bool>& done) {
-  auto& engine = PelorinClient::getInstance().engine();
+  PelorinClient& client = PelorinClient::getInstance();
   const auto deadline = std::chrono::steady_clock::now() + kAnswerLimit;
-  while (!*done || engine.pendingOperations() > 0) {
+  while (!*done || ClientTesting::pendingOperations(client) > 0) {
     if (std::chrono::steady_clock::now() > deadline) return false;
     _screens->loop->runFor(1ms);
   }
@@ -169,8 +171,7 @@ bool JourneySoak::runCycle() {
   auto done = std::make_shared<bool>(false);
   PelorinClient::getInstance().createEvent(
       "wishlist",
-      JsonValue(
-          boost::json::object{{"context", boost::json::array{"trail-running-shoes", "running"}}}),
+      JsonValue::object({{"context", JsonValue::array({"trail-running-shoes", "running"})}}),
       [done] { *done = true; });
   answered = waitFor(done) && send() && answered;
   answered = open(2) && answered;
@@ -199,7 +200,7 @@ SoakSample JourneySoak::sample() const {
   SoakSample sample;
   sample.pageViews = _pageViews;
   PelorinClient::synchronized([&] {
-    auto& engine = PelorinClient::getInstance().engine();
+    auto& engine = ClientTesting::engine(PelorinClient::getInstance());
     for (const auto& [name, values] : engine.cache().properties) {
       sample.profileValues += values.size();
       for (const auto& value : values) sample.profileBytes += lengthWithoutDigits(value);

@@ -1,5 +1,7 @@
 #include "support/test_platform.h"
 
+#include "client/client_testing.h"
+
 namespace pelorin::testing {
 
 namespace {
@@ -66,6 +68,11 @@ TestPlatform::TestPlatform() {
   platform->setFileSystem(std::make_unique<platform::PosixFileSystem>(_documents->path()));
   _platform = platform.get();
   Platform::install(std::move(platform));
+}
+
+TestPlatform::~TestPlatform() {
+  // Before the documents folder goes: the engine's writer finishes its files first.
+  ClientTesting::reset();
 }
 
 void TestPlatform::advanceClock(std::chrono::milliseconds by) {

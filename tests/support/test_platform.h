@@ -40,10 +40,15 @@ class RecordingConsole : public platform::Console {
 inline constexpr std::chrono::seconds kPinnedEpochSeconds{1714568531};
 
 // Installs itself as the current platform on construction; the objects it hands out stay
-// valid for the rest of the process.
+// valid for the rest of the process. Its destruction resets the client and the event bus
+// (`ClientTesting::reset`), so the next test's client starts fresh on its own platform;
+// the test's objects that use the client must go first.
 class TestPlatform {
  public:
   TestPlatform();
+  ~TestPlatform();
+  TestPlatform(const TestPlatform&) = delete;
+  TestPlatform& operator=(const TestPlatform&) = delete;
 
   platform::HeadlessBundle& bundle() { return *_bundle; }
   platform::PinnedClock& clock() { return *_clock; }

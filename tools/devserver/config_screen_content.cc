@@ -6,6 +6,8 @@
 
 #include <boost/json.hpp>
 
+#include "json/json_value_access.h"
+
 namespace pelorin::devserver {
 namespace {
 
@@ -25,7 +27,7 @@ std::optional<std::string> unknownMember(JsonRef object,
 }
 
 void append(json::array& to, const JsonValue& list) {
-  if (const auto* array = list.raw()->if_array()) {
+  if (const auto* array = rawJson(list)->if_array()) {
     for (const auto& element : *array) to.push_back(element);
   }
 }
@@ -190,8 +192,8 @@ JsonValue ConfigScreenContent::resultFor(const PageView& pageView) const {
   json::object result;
   result["interactions"] = std::move(interactions);
   result["segments"] = std::move(segments);
-  result["connections"] = *_connections.raw();
-  return JsonValue(std::move(result));
+  result["connections"] = *rawJson(_connections);
+  return toJsonValue(std::move(result));
 }
 
 }  // namespace pelorin::devserver

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <boost/json.hpp>
 
+#include "json/json_value_access.h"
 #include "protocol/profile_hash.h"
 
 namespace pelorin::devserver {
@@ -25,15 +26,15 @@ json::object emptyLists() {
 JsonValue idAnd(const std::string& id, const JsonValue& members) {
   json::object answer;
   answer["id"] = id;
-  if (const auto* object = members.raw()->if_object()) {
+  if (const auto* object = rawJson(members)->if_object()) {
     for (const auto& member : *object) answer[member.key()] = member.value();
   }
-  return JsonValue(std::move(answer));
+  return toJsonValue(std::move(answer));
 }
 
 // The members of an answer that reports a failed command.
 JsonValue failure(std::string_view message) {
-  return JsonValue(json::object{{"error", json::object{{"message", message}}}});
+  return toJsonValue(json::object{{"error", json::object{{"message", message}}}});
 }
 
 // The pieces of a profile hash ("294;17;" has "17" and "294"), sorted: the device writes
@@ -59,7 +60,7 @@ constexpr std::string_view kNoProfile = R"(no profile: send "getProfile" with "f
 }  // namespace
 
 JsonValue EmptyScreenContent::resultFor(const PageView& /*pageView*/) const {
-  return JsonValue(emptyLists());
+  return toJsonValue(emptyLists());
 }
 
 // What the commands of one batch share: the visitor they act for.
@@ -99,9 +100,9 @@ RpcReply RpcService::handle(const RpcRequest& request) {
   json::array answers;
   for (const JsonRef& command : batch->elements()) {
     JsonValue answered = answer(command, state);
-    if (!answered.isNull()) answers.push_back(std::move(answered.mutableRaw()));
+    if (!answered.isNull()) answers.push_back(std::move(mutableRawJson(answered)));
   }
-  reply.body = JsonValue(json::value(std::move(answers))).toCompactString();
+  reply.body = toJsonValue(json::value(std::move(answers))).toCompactString();
   if (_wrapInPlJson) reply.body = "pl_json(" + reply.body + ")";
   if (state.cookieToSet) {
     reply.setCookie = std::string(kVisitorCookie) + "=" + state.profileId +
@@ -143,7 +144,7 @@ JsonValue RpcService::answer(const JsonRef& command, BatchState& batch) {
 JsonValue RpcService::getProfile(const JsonRef& params, BatchState& batch) {
   if (batch.profileId.empty()) {
     if (firstString(params["forceCreate"]) != "true") {
-      return JsonValue(json::object{{"result", json::object()}});
+      return toJsonValue(json::object{{"result", json::object()}});
     }
     batch.profileId = newProfileId();
     _profiles.emplace(batch.profileId, Profile{});
@@ -156,7 +157,7 @@ JsonValue RpcService::getProfile(const JsonRef& params, BatchState& batch) {
   if (zone) answer["zoneId"] = *zone;
   answer["result"] =
       json::object{{"domainGroupId", _options.domainGroupId.value_or(batch.request.domainGroup)}};
-  return JsonValue(std::move(answer));
+  return toJsonValue(std::move(answer));
 }
 
 JsonValue RpcService::getProperties(const JsonRef& params, BatchState& batch) {
@@ -173,7 +174,7 @@ JsonValue RpcService::getProperties(const JsonRef& params, BatchState& batch) {
     for (const auto& value : values) list.emplace_back(value);
     properties[name] = std::move(list);
   }
-  return JsonValue(json::object{{"result", json::object{{"properties", std::move(properties)}}}});
+  return toJsonValue(json::object{{"result", json::object{{"properties", std::move(properties)}}}});
 }
 
 JsonValue RpcService::changeProperties(const JsonRef& params, BatchState& batch, bool add) {
@@ -206,7 +207,7 @@ JsonValue RpcService::changeProperties(const JsonRef& params, BatchState& batch,
         stored[std::string(name.substr(1))] = *visible;
     }
   }
-  return JsonValue(json::object{{"result", json::object()}});
+  return toJsonValue(json::object{{"result", json::object()}});
 }
 
 JsonValue RpcService::createEvent(const JsonRef& params, BatchState& batch) {
@@ -216,7 +217,7 @@ JsonValue RpcService::createEvent(const JsonRef& params, BatchState& batch) {
     if (auto profile = _profiles.find(batch.profileId); profile != _profiles.end()) {
       ++profile->second.eventCounts[{interaction, type}];
     }
-    return JsonValue(json::object{{"result", json::object()}});
+    return toJsonValue(json::object{{"result", json::object()}});
   }
   // No interaction: the client asks which interactions apply to this event's screen.
   PageView pageView{
@@ -229,7 +230,7 @@ JsonValue RpcService::createEvent(const JsonRef& params, BatchState& batch) {
   }
   ++_pageViews[{type, batch.screenName}];
   JsonValue result = _screenContent->resultFor(pageView);
-  return JsonValue(json::object{{"result", std::move(result.mutableRaw())}});
+  return toJsonValue(json::object{{"result", std::move(mutableRawJson(result))}});
 }
 
 std::string RpcService::newProfileId() {

@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 
+#include "pelorin/export.h"
 #include "pelorin/headless/view.h"
 #include "pelorin/platform/control.h"
 
@@ -26,7 +27,7 @@ using platform::ControlKind;
 // The base of every control. On its own (kind kOther) it is a generic control that an app
 // subclasses; the concrete ones are in controls.h. Targets are kept by a
 // `platform::ControlTargets`: see `platform::Control` for the rules.
-class Control : public View, public platform::Control {
+class PELORIN_EXPORT Control : public View, public platform::Control {
  public:
   std::string_view className() const override { return "Control"; }
   ControlKind kind() const override { return ControlKind::kOther; }

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/headless/control.h"
 #include "pelorin/platform/services.h"
 
@@ -21,7 +22,7 @@ using platform::Clock;
 
 // A push button. Its title and image are drawn by the button itself: a button has no text
 // property, so its title is not part of the visible text of a screen.
-class Button : public Control {
+class PELORIN_EXPORT Button : public Control {
  public:
   Button() = default;
   explicit Button(std::optional<std::string> title) : _title(std::move(title)) {}
@@ -50,7 +51,7 @@ class Button : public Control {
 //   clearText()     begins editing if needed, empties, editing-changed
 //   endEditing()    editing-did-end (only while editing)
 //   pressReturn()   editing-did-end-on-exit, then ends editing: editing-did-end
-class TextField : public Control {
+class PELORIN_EXPORT TextField : public Control {
  public:
   TextField() = default;
   explicit TextField(std::string text) : _text(std::move(text)) {}
@@ -84,7 +85,7 @@ class TextField : public Control {
 
 // An on/off switch. A tap (or `toggle()`) flips it: touch-down, value-changed,
 // touch-up-inside.
-class Switch : public Control {
+class PELORIN_EXPORT Switch : public Control {
  public:
   explicit Switch(bool on = false) : _on(on) {}
 
@@ -107,7 +108,7 @@ class Switch : public Control {
 // while the user drags, every step that changes the value sends value-changed; a slider
 // that is not continuous sends value-changed once, on release, when the value changed.
 // The release sends touch-up-inside either way.
-class Slider : public Control {
+class PELORIN_EXPORT Slider : public Control {
  public:
   Slider() = default;
   Slider(double minimumValue, double maximumValue, double value);
@@ -142,7 +143,7 @@ class Slider : public Control {
 // Plus and minus buttons that step a value within a range (0 to 100 by 1 by default).
 // `increment()`/`decrement()`: touch-down, value-changed when the value changed,
 // touch-up-inside.
-class Stepper : public Control {
+class PELORIN_EXPORT Stepper : public Control {
  public:
   Stepper() = default;
   Stepper(double minimumValue, double maximumValue, double stepValue, double value);
@@ -170,7 +171,7 @@ class Stepper : public Control {
 
 // A row of titled segments, at most one selected. `selectSegment(i)`: touch-down,
 // value-changed when the selection changed, touch-up-inside.
-class SegmentedControl : public Control {
+class PELORIN_EXPORT SegmentedControl : public Control {
  public:
   explicit SegmentedControl(std::vector<std::string> titles = {}) : _titles(std::move(titles)) {}
 
@@ -195,7 +196,7 @@ class SegmentedControl : public Control {
 
 // Picks a date; starts at the platform clock's current time. The user spinning its wheels
 // to another date sends value-changed.
-class DatePicker : public Control {
+class PELORIN_EXPORT DatePicker : public Control {
  public:
   DatePicker();
   explicit DatePicker(Clock::TimePoint date) : _date(date) {}

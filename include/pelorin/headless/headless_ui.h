@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/headless/view_controller.h"
 #include "pelorin/platform/ui.h"
 #include "pelorin/platform/view_factory.h"
@@ -25,14 +26,14 @@ using platform::AlertActionStyle;
 
 // Makes the library's own views as headless views placed by constraints: a plain view with
 // a tap recogniser, a `WebView`, a `Button` with the image.
-class HeadlessViewFactory final : public platform::ViewFactory {
+class PELORIN_EXPORT HeadlessViewFactory final : public platform::ViewFactory {
  public:
   std::shared_ptr<platform::View> makeContainerView(std::function<void()> onTap) override;
   std::shared_ptr<platform::View> makeWebView() override;
   std::shared_ptr<platform::View> makeImageButton(std::optional<Image> image) override;
 };
 
-class HeadlessUi final : public platform::Ui {
+class PELORIN_EXPORT HeadlessUi final : public platform::Ui {
  public:
   // An alert as it was presented.
   struct PresentedAlert {

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/headless/view.h"
 #include "pelorin/platform/picker_view.h"
 
@@ -24,14 +25,14 @@ namespace pelorin::headless {
 
 class PickerView;
 
-class PickerViewDelegate {
+class PELORIN_EXPORT PickerViewDelegate {
  public:
   virtual ~PickerViewDelegate() = default;
   // The user settled `component` on `row`.
   virtual void didSelectRow(PickerView& pickerView, std::size_t row, std::size_t component) = 0;
 };
 
-class PickerView : public View, public platform::PickerView {
+class PELORIN_EXPORT PickerView : public View, public platform::PickerView {
  public:
   PickerView() = default;
   // Each element is one component's row titles. Every non-empty component starts with its

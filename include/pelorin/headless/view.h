@@ -24,6 +24,7 @@
 #include <string_view>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/ui_types.h"
 #include "pelorin/platform/view.h"
 
@@ -40,7 +41,7 @@ class View;
 
 // Recognises a tap on the view it is attached to and sends its actions. The targets are
 // held weakly: an action runs only while its target lives.
-class TapGestureRecognizer {
+class PELORIN_EXPORT TapGestureRecognizer {
  public:
   using Action = std::function<void(TapGestureRecognizer&)>;
 
@@ -71,7 +72,7 @@ class TapGestureRecognizer {
 };
 
 // A headless view. Always owned through `std::shared_ptr`; it never `isGone()`.
-class View : public platform::View, public std::enable_shared_from_this<View> {
+class PELORIN_EXPORT View : public platform::View, public std::enable_shared_from_this<View> {
  public:
   View() = default;
   explicit View(Rect frame) : _frame(frame) {}
@@ -157,7 +158,7 @@ class View : public platform::View, public std::enable_shared_from_this<View> {
 };
 
 // Shows one line of text. It has a text property, which holds nothing until it is set.
-class Label : public View {
+class PELORIN_EXPORT Label : public View {
  public:
   Label() = default;
   explicit Label(std::optional<std::string> text) : _text(std::move(text)) {}
@@ -175,8 +176,8 @@ class Label : public View {
 };
 
 // Appends "; text = 'value'" (or "; text = nil") to a description.
-void appendTextDetail(std::string& out, std::string_view name,
-                      const std::optional<std::string>& text);
+PELORIN_EXPORT void appendTextDetail(std::string& out, std::string_view name,
+                                     const std::optional<std::string>& text);
 
 }  // namespace pelorin::headless
 

@@ -39,6 +39,7 @@
 #include <variant>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/headless/view.h"
 #include "pelorin/platform/view_controller.h"
 
@@ -46,8 +47,8 @@ namespace pelorin::headless {
 
 using platform::PropertyValue;
 
-class ViewController : public platform::ViewController,
-                       public std::enable_shared_from_this<ViewController> {
+class PELORIN_EXPORT ViewController : public platform::ViewController,
+                                      public std::enable_shared_from_this<ViewController> {
  public:
   ViewController() = default;
   explicit ViewController(std::optional<std::string> title) : _title(std::move(title)) {}

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/headless/view.h"
 #include "pelorin/platform/web_view.h"
 
@@ -32,7 +33,7 @@ using platform::NavigationType;
 using platform::UrlRequest;
 using platform::UrlRequestCachePolicy;
 
-class WebView : public View, public platform::WebView {
+class PELORIN_EXPORT WebView : public View, public platform::WebView {
  public:
   // One call of `load` or `loadHTMLString`.
   struct Load {

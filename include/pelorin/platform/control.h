@@ -16,13 +16,14 @@
 #include <string_view>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
 
 // A set of control events. The bit values are those of the common mobile toolkit, so masks
 // written by rules and plug-ins keep their meaning.
-class ControlEvents {
+class PELORIN_EXPORT ControlEvents {
  public:
   static const ControlEvents kTouchDown;            // 0x1
   static const ControlEvents kTouchUpInside;        // 0x40
@@ -77,12 +78,12 @@ enum class ControlKind {
   kOther,
 };
 
-std::string_view toString(ControlKind kind);
+PELORIN_EXPORT std::string_view toString(ControlKind kind);
 
 class Control;
 
 // Names the member function of a target-action pair, so that a repeat can be recognised.
-class ActionSelector {
+class PELORIN_EXPORT ActionSelector {
  public:
   virtual ~ActionSelector() = default;
   virtual bool equals(const ActionSelector& other) const = 0;
@@ -90,7 +91,7 @@ class ActionSelector {
 
 // One registration of a control: an action for a set of events, on behalf of a target
 // that the control holds weakly.
-struct TargetAction {
+struct PELORIN_EXPORT TargetAction {
   using Action = std::function<void(Control& sender)>;
 
   std::weak_ptr<void> target;
@@ -101,7 +102,7 @@ struct TargetAction {
   std::shared_ptr<const ActionSelector> selector;
 };
 
-class Control {
+class PELORIN_EXPORT Control {
  public:
   using Action = TargetAction::Action;
 
@@ -167,7 +168,7 @@ class Control {
 //
 //   void MyButton::addTargetAction(TargetAction entry) { _targets.add(std::move(entry)); }
 //   void MyButton::onClicked() { _targets.send(*this, ControlEvents::kTouchUpInside); }
-class ControlTargets {
+class PELORIN_EXPORT ControlTargets {
  public:
   // Adds `entry`; false when it is ignored (empty action or mask, or an identical repeat).
   bool add(TargetAction entry);

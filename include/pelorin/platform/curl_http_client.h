@@ -16,11 +16,12 @@
 #include <memory>
 #include <optional>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/http.h"
 
 namespace pelorin::platform {
 
-class CurlHttpClient : public HttpClient {
+class PELORIN_EXPORT CurlHttpClient : public HttpClient {
  public:
   // Where the cookie file lives; asked on the first request (so it may name a folder that
   // exists only once the host has set itself up). Nothing means cookies live in memory.

@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "pelorin/export.h"
+
 namespace pelorin::platform {
 
 // Outcome of a file operation. A missing file or folder is told apart from every other
@@ -44,7 +46,7 @@ class [[nodiscard]] FileStatus {
 };
 
 // Paths are absolute, '/'-separated texts.
-class FileSystem {
+class PELORIN_EXPORT FileSystem {
  public:
   // Staging files of an atomic write are named target name + TEMPORARY_MARKER + a unique
   // suffix, in the target's folder. Only a write cut short by the end of the process leaves
@@ -80,7 +82,7 @@ class FileSystem {
 //       return FileStatus::ioError("disk full");
 //     }
 //   };
-class FileSystemWrapper : public FileSystem {
+class PELORIN_EXPORT FileSystemWrapper : public FileSystem {
  public:
   explicit FileSystemWrapper(std::unique_ptr<FileSystem> target) : _target(std::move(target)) {}
 
@@ -113,7 +115,8 @@ class FileSystemWrapper : public FileSystem {
 // Reads a file of the device (outside the library's folder, e.g. an image the app ships)
 // without ever waiting: only a regular file of at most `maxBytes` is read; a folder, a FIFO,
 // a device or a larger file is refused with kIoError, and a missing one gives kNotFound.
-FileStatus readRegularFile(const std::string& path, std::size_t maxBytes, std::string* contents);
+PELORIN_EXPORT FileStatus readRegularFile(const std::string& path, std::size_t maxBytes,
+                                          std::string* contents);
 
 }  // namespace pelorin::platform
 

@@ -9,13 +9,14 @@
 #include <optional>
 #include <string>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/file_system.h"
 #include "pelorin/platform/services.h"
 
 namespace pelorin::platform {
 
 // An information dictionary held in memory; it may be changed while the library runs.
-class HeadlessBundle : public Bundle {
+class PELORIN_EXPORT HeadlessBundle : public Bundle {
  public:
   // A bundle with an empty dictionary.
   HeadlessBundle();
@@ -37,7 +38,7 @@ class HeadlessBundle : public Bundle {
 };
 
 // The system clock, the TZ database's local time and the locale named by LC_ALL/LANG.
-class SystemClock : public Clock {
+class PELORIN_EXPORT SystemClock : public Clock {
  public:
   TimePoint now() const override;
   LocalTime toLocal(TimePoint time) const override;
@@ -46,7 +47,7 @@ class SystemClock : public Clock {
 
 // A clock that stands still until it is moved: for tests and reproducible runs. Local
 // time is the pinned instant shifted by a fixed UTC offset.
-class PinnedClock : public Clock {
+class PELORIN_EXPORT PinnedClock : public Clock {
  public:
   explicit PinnedClock(TimePoint time = TimePoint(), int utcOffsetSeconds = 0,
                        std::string locale = "en_US");
@@ -70,7 +71,7 @@ class PinnedClock : public Clock {
 // The machine this process runs on, as uname(2) reports it: the kernel's name and release
 // as system name and version, the machine field (e.g. "x86_64") as hardware model. It has
 // no advertising identifier.
-class PosixDevice : public Device {
+class PELORIN_EXPORT PosixDevice : public Device {
  public:
   std::string systemName() const override;
   std::string systemVersion() const override;
@@ -80,7 +81,7 @@ class PosixDevice : public Device {
 
 // A device described by the host or a test; every value may be changed while the library
 // runs.
-class HeadlessDevice : public Device {
+class PELORIN_EXPORT HeadlessDevice : public Device {
  public:
   HeadlessDevice(std::string systemName, std::string systemVersion, std::string hardwareModel,
                  std::optional<std::string> advertisingIdentifier = std::nullopt);
@@ -104,7 +105,7 @@ class HeadlessDevice : public Device {
 };
 
 // Writes each line to standard output and flushes it.
-class StdoutConsole : public Console {
+class PELORIN_EXPORT StdoutConsole : public Console {
  public:
   void writeLine(std::string_view line) override;
 
@@ -116,7 +117,7 @@ class StdoutConsole : public Console {
 // default, $XDG_DATA_HOME (or ~/.local/share) followed by the application's bundle identifier
 // ("CFBundleIdentifier" of the current platform's bundle; DEFAULT_FOLDER_NAME when it has none
 // or it cannot name a folder), resolved on first use and kept.
-class PosixFileSystem : public FileSystem {
+class PELORIN_EXPORT PosixFileSystem : public FileSystem {
  public:
   static constexpr std::string_view DEFAULT_FOLDER_NAME = "pelorin-app";
 

@@ -15,11 +15,13 @@
 #include <utility>
 #include <vector>
 
+#include "pelorin/export.h"
+
 namespace pelorin::platform {
 
 // Error codes of the URL-loading system, the vocabulary in which callers reason about
 // transport failures whatever the HTTP stack underneath.
-struct UrlError {
+struct PELORIN_EXPORT UrlError {
   static constexpr int kUnknown = -1;
   static constexpr int kCancelled = -999;
   static constexpr int kBadUrl = -1000;
@@ -48,7 +50,7 @@ enum class CachePolicy {
   kReloadIgnoringLocalCacheData,
 };
 
-struct HttpRequest {
+struct PELORIN_EXPORT HttpRequest {
   std::string method = "GET";
   std::string url;
   // Sent in this order. A name given twice is sent twice.
@@ -64,14 +66,14 @@ struct HttpRequest {
   void setHeader(std::string name, std::string value);
 };
 
-struct HttpResponse {
+struct PELORIN_EXPORT HttpResponse {
   int statusCode = 0;
   // The URL the answer came from: after followed redirects, the last one.
   std::string url;
   HttpHeaders headers;
 };
 
-struct HttpError {
+struct PELORIN_EXPORT HttpError {
   int code = UrlError::kUnknown;  // one of the `UrlError` codes
   std::string description;        // the URL-loading wording for `code`
   std::string detail;             // what the HTTP stack said, for diagnostics
@@ -82,7 +84,7 @@ struct HttpError {
 
 // What a request ended with. A response that arrived carries its body in `data` (present
 // and possibly empty); a failed exchange carries `error` and usually neither of the others.
-struct HttpResult {
+struct PELORIN_EXPORT HttpResult {
   std::optional<HttpResponse> response;
   std::optional<std::string> data;
   std::optional<HttpError> error;
@@ -95,7 +97,7 @@ enum class CookieAcceptPolicy {
   kOnlyFromMainDocumentDomain,
 };
 
-class HttpClient {
+class PELORIN_EXPORT HttpClient {
  public:
   using Completion = std::function<void(HttpResult)>;
 

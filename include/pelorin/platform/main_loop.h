@@ -18,6 +18,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/main_thread.h"
 #include "pelorin/platform/services.h"
 
@@ -42,7 +43,7 @@ namespace pelorin::platform {
 //
 // A host that exits while other threads still post is safe as long as the loop outlives
 // them; the loop owned by the installed `Platform` is never destroyed.
-class MainLoop final : public MainThread {
+class PELORIN_EXPORT MainLoop final : public MainThread {
  public:
   // `clock` is borrowed and must outlive the loop; nothing means the current platform's
   // clock, looked up at every reading.

@@ -9,17 +9,19 @@
 #include <cstdint>
 #include <functional>
 
+#include "pelorin/export.h"
+
 namespace pelorin::platform {
 
 // Names a scheduled timer so it can be cancelled. A default-constructed id names no timer.
-struct TimerId {
+struct PELORIN_EXPORT TimerId {
   std::uint64_t value = 0;
 
   bool valid() const { return value != 0; }
   friend bool operator==(TimerId, TimerId) = default;
 };
 
-class MainThread {
+class PELORIN_EXPORT MainThread {
  public:
   using Task = std::function<void()>;
 

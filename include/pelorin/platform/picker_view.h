@@ -10,11 +10,12 @@
 #include <optional>
 #include <string>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
 
-class PickerView {
+class PELORIN_EXPORT PickerView {
  public:
   PickerView() = default;
   virtual ~PickerView() = default;

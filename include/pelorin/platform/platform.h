@@ -25,6 +25,7 @@
 #include <chrono>
 #include <memory>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/file_system.h"
 #include "pelorin/platform/http.h"
 #include "pelorin/platform/main_thread.h"
@@ -34,7 +35,7 @@
 
 namespace pelorin {
 
-class Platform {
+class PELORIN_EXPORT Platform {
  public:
   // A platform with the default services (posix files, clock and device, console on
   // stdout, an empty information dictionary, a headless `MainLoop` created on this thread, a

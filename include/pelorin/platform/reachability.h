@@ -12,9 +12,11 @@
 #include <string_view>
 #include <vector>
 
+#include "pelorin/export.h"
+
 namespace pelorin::platform {
 
-struct ReachabilityFlags {
+struct PELORIN_EXPORT ReachabilityFlags {
   // A route to the network exists.
   bool reachable = false;
   // The route exists only once a connection is established on demand (e.g. a dial-up or
@@ -24,7 +26,7 @@ struct ReachabilityFlags {
   friend bool operator==(const ReachabilityFlags&, const ReachabilityFlags&) = default;
 };
 
-class Reachability {
+class PELORIN_EXPORT Reachability {
  public:
   virtual ~Reachability() = default;
   // The flags for "any address", or nothing when they cannot be read.
@@ -32,7 +34,7 @@ class Reachability {
 };
 
 // A network interface as the reachability check sees it.
-struct NetworkInterface {
+struct PELORIN_EXPORT NetworkInterface {
   std::string name;
   bool up = false;
   bool running = false;
@@ -49,7 +51,7 @@ struct NetworkInterface {
 //    devserver works on a machine without a network;
 //  - connection required is never set: Linux has no on-demand links to wait for;
 //  - nothing when the interfaces cannot be listed.
-class PosixReachability : public Reachability {
+class PELORIN_EXPORT PosixReachability : public Reachability {
  public:
   struct Sources {
     std::filesystem::path routeTable = "/proc/net/route";
@@ -76,7 +78,7 @@ class PosixReachability : public Reachability {
 };
 
 // Gives whatever it was last told: for tests, and for hosts that know better.
-class FixedReachability : public Reachability {
+class PELORIN_EXPORT FixedReachability : public Reachability {
  public:
   explicit FixedReachability(std::optional<ReachabilityFlags> flags = ReachabilityFlags{
                                  .reachable = true, .connectionRequired = false});

@@ -8,13 +8,14 @@
 #include <string>
 #include <string_view>
 
+#include "pelorin/export.h"
 #include "pelorin/json_value.h"
 
 namespace pelorin::platform {
 
 // The application's information dictionary: "pl_server_url", "pl_debug",
 // "CFBundleIdentifier", "CFBundleExecutable", "CFBundleDisplayName", ...
-class Bundle {
+class PELORIN_EXPORT Bundle {
  public:
   virtual ~Bundle() = default;
   // The whole dictionary, or nothing when the application has none.
@@ -24,7 +25,7 @@ class Bundle {
 };
 
 // Wall-clock time broken down in the device's time zone.
-struct LocalTime {
+struct PELORIN_EXPORT LocalTime {
   int year = 1970;
   int month = 1;  // 1-12
   int day = 1;    // 1-31
@@ -35,7 +36,7 @@ struct LocalTime {
 };
 
 // Time, calendar and locale of the device.
-class Clock {
+class PELORIN_EXPORT Clock {
  public:
   using TimePoint = std::chrono::system_clock::time_point;
   virtual ~Clock() = default;
@@ -47,7 +48,7 @@ class Clock {
 };
 
 // The device the app runs on. The screen is the `Ui` service's and the locale the `Clock`'s.
-class Device {
+class PELORIN_EXPORT Device {
  public:
   virtual ~Device() = default;
   // The operating system's name and version, e.g. "iOS" and "17.4", or "Linux" and "6.1.0".
@@ -61,7 +62,7 @@ class Device {
 };
 
 // Where log lines go. Each call is one complete line, without its terminator.
-class Console {
+class PELORIN_EXPORT Console {
  public:
   virtual ~Console() = default;
   virtual void writeLine(std::string_view line) = 0;

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/ui_types.h"
 
 namespace pelorin::platform {
@@ -24,7 +25,7 @@ class ViewFactory;
 enum class AlertActionStyle { kDefault, kCancel, kDestructive };
 
 // One button of an alert; `handler` (may be empty) runs when the user taps it.
-struct AlertAction {
+struct PELORIN_EXPORT AlertAction {
   // NOLINTNEXTLINE(google-explicit-constructor): {"OK"} reads as a button titled OK
   AlertAction(std::string title, AlertActionStyle style = AlertActionStyle::kDefault,
               std::function<void()> handler = {})
@@ -35,13 +36,13 @@ struct AlertAction {
   std::function<void()> handler;
 };
 
-struct Alert {
+struct PELORIN_EXPORT Alert {
   std::string title;
   std::string message;
   std::vector<AlertAction> actions;
 };
 
-class Ui {
+class PELORIN_EXPORT Ui {
  public:
   virtual ~Ui() = default;
 

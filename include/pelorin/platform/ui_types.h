@@ -7,21 +7,23 @@
 #include <string>
 #include <vector>
 
+#include "pelorin/export.h"
+
 namespace pelorin::platform {
 
-struct Point {
+struct PELORIN_EXPORT Point {
   double x = 0;
   double y = 0;
   friend bool operator==(const Point&, const Point&) = default;
 };
 
-struct Size {
+struct PELORIN_EXPORT Size {
   double width = 0;
   double height = 0;
   friend bool operator==(const Size&, const Size&) = default;
 };
 
-struct Rect {
+struct PELORIN_EXPORT Rect {
   Point origin;
   Size size;
 
@@ -31,7 +33,7 @@ struct Rect {
 };
 
 // Components from 0 to 1.
-struct Color {
+struct PELORIN_EXPORT Color {
   double red = 0;
   double green = 0;
   double blue = 0;
@@ -43,7 +45,7 @@ struct Color {
 
 // An image as the toolkit received it: where it came from (a resource name or an address)
 // and its encoded bytes. The headless toolkit never decodes it.
-struct Image {
+struct PELORIN_EXPORT Image {
   std::string source;
   std::vector<std::uint8_t> data;
   friend bool operator==(const Image&, const Image&) = default;

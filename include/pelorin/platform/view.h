@@ -25,6 +25,7 @@
 #include <utility>
 #include <vector>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/ui_types.h"
 
 namespace pelorin::platform {
@@ -63,7 +64,7 @@ class FunctionRef<R(Args...)> {
 // One set of layout constraints written in the visual format language, e.g.
 // "H:|-10-[button]-10-|", with the views its names stand for (held weakly). The toolkit
 // applies it: a real one lays the views out by it, the headless one records it.
-class LayoutConstraint {
+class PELORIN_EXPORT LayoutConstraint {
  public:
   LayoutConstraint(std::string visualFormat,
                    const std::map<std::string, std::shared_ptr<View>>& views);
@@ -86,7 +87,7 @@ class LayoutConstraint {
   std::map<std::string, std::weak_ptr<View>, std::less<>> _views;
 };
 
-class View {
+class PELORIN_EXPORT View {
  public:
   using SubviewVisitor = FunctionRef<void(View&)>;
 

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <variant>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
@@ -21,7 +22,7 @@ namespace pelorin::platform {
 // The value of a controller property: nil, a string, or a view.
 using PropertyValue = std::variant<std::monostate, std::string, std::shared_ptr<View>>;
 
-class ViewController {
+class PELORIN_EXPORT ViewController {
  public:
   ViewController() = default;
   virtual ~ViewController() = default;

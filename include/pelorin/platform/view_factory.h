@@ -9,12 +9,13 @@
 #include <memory>
 #include <optional>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/ui_types.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
 
-class ViewFactory {
+class PELORIN_EXPORT ViewFactory {
  public:
   ViewFactory() = default;
   virtual ~ViewFactory() = default;

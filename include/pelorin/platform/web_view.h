@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 
+#include "pelorin/export.h"
 #include "pelorin/platform/view.h"
 
 namespace pelorin::platform {
@@ -23,7 +24,7 @@ enum class UrlRequestCachePolicy {
   kReturnCacheDataElseLoad,
 };
 
-struct UrlRequest {
+struct PELORIN_EXPORT UrlRequest {
   std::string url;
   UrlRequestCachePolicy cachePolicy = UrlRequestCachePolicy::kUseProtocolCachePolicy;
   std::chrono::milliseconds timeoutInterval{60000};
@@ -39,7 +40,7 @@ enum class NavigationType {
   kOther,
 };
 
-struct NavigationAction {
+struct PELORIN_EXPORT NavigationAction {
   UrlRequest request;
   NavigationType navigationType = NavigationType::kOther;
 };
@@ -47,14 +48,14 @@ struct NavigationAction {
 enum class NavigationActionPolicy { kCancel, kAllow };
 
 // A navigation that started: its number within the web view and its address.
-struct Navigation {
+struct PELORIN_EXPORT Navigation {
   std::uint64_t id = 0;
   std::string url;
 };
 
 class WebView;
 
-class NavigationDelegate {
+class PELORIN_EXPORT NavigationDelegate {
  public:
   using DecisionHandler = std::function<void(NavigationActionPolicy)>;
 
@@ -71,7 +72,7 @@ class NavigationDelegate {
   virtual void didStartProvisionalNavigation(WebView& webView, const Navigation& navigation);
 };
 
-class WebView {
+class PELORIN_EXPORT WebView {
  public:
   WebView() = default;
   virtual ~WebView() = default;
