@@ -29,6 +29,7 @@
 #include <string_view>
 #include <vector>
 
+#include "json/json_value_access.h"
 #include "listeners/engagement_service.h"
 #include "listeners/form_listening_service.h"
 #include "listeners/rule_service.h"
@@ -70,7 +71,7 @@ void installPlatform() {
     auto platform = std::make_unique<pelorin::Platform>();
     auto bundle = std::make_unique<platform::HeadlessBundle>();
     bundle->set("pl_debug", JsonValue(false));
-    bundle->set("pl_server_url", JsonValue(boost::json::value("http://127.0.0.1:9/")));
+    bundle->set("pl_server_url", JsonValue(std::string("http://127.0.0.1:9/")));
     platform->setBundle(std::move(bundle));
     platform->setFileSystem(std::make_unique<platform::PosixFileSystem>(folder->path()));
     pelorin::Platform::install(std::move(platform));
@@ -412,7 +413,7 @@ void BM_ContentUpdates(benchmark::State& state) {
         {"addset", "add"},
         {"values", boost::json::array{"seen"}}});
   }
-  const JsonValue rules(boost::json::value(std::move(list)));
+  const JsonValue rules = pelorin::toJsonValue(boost::json::value(std::move(list)));
   for (auto _ : state) {
     clearBus();
     const std::size_t heapBefore = mallinfo2().uordblks;

@@ -3,6 +3,8 @@
 // screen or each reads it again. Compared on random screens and random rules.
 #include "listeners/screen_reading.h"
 
+#include "json/json_value_access.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -127,7 +129,7 @@ class ScreenReadingTest : public RuleServiceTest {
       }
       rules.push_back(std::move(rule));
     }
-    return JsonValue(boost::json::value(std::move(rules)));
+    return toJsonValue(boost::json::value(std::move(rules)));
   }
 
   static JsonValue randomEngagementRules(std::mt19937& random) {
@@ -162,7 +164,7 @@ class ScreenReadingTest : public RuleServiceTest {
       }
       rules.push_back(std::move(rule));
     }
-    return JsonValue(boost::json::value(std::move(rules)));
+    return toJsonValue(boost::json::value(std::move(rules)));
   }
 
   static JsonValue randomFormRules(std::mt19937& random) {
@@ -177,7 +179,7 @@ class ScreenReadingTest : public RuleServiceTest {
       rule["formfield"] = {{"selector", randomSelector(random)}};
       rules.push_back(std::move(rule));
     }
-    return JsonValue(boost::json::value(std::move(rules)));
+    return toJsonValue(boost::json::value(std::move(rules)));
   }
 
   // Content updates and taps, the same for both runs.
