@@ -36,7 +36,9 @@ echo "installed: $(basename "$library"), soname $soname"
 [ "$soname" = "libpelorin.so.$(sed -n 's/^project(pelorin VERSION \([0-9]*\)\..*/\1/p' CMakeLists.txt)" ]
 
 # Exported: the public classes and functions (and what the compiler emits for them).
-# Nothing of the library's internals, of Boost or of fmt.
+# Nothing of the library's internals, of Boost or of fmt. An internal class may still
+# appear inside the name of what a public template instantiates for it (a plug-in
+# factory's lambda), so only names that are the internal classes themselves count.
 nm -D --defined-only -C "$library" | awk '{ $1 = ""; $2 = ""; sub(/^  /, ""); print }' \
   > "$scratch/exports"
 echo "exported symbols: $(wc -l < "$scratch/exports")"
@@ -45,7 +47,7 @@ if grep -E '^(typeinfo( name)? for |vtable for |VTT for |guard variable for )?(b
   echo "the library exports a dependency's symbols" >&2
   exit 1
 fi
-if grep -E 'pelorin::(PelorinClientImpl|PelorinCommitLog|PelorinCache|PelorinConnector|PelorinDataManager|EventBus|ListenerUtil|FormListener|PelorinConfiguration)\b' \
+if grep -E '^((typeinfo( name)?|vtable|VTT) for )?pelorin::(PelorinClientImpl|PelorinCommitLog|PelorinCache|PelorinConnector|PelorinDataManager|EventBus|ListenerUtil|FormListener|PelorinConfiguration)\b' \
      "$scratch/exports" | head -n 5 | grep .; then
   echo "the library exports its internals" >&2
   exit 1
