@@ -55,7 +55,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   boost::json::object result;
   result["interactions"] = *rawJson(*interactions);
-  const JsonValue answer(boost::json::object{{"id", "4"}, {"result", std::move(result)}});
+  const JsonValue answer =
+      toJsonValue(boost::json::object{{"id", "4"}, {"result", std::move(result)}});
   PelorinClient::synchronized([&] {
     ClientTesting::engine(*h.client).setLocale(kLocales[size % kLocales.size()]);
     ClientTesting::engine(*h.client).processInteractionsResult(h.screen.controller, answer.ref(),

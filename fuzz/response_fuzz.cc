@@ -54,7 +54,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   // Another visitor for the next run: a new profile identifier empties the cache, so the
   // properties of earlier runs do not pile up.
-  const JsonValue reset(boost::json::object{{"profileId", "fuzz-" + std::to_string(++runs % 2)}});
+  const JsonValue reset =
+      toJsonValue(boost::json::object{{"profileId", "fuzz-" + std::to_string(++runs % 2)}});
   PelorinClient::synchronized([&] {
     (void)ClientTesting::engine(*h.client).processProfileResult(reset.ref());
     ClientTesting::engine(*h.client).destroyPlugins();
