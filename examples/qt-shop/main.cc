@@ -169,7 +169,11 @@ int runAppProcess(int argc, char** argv, const Options& options, demo::JourneySt
   demo::RecordingHttpClient& http = installPlatform(options, options.server);
   qtshop::ShopWindow window;
   window.show();
-  QApplication::setActiveWindow(&window);
+  // Keyboard focus, and so the end of a field's editing, needs the active window.
+  if (!QTest::qWaitForWindowExposed(&window)) {
+    std::fprintf(stderr, "pelorin-qt-shop: the window was not shown\n");
+  }
+  window.activateWindow();
   if (!QTest::qWaitForWindowActive(&window)) {
     std::fprintf(stderr, "pelorin-qt-shop: the window did not become active\n");
   }

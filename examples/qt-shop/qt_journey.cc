@@ -206,9 +206,11 @@ void QtJourney::pick(QComboBox* picker, const QString& text) {
   QAbstractItemView* list = picker->view();
   waitFor([list] { return list->isVisible(); }, "waiting for the list to open",
           std::chrono::seconds(5));
-  const QModelIndex row = picker->model()->index(picker->findText(text), 0);
-  QTest::mouseClick(list->viewport(), Qt::LeftButton, Qt::KeyboardModifiers(),
-                    list->visualRect(row).center());
+  // Down the list to the row, and Return takes it.
+  const int row = picker->findText(text);
+  for (int at = picker->currentIndex(); at < row; ++at) QTest::keyClick(list, Qt::Key_Down);
+  for (int at = picker->currentIndex(); at > row; --at) QTest::keyClick(list, Qt::Key_Up);
+  QTest::keyClick(list, Qt::Key_Return);
   settle();
 }
 
