@@ -20,6 +20,7 @@ declare -A ALLOWED=(
   [base]="json"
   [config]=""
   [headless]=""
+  [qt]=""
   [platform]="config json"
   [storage]="base config json platform"
   [protocol]="base config json storage"

@@ -1,0 +1,8 @@
+#include "qt/kinds.h"
+#include "qt/view_registry.h"
+
+namespace pelorin::qt {
+
+void addControlKinds(ViewRegistry& /*registry*/) {}
+
+}  // namespace pelorin::qt
