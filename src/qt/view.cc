@@ -89,7 +89,7 @@ void QtView::removeFromSuperview() {
 }
 
 bool QtView::addConstraint(platform::LayoutConstraint constraint) {
-  if (!_widget || !constraint.isValid()) return false;
+  if (!_widget || !constraint.isValid() || !canLayOut(constraint)) return false;
   _constraints.push_back(std::move(constraint));
   layOut(*this);
   return true;

@@ -1,9 +1,82 @@
+#include "qt/web_view.h"
+
+#include <fmt/format.h>
+
+#include <QChildEvent>
+#include <QEvent>
+#include <QObject>
+
 #include "qt/kinds.h"
 #include "qt/view_registry.h"
 
 namespace pelorin::qt {
+namespace {
 
-// QWebEngineView widgets are plain views until the web view kind is written.
-void addWebViewKind(ViewRegistry& /*registry*/) {}
+// Keeps the engine's own widgets below the ones the library adds: the engine may make
+// the widget it renders into after the lightbox put its close button on the view.
+class EngineWidgetsBelow final : public QObject {
+ public:
+  explicit EngineWidgetsBelow(QWebEngineView& view) : QObject(&view) {
+    view.installEventFilter(this);
+  }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::ChildAdded || event->type() == QEvent::ChildPolished) {
+      QObject* child = static_cast<QChildEvent*>(event)->child();
+      if (child->isWidgetType() && QtWebView::isEngineWidget(*child)) {
+        static_cast<QWidget*>(child)->lower();
+      }
+    }
+    return QObject::eventFilter(watched, event);
+  }
+};
+
+}  // namespace
+
+QtWebView::QtWebView(QWebEngineView& view)
+    : QtView(view), _navigation(WebEngineNavigation::create(*this, view)) {
+  new EngineWidgetsBelow(view);  // NOLINT(cppcoreguidelines-owning-memory): the view's child
+  for (QObject* child : view.children()) {
+    if (child->isWidgetType() && isEngineWidget(*child)) static_cast<QWidget*>(child)->lower();
+  }
+}
+
+bool QtWebView::isEngineWidget(const QObject& object) {
+  return QLatin1String(object.metaObject()->className()).startsWith(QLatin1String("QtWebEngine"));
+}
+
+void QtWebView::forEachSubview(SubviewVisitor visit) const {
+  QWidget* view = widget();
+  if (view == nullptr) return;
+  for (QObject* child : view->children()) {
+    if (!child->isWidgetType() || isEngineWidget(*child)) continue;
+    auto* subview = static_cast<QWidget*>(child);
+    if (subview->isWindow()) continue;
+    visit(*ViewRegistry::instance().viewFor(subview));
+  }
+}
+
+void QtWebView::load(platform::UrlRequest request) { _navigation->load(std::move(request)); }
+
+void QtWebView::loadHTMLString(std::string html, std::optional<std::string> baseUrl) {
+  _navigation->loadHTMLString(std::move(html), std::move(baseUrl));
+}
+
+void QtWebView::setNavigationDelegate(std::weak_ptr<platform::NavigationDelegate> delegate) {
+  _navigation->setNavigationDelegate(std::move(delegate));
+}
+
+void QtWebView::describeDetails(std::string& out) const {
+  out += fmt::format("; url = '{}'", _navigation->url());
+}
+
+void addWebViewKind(ViewRegistry& registry) {
+  registry.addKind([](QWidget& widget) -> std::shared_ptr<QtView> {
+    auto* view = qobject_cast<QWebEngineView*>(&widget);
+    if (view == nullptr) return nullptr;
+    return std::make_shared<QtWebView>(*view);
+  });
+}
 
 }  // namespace pelorin::qt
