@@ -10,6 +10,7 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QImage>
+#include <QPointer>
 #include <QStyle>
 #include <QStyleOptionButton>
 #include <QStyleOptionSlider>
@@ -301,14 +302,31 @@ std::optional<std::string> QtJourney::waitForLightboxPage() {
           "waiting for the lightbox", std::chrono::seconds(20))) {
     return std::nullopt;
   }
-  auto text = std::make_shared<std::optional<QString>>();
-  view->page()->toPlainText([text](const QString& plain) { *text = plain; });
-  waitFor([&] { return text->has_value(); }, "reading the lightbox", std::chrono::seconds(10));
-  // The page is drawn by the browser engine's own process: wait until the window shows it.
-  waitFor([&] { return lightbox() == view && hasContent(view->grab().toImage()); },
-          "waiting for the lightbox to be drawn", std::chrono::seconds(10));
-  if (!text->has_value()) return std::string();
-  return (*text)->simplified().toStdString();
+  // The browser engine loads and draws the page in processes of its own: ask for its text
+  // until it has some, then wait until the window shows the page (its left half: the
+  // close button is at the right).
+  QString text;
+  const QPointer<QWebEngineView> watched(view);
+  waitFor(
+      [&] {
+        if (watched.isNull()) return true;
+        auto answer = std::make_shared<std::optional<QString>>();
+        watched->page()->toPlainText([answer](const QString& plain) { *answer = plain; });
+        if (!QTest::qWaitFor([&] { return answer->has_value() || watched.isNull(); }, 2000)) {
+          return false;
+        }
+        text = answer->value_or(QString()).simplified();
+        return !text.isEmpty();
+      },
+      "reading the lightbox", std::chrono::seconds(20));
+  waitFor(
+      [&] {
+        if (watched.isNull()) return true;
+        const QRect left(0, 0, watched->width() / 2, watched->height() / 2);
+        return hasContent(watched->grab(left).toImage());
+      },
+      "waiting for the lightbox to be drawn", std::chrono::seconds(20));
+  return text.toStdString();
 }
 
 void QtJourney::report(int number) {
