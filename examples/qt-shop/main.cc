@@ -35,6 +35,7 @@
 #include "pelorin/platform/platform.h"
 #include "qt_journey.h"
 #include "recording_http_client.h"
+#include "server_report.h"
 #include "shop_library.h"
 #include "shop_window.h"
 
@@ -144,22 +145,6 @@ int runJourney(const Options& options, const std::string& serverUrl) {
     state.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     in.close();
     std::filesystem::remove(handOver);
-  }
-}
-
-// What the embedded server holds at the end: the requests it received and each visitor's
-// properties.
-void reportServer(const demo::DemoOutput& out, pelorin::devserver::DevServer& server) {
-  out.line("");
-  out.line("What the server received");
-  out.field("requests", std::to_string(server.requestCount()));
-  for (const std::string& id : server.service().profileIds()) {
-    demo::Profile profile;
-    for (const auto& [name, values] : server.service().properties(id).value_or(demo::Profile{})) {
-      profile.emplace(name, values);
-    }
-    out.field("visitor", id);
-    out.profile("profile", profile);
   }
 }
 
@@ -305,7 +290,7 @@ int main(int argc, char** argv) {
   const auto started = std::chrono::steady_clock::now();
   const int status = runJourney(options, serverUrl);
   const auto took = std::chrono::duration<double>(std::chrono::steady_clock::now() - started);
-  if (embedded) reportServer(out, *embedded);
+  qtshop::reportServer(out, serverUrl);
   out.line("");
   std::ostringstream seconds;
   seconds << std::fixed << std::setprecision(1) << took.count() << " s";
