@@ -54,6 +54,8 @@ void apply(QWidget& host, const VisualFormat& format, const platform::LayoutCons
       const QPoint topLeft = widget->parentWidget()->mapTo(&host, widget->pos());
       item.currentStart = horizontal ? topLeft.x() : topLeft.y();
       item.naturalLength = naturalLength(*widget, format.orientation);
+      item.isFixed = horizontal ? widget->minimumWidth() == widget->maximumWidth()
+                                : widget->minimumHeight() == widget->maximumHeight();
     }
     widgets.push_back(widget);
     items.push_back(item);

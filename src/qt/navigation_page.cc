@@ -53,8 +53,9 @@ platform::NavigationType NavigationPage::navigationType(QWebEnginePage::Navigati
 
 bool NavigationPage::acceptNavigationRequest(const QUrl& url, QWebEnginePage::NavigationType type,
                                              bool isMainFrame) {
-  if (!_decider) return true;
-  return _decider(url, navigationType(type), isMainFrame);
+  const bool accepted = !_decider || _decider(url, navigationType(type), isMainFrame);
+  Q_EMIT navigationDecided(url, accepted);
+  return accepted;
 }
 
 QWebEnginePage* NavigationPage::createWindow(QWebEnginePage::WebWindowType /*type*/) {
@@ -63,6 +64,7 @@ QWebEnginePage* NavigationPage::createWindow(QWebEnginePage::WebWindowType /*typ
 
 void NavigationPage::askAboutNewWindow(const QUrl& url) {
   if (_decider) _decider(url, platform::NavigationType::kLinkActivated, false);
+  Q_EMIT navigationDecided(url, false);
 }
 
 }  // namespace pelorin::qt

@@ -34,6 +34,10 @@ class NavigationPage final : public QWebEnginePage {
   // The library's name for the engine's kind of navigation.
   static platform::NavigationType navigationType(QWebEnginePage::NavigationType type);
 
+ Q_SIGNALS:
+  // The engine asked about a navigation to `url` and was answered `accepted`.
+  void navigationDecided(const QUrl& url, bool accepted);
+
  protected:
   bool acceptNavigationRequest(const QUrl& url, QWebEnginePage::NavigationType type,
                                bool isMainFrame) override;

@@ -135,7 +135,7 @@ std::optional<std::vector<AxisPlacement>> solveAxis(const VisualFormat& format,
       placed[i].length = *format.views[i].length;
     } else {
       placed[i].length = items[i].naturalLength;
-      if (!stretching) stretching = i;
+      if (!stretching && !items[i].isFixed) stretching = i;
     }
   }
 

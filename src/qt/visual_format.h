@@ -56,6 +56,8 @@ struct AxisItem {
   // Not a view of the superview (a layout guide): it keeps its start and length, and the
   // chain continues from it.
   bool isGuide = false;
+  // The view cannot change its length on this axis (a fixed size): it never stretches.
+  bool isFixed = false;
 };
 
 struct AxisPlacement {
@@ -66,7 +68,7 @@ struct AxisPlacement {
 
 // Places the views of `format` (one `items` entry per view, in order) on an axis of
 // `superviewLength`. Views with a length in the format keep it; between two edges the first
-// view without one stretches to fill what is left (never below 0), the others keep their
+// view without one and without a fixed size stretches to fill what is left (never below 0), the others keep their
 // natural length. A chain with one edge runs from it; with none, from the first view's
 // current start. Answers one placement per view; nothing when `items` does not match.
 std::optional<std::vector<AxisPlacement>> solveAxis(const VisualFormat& format,

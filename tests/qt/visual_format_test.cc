@@ -113,6 +113,17 @@ TEST(VisualFormatTest, SeveralViewsBetweenEdgesStretchTheFirstFlexibleOne) {
   EXPECT_EQ(*placed, (std::vector<AxisPlacement>{{20, 44}, {72, 150}, {230, 50}}));
 }
 
+TEST(VisualFormatTest, AViewOfFixedSizeDoesNotStretch) {
+  const auto format = parseVisualFormat("V:|[guide]-80-[lightbox]-80-|");
+
+  AxisItem guide{0, 0, false};
+  guide.isFixed = true;
+  const auto placed = solveAxis(*format, 800, {guide, AxisItem{150, 0, false}});
+
+  ASSERT_TRUE(placed);
+  EXPECT_EQ(*placed, (std::vector<AxisPlacement>{{0, 0}, {80, 640}}));
+}
+
 TEST(VisualFormatTest, WithoutEdgesTheChainStartsAtTheFirstView) {
   const auto format = parseVisualFormat("H:[a]-10-[b(20)]");
 

@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
-# Runs a program that needs a display (Qt's browser engine, grabbing pixels): on $DISPLAY
-# when there is one, else on a fresh Xvfb server. The browser engine runs without its
-# sandbox, which it refuses as root.
-#
-#   tests/qt/with-display.sh build/tests/qt/qt_shop_e2e_test --gtest_filter=...
+# Runs a Qt test program that needs a display (the web engine, grabbing pixels): on
+# $DISPLAY when there is one, else on a fresh Xvfb server (xvfb-run -a). The web engine's
+# sandbox cannot start as root or in most containers, so it is turned off.
 set -euo pipefail
 export QTWEBENGINE_DISABLE_SANDBOX=1
+export QT_QPA_PLATFORM=xcb
 if [ -n "${DISPLAY:-}" ]; then
   exec "$@"
 fi
