@@ -10,6 +10,7 @@ packages=(
   libicu-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libpng-dev chromium
+  qt6-base-dev qt6-webengine-dev xvfb xauth
   curl ca-certificates
   "$@"
 )

@@ -23,6 +23,7 @@
 
 #include <CLI/CLI.hpp>
 #include <QApplication>
+#include <QLoggingCategory>
 #include <QTest>
 
 #include "demo_config_text.h"
@@ -95,6 +96,10 @@ demo::RecordingHttpClient& installPlatform(const Options& options, const std::st
   return recording;
 }
 
+// The browser engine describes its set-up on standard error at start; the shop's own lines
+// matter more.
+void quietBrowserEngine() { QLoggingCategory::setFilterRules("qt.webenginecontext=false"); }
+
 // Runs this program as the app, a process of its own on the storage folder and server, and
 // answers its exit status. The app ends before the next one starts, as when a user closes
 // and reopens it.
@@ -106,10 +111,20 @@ int runApp(const Options& options, const std::string& serverUrl, const std::stri
     std::fprintf(stderr, "pelorin-qt-shop: cannot find its own program to run the app\n");
     return 1;
   }
-  std::vector<std::string> arguments{self,          "--script",      "--server",  serverUrl,
-                                     "--storage",   options.storage, "--app-id",  options.appId,
-                                     "--screenshots", options.screenshots, "--resume", state,
-                                     "--hand-over", handOver};
+  std::vector<std::string> arguments{self,
+                                     "--script",
+                                     "--server",
+                                     serverUrl,
+                                     "--storage",
+                                     options.storage,
+                                     "--app-id",
+                                     options.appId,
+                                     "--screenshots",
+                                     options.screenshots,
+                                     "--resume",
+                                     state,
+                                     "--hand-over",
+                                     handOver};
   if (options.debug) arguments.emplace_back("--debug");
   if (options.verbose) arguments.emplace_back("--verbose");
   if (options.steps > 0) {
@@ -151,6 +166,7 @@ int runJourney(const Options& options, const std::string& serverUrl) {
 // One app process: the window, and the journey from the state it was handed.
 int runAppProcess(int argc, char** argv, const Options& options, demo::JourneyState state) {
   QApplication app(argc, argv);
+  quietBrowserEngine();
   demo::RecordingHttpClient& http = installPlatform(options, options.server);
   qtshop::ShopWindow window;
   window.show();
@@ -182,6 +198,7 @@ int runAppProcess(int argc, char** argv, const Options& options, demo::JourneySt
 // The window for a person: the shop opens on its home screen and runs until closed.
 int runForAPerson(int argc, char** argv, const Options& options, const std::string& serverUrl) {
   QApplication app(argc, argv);
+  quietBrowserEngine();
   installPlatform(options, serverUrl);
   qtshop::ShopWindow window;
   window.show();

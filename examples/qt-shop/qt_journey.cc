@@ -42,9 +42,7 @@ bool hasContent(const QImage& image) {
   return false;
 }
 
-std::string twoDigits(int number) {
-  return (number < 10 ? "0" : "") + std::to_string(number);
-}
+std::string twoDigits(int number) { return (number < 10 ? "0" : "") + std::to_string(number); }
 
 }  // namespace
 
@@ -179,10 +177,10 @@ void QtJourney::dragSlider(QSlider* slider, const std::vector<int>& values) {
   option.upsideDown = slider->invertedAppearance();
   option.subControls = QStyle::SC_All;
   QStyle* style = slider->style();
-  const QRect groove = style->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderGroove,
-                                             slider);
-  const QRect handle = style->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderHandle,
-                                             slider);
+  const QRect groove =
+      style->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderGroove, slider);
+  const QRect handle =
+      style->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderHandle, slider);
   const int span = groove.width() - handle.width();
   const int grabbedAt = handle.width() / 2;
   // The point where the handle, held at its middle, stands for `value`.
@@ -261,8 +259,7 @@ bool QtJourney::waitFor(const std::function<bool()>& done, const std::string& wh
 
 bool QtJourney::waitForNetwork(const std::function<bool()>& done) {
   constexpr auto kLimit = std::chrono::seconds(30);
-  if (!waitFor([&] { return done() && _http.inFlight() == 0; }, "waiting for the server",
-               kLimit)) {
+  if (!waitFor([&] { return done() && _http.inFlight() == 0; }, "waiting for the server", kLimit)) {
     _out.field("network", "no answer after " + std::to_string(kLimit.count()) + " s; going on");
     return false;
   }

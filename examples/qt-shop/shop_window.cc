@@ -62,8 +62,7 @@ ShopWindow::ShopWindow()
   });
   connect(_signUp->budgetSlider, &QSlider::sliderReleased, this, [this] {
     publish(std::make_shared<pelorin::FieldChangeEvent>(
-        "#budgetSlider",
-        std::vector<std::string>{std::to_string(_signUp->budgetSlider->value())}));
+        "#budgetSlider", std::vector<std::string>{std::to_string(_signUp->budgetSlider->value())}));
   });
   connect(_signUp->sizePicker, &QComboBox::activated, this, [this](int row) {
     publish(std::make_shared<pelorin::UpdateValuesEvent>(

@@ -29,8 +29,8 @@
 namespace pelorin {
 namespace {
 
-using ::testing::ElementsAreArray;
 using testing::ChildProcess;
+using ::testing::ElementsAreArray;
 using testing::TempFolder;
 
 constexpr auto kRunLimit = std::chrono::seconds(150);
@@ -39,9 +39,9 @@ constexpr auto kRunLimit = std::chrono::seconds(150);
 // ("iOS" 17.4 on an "iPhone15,2" with a 390 x 844 screen at scale 3): the system's name
 // and version, the hardware model and the screen.
 const std::set<std::string> kDeviceValues = {
-    "currentosname",       "currentosversion",   "osname",     "osversion",
-    "currentresolution",   "resolution",         "currentscreenwidth",
-    "currentscreenheight", "mobile_app_model",
+    "currentosname",      "currentosversion",    "osname",
+    "osversion",          "currentresolution",   "resolution",
+    "currentscreenwidth", "currentscreenheight", "mobile_app_model",
 };
 
 const std::vector<std::string> kStepHeadings = {
@@ -127,7 +127,8 @@ Parameters comparable(const Parameters& properties) {
   Parameters masked;
   for (const auto& [name, values] : properties) {
     std::vector<std::string>& out = masked[name];
-    for (const auto& value : values) out.push_back(std::regex_replace(value, kMilliseconds, "<ms>"));
+    for (const auto& value : values)
+      out.push_back(std::regex_replace(value, kMilliseconds, "<ms>"));
   }
   return masked;
 }
@@ -218,11 +219,11 @@ TEST(QtShopE2eTest, JourneyEndsWithTheHeadlessDemosProfileButForTheDeviceValues)
   const TempFolder qtStorage;
   const TempFolder screenshots;
 
-  const ProgramRun headless = run({PELORIN_DEMO_EXECUTABLE, "--server", server.url(), "--storage",
-                            headlessStorage.path()});
+  const ProgramRun headless =
+      run({PELORIN_DEMO_EXECUTABLE, "--server", server.url(), "--storage", headlessStorage.path()});
   const std::vector<std::string> headlessIds = server.newProfiles({});
   const ProgramRun qt = run({PELORIN_QT_SHOP_EXECUTABLE, "--script", "--server", server.url(),
-                      "--storage", qtStorage.path(), "--screenshots", screenshots.path()});
+                             "--storage", qtStorage.path(), "--screenshots", screenshots.path()});
   const std::set<std::string> known(headlessIds.begin(), headlessIds.end());
   const std::vector<std::string> qtIds = server.newProfiles(known);
 
@@ -237,8 +238,8 @@ TEST(QtShopE2eTest, JourneyEndsWithTheHeadlessDemosProfileButForTheDeviceValues)
   EXPECT_THAT(qt.lines, ::testing::Contains("  nothing   every step had something to act on"));
   EXPECT_THAT(qt.lines, ::testing::Contains("  visitor   " + qtIds.front()));
 
-  Parameters expected = comparable(server.server().service().properties(headlessIds.front())
-                                       .value_or(Parameters{}));
+  Parameters expected =
+      comparable(server.server().service().properties(headlessIds.front()).value_or(Parameters{}));
   Parameters actual =
       comparable(server.server().service().properties(qtIds.front()).value_or(Parameters{}));
   // The device values: both profiles have them, with values of their own platform.
@@ -259,9 +260,9 @@ TEST(QtShopE2eTest, CheckoutScreenshotShowsTheLightboxInsideItsMarginsWithTheClo
   const TempFolder storage;
   const TempFolder screenshots;
 
-  const ProgramRun qt = run({PELORIN_QT_SHOP_EXECUTABLE, "--script", "--steps", "10", "--server",
-                      server.url(), "--storage", storage.path(), "--screenshots",
-                      screenshots.path()});
+  const ProgramRun qt =
+      run({PELORIN_QT_SHOP_EXECUTABLE, "--script", "--steps", "10", "--server", server.url(),
+           "--storage", storage.path(), "--screenshots", screenshots.path()});
 
   ASSERT_EQ(qt.exitStatus, 0) << allOf(qt);
   const auto shot = readPng(std::filesystem::path(screenshots.path()) / "step-10.png");
