@@ -7,6 +7,9 @@ namespace pelorin::qt {
 
 class ViewRegistry;
 
+// The dynamic property that `markPicker` sets on a container of picker components.
+inline constexpr const char* kPickerProperty = "pelorinPicker";
+
 // Labels, text fields and text editors (text.cc).
 void addTextKinds(ViewRegistry& registry);
 // Buttons, switches, sliders, steppers, segmented controls, date pickers (controls.cc).

@@ -3,6 +3,7 @@
 #include "pelorin/pelorin_client.h"
 #include "pelorin/qt/main_thread.h"
 #include "pelorin/qt/ui.h"
+#include "qt/kinds.h"
 #include "qt/view_controller.h"
 #include "qt/view_registry.h"
 
@@ -15,6 +16,10 @@ void install(Platform& platform) {
 
 std::shared_ptr<platform::View> viewFor(QWidget* widget) {
   return ViewRegistry::instance().viewFor(widget);
+}
+
+void markPicker(QWidget* container) {
+  if (container != nullptr) container->setProperty(kPickerProperty, true);
 }
 
 std::shared_ptr<platform::ViewController> markScreen(QWidget* screen) {

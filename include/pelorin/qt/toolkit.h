@@ -33,6 +33,11 @@ void install(Platform& platform);
 // widget at the same address gets a handle of its own.
 std::shared_ptr<platform::View> viewFor(QWidget* widget);
 
+// Makes `container` a picker view with one component per child QComboBox or QListView, in
+// the children's order (a single QComboBox or QListView is a picker of one component by
+// itself). Call before the library first sees the container.
+void markPicker(QWidget* container);
+
 // Marks `screen` as one of the app's screens and answers its view controller: its title is
 // the window title, its root view the widget, its outlets the child widgets by
 // `objectName` and the widget's Qt properties that hold widgets. Marking it again answers
