@@ -16,6 +16,7 @@
 #include <QObject>
 #include <QPalette>
 #include <QPointer>
+#include <QTest>
 #include <QUrl>
 #include <QWebEngineView>
 #include <QWidget>
@@ -219,6 +220,35 @@ TEST_F(QtLightboxTest, AFollowedLinkOpensOutsideTheAppAndThePageStays) {
   EXPECT_EQ(opened.urls, (std::vector<std::string>{"https://shop.example/sale"}));
   EXPECT_EQ(page->url().toString().toStdString(), urlBefore);
   EXPECT_TRUE(_lightbox->isShown());
+}
+
+TEST_F(QtLightboxTest, TheCloseButtonTakesTheLightboxOffTheScreen) {
+  present(kGreenPage);
+  grabOncePainted();
+  QWidget* button = dynamic_cast<QtView&>(*_lightbox->closeButton()).widget();
+  ASSERT_NE(button, nullptr);
+  EXPECT_EQ(button->mapTo(_window, QPoint(0, 0)), QPoint(320, 80));
+
+  QTest::mouseClick(button, Qt::LeftButton);
+
+  EXPECT_FALSE(_lightbox->isShown());
+  EXPECT_EQ(_lightbox->backgroundView()->superview(), nullptr);
+  EXPECT_EQ(_lightbox->lightboxView()->superview(), nullptr);
+  const QImage image = _window->grab().toImage();
+  EXPECT_EQ(image.pixel(200, 350), qRgb(255, 255, 255));
+  EXPECT_EQ(image.pixel(5, 5), qRgb(255, 255, 255));
+}
+
+TEST_F(QtLightboxTest, ATapOnTheBackgroundTakesTheLightboxOffTheScreen) {
+  present(kGreenPage);
+  grabOncePainted();
+  QWidget* background = dynamic_cast<QtView&>(*_lightbox->backgroundView()).widget();
+  ASSERT_NE(background, nullptr);
+
+  QTest::mouseClick(background, Qt::LeftButton, Qt::NoModifier, QPoint(10, 10));
+
+  EXPECT_FALSE(_lightbox->isShown());
+  EXPECT_EQ(_window->grab().toImage().pixel(5, 5), qRgb(255, 255, 255));
 }
 
 }  // namespace
