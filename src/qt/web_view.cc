@@ -72,7 +72,7 @@ void QtWebView::forEachSubview(SubviewVisitor visit) const {
 void QtWebView::load(platform::UrlRequest request) { _navigation->load(std::move(request)); }
 
 void QtWebView::loadHTMLString(std::string html, std::optional<std::string> baseUrl) {
-  _navigation->loadHTMLString(std::move(html), std::move(baseUrl));
+  _navigation->loadHTMLString(std::move(html), baseUrl);
 }
 
 void QtWebView::setNavigationDelegate(std::weak_ptr<platform::NavigationDelegate> delegate) {

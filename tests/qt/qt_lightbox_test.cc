@@ -113,7 +113,8 @@ class QtLightboxTest : public ::testing::Test {
   }
 
   QWebEngineView& webView() {
-    return dynamic_cast<QWebEngineView&>(*dynamic_cast<QtView&>(*_lightbox->lightboxView()).widget());
+    return dynamic_cast<QWebEngineView&>(
+        *dynamic_cast<QtView&>(*_lightbox->lightboxView()).widget());
   }
 
   // The window's pixels once the page's colour shows at `probe` (none: the window's
@@ -135,9 +136,10 @@ class QtLightboxTest : public ::testing::Test {
 };
 
 const Parameters kGreenPage = {
-    {"html", {"<!DOCTYPE html><html><body style=\"margin:0;background:#00c000\">"
-              "<a href=\"https://shop.example/sale\" style=\"display:block;height:100vh\">"
-              "</a></body></html>"}},
+    {"html",
+     {"<!DOCTYPE html><html><body style=\"margin:0;background:#00c000\">"
+      "<a href=\"https://shop.example/sale\" style=\"display:block;height:100vh\">"
+      "</a></body></html>"}},
     {"margins", {"10"}}};
 
 TEST_F(QtLightboxTest, ThePageFillsTheLightboxInsideTheMarginsWithTheCloseButtonTopRight) {
@@ -167,8 +169,7 @@ TEST_F(QtLightboxTest, ThePageFillsTheLightboxInsideTheMarginsWithTheCloseButton
   }
   // The close button (its 30-point image) 10 points from the lightbox's top right corner:
   // the only pixels inside the lightbox that are not the page's.
-  const auto button =
-      boundingBox(image, lightbox, [](QRgb pixel) { return !isGreen(pixel); });
+  const auto button = boundingBox(image, lightbox, [](QRgb pixel) { return !isGreen(pixel); });
   ASSERT_TRUE(button) << "no close button on the page";
   const Box expected{lightbox.right - 10 - 29, lightbox.top + 10, lightbox.right - 10,
                      lightbox.top + 10 + 29};

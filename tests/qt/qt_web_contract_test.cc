@@ -28,8 +28,8 @@ class QtWebDriver : public testing::QtDriver {
     auto* page = qobject_cast<qt::NavigationPage*>(view.page());
     ASSERT_NE(page, nullptr);
     const QUrl target(QString::fromStdString(url));
-    const QString link = QStringLiteral("document.querySelector('a[href=\"%1\"]')")
-                             .arg(target.toString());
+    const QString link =
+        QStringLiteral("document.querySelector('a[href=\"%1\"]')").arg(target.toString());
     // Asks the page whether the link is there, one question at a time, until it is.
     auto shown = std::make_shared<bool>(false);
     auto asking = std::make_shared<bool>(false);

@@ -70,7 +70,8 @@ class QtWebViewTest : public ::testing::Test {
   // Loads `html` at `baseUrl` and waits until the page shows the element `selector`.
   void showPage(const std::string& html, const std::string& baseUrl, const QString& selector) {
     _handle->asWebView()->loadHTMLString(html, baseUrl);
-    ASSERT_TRUE(waitForScript(QStringLiteral("document.querySelector('%1') !== null").arg(selector)))
+    ASSERT_TRUE(
+        waitForScript(QStringLiteral("document.querySelector('%1') !== null").arg(selector)))
         << "the page never showed " << selector.toStdString();
   }
 
