@@ -114,10 +114,10 @@ class QtWebViewTest : public ::testing::Test {
 TEST_F(QtWebViewTest, ALinkAllowedAfterTheEngineAskedIsLoadedThen) {
   testing::TempFolder folder;
   const auto second = std::filesystem::path(folder.path()) / "second.html";
-  std::ofstream(second) << "<p id=\"second\">Second</p>";
+  std::ofstream(second) << R"(<p id="second">Second</p>)";
   const std::string secondUrl = "file://" + second.string();
   const std::string base = "file://" + std::string(folder.path()) + "/";
-  showPage("<a id=\"next\" href=\"second.html\">Next</a>", base, QStringLiteral("#next"));
+  showPage(R"(<a id="next" href="second.html">Next</a>)", base, QStringLiteral("#next"));
 
   ASSERT_TRUE(click(QStringLiteral("#next"), QUrl(QString::fromStdString(secondUrl))));
   ASSERT_EQ(_delegate->handlers.size(), 1U);
@@ -133,7 +133,7 @@ TEST_F(QtWebViewTest, ALinkAllowedAfterTheEngineAskedIsLoadedThen) {
 }
 
 TEST_F(QtWebViewTest, ALinkCancelledAfterTheEngineAskedLeavesThePage) {
-  showPage("<a id=\"sale\" href=\"https://shop.example/sale\">Sale</a>", "https://shop.example/",
+  showPage(R"(<a id="sale" href="https://shop.example/sale">Sale</a>)", "https://shop.example/",
            QStringLiteral("#sale"));
 
   ASSERT_TRUE(click(QStringLiteral("#sale"), QUrl(QStringLiteral("https://shop.example/sale"))));
@@ -147,7 +147,7 @@ TEST_F(QtWebViewTest, ALinkCancelledAfterTheEngineAskedLeavesThePage) {
 }
 
 TEST_F(QtWebViewTest, ALinkToANewWindowIsALinkActivationAndOpensNoWindow) {
-  showPage("<a id=\"blank\" target=\"_blank\" href=\"https://shop.example/new\">New</a>",
+  showPage(R"(<a id="blank" target="_blank" href="https://shop.example/new">New</a>)",
            "https://shop.example/", QStringLiteral("#blank"));
 
   ASSERT_TRUE(click(QStringLiteral("#blank"), QUrl(QStringLiteral("https://shop.example/new"))));
@@ -165,7 +165,7 @@ TEST_F(QtWebViewTest, ALinkToANewWindowIsALinkActivationAndOpensNoWindow) {
 TEST_F(QtWebViewTest, AddedWidgetsStayAboveThePageAndTheEnginesWidgetsAreNoSubviews) {
   auto button = _factory->makeImageButton(std::nullopt);
   _handle->addSubview(button);
-  showPage("<p id=\"text\">Text</p>", "https://shop.example/", QStringLiteral("#text"));
+  showPage(R"(<p id="text">Text</p>)", "https://shop.example/", QStringLiteral("#text"));
 
   std::vector<platform::View*> subviews;
   _handle->forEachSubview([&](platform::View& subview) { subviews.push_back(&subview); });
