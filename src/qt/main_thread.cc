@@ -74,7 +74,8 @@ void QtMainThread::start(std::uint64_t id) {
     if (found == _timers.end()) return;  // cancelled before it started
     timer = found->second;
   }
-  const auto remaining = std::chrono::duration_cast<std::chrono::milliseconds>(
+  // Rounded up: a timer never fires before its time.
+  const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(
       timer->firstTick - std::chrono::steady_clock::now());
   auto* qtTimer = new QTimer(_context.get());  // NOLINT(cppcoreguidelines-owning-memory)
   qtTimer->setTimerType(Qt::PreciseTimer);
