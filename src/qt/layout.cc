@@ -38,7 +38,8 @@ double naturalLength(const QWidget& widget, Orientation orientation) {
 int rounded(double value) { return static_cast<int>(std::lround(value)); }
 
 // Places the widgets `constraint` names inside `host`, on the constraint's axis.
-void apply(QWidget& host, const VisualFormat& format, const platform::LayoutConstraint& constraint) {
+void apply(QWidget& host, const VisualFormat& format,
+           const platform::LayoutConstraint& constraint) {
   const bool horizontal = format.orientation == Orientation::kHorizontal;
   std::vector<QWidget*> widgets;
   std::vector<AxisItem> items;

@@ -68,9 +68,9 @@ struct AxisPlacement {
 
 // Places the views of `format` (one `items` entry per view, in order) on an axis of
 // `superviewLength`. Views with a length in the format keep it; between two edges the first
-// view without one and without a fixed size stretches to fill what is left (never below 0), the others keep their
-// natural length. A chain with one edge runs from it; with none, from the first view's
-// current start. Answers one placement per view; nothing when `items` does not match.
+// view without one and without a fixed size stretches to fill what is left (never below 0), the
+// others keep their natural length. A chain with one edge runs from it; with none, from the first
+// view's current start. Answers one placement per view; nothing when `items` does not match.
 std::optional<std::vector<AxisPlacement>> solveAxis(const VisualFormat& format,
                                                     double superviewLength,
                                                     const std::vector<AxisItem>& items);

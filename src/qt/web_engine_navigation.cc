@@ -47,7 +47,8 @@ void WebEngineNavigation::load(platform::UrlRequest request) {
   schedule(Load{std::move(request), std::nullopt});
 }
 
-void WebEngineNavigation::loadHTMLString(std::string html, std::optional<std::string> baseUrl) {
+void WebEngineNavigation::loadHTMLString(std::string html,
+                                         const std::optional<std::string>& baseUrl) {
   platform::UrlRequest request;
   request.url = baseUrl.value_or(kBlankPage);
   schedule(Load{std::move(request), std::move(html)});
@@ -79,13 +80,14 @@ void WebEngineNavigation::startPending(std::uint64_t generation) {
   const platform::NavigationAction action{load.request, platform::NavigationType::kOther};
   auto answered = std::make_shared<bool>(false);
   std::weak_ptr<WebEngineNavigation> weak = weak_from_this();
-  delegate->decidePolicyFor(
-      _owner, action, [answered, weak, load](platform::NavigationActionPolicy policy) {
-        if (*answered) return;
-        *answered = true;
-        auto self = weak.lock();
-        if (self && policy == platform::NavigationActionPolicy::kAllow) self->begin(load);
-      });
+  delegate->decidePolicyFor(_owner, action,
+                            [answered, weak, load](platform::NavigationActionPolicy policy) {
+                              if (*answered) return;
+                              *answered = true;
+                              auto self = weak.lock();
+                              if (self && policy == platform::NavigationActionPolicy::kAllow)
+                                self->begin(load);
+                            });
 }
 
 void WebEngineNavigation::begin(const Load& load) {
@@ -94,8 +96,7 @@ void WebEngineNavigation::begin(const Load& load) {
     _ownNavigation = QUrl(QStringLiteral("data:"));
     // A page given as text gets its base address only when one was given.
     const bool hasBase = load.request.url != kBlankPage;
-    _page->setHtml(QString::fromStdString(*load.html),
-                   hasBase ? toQUrl(load.request.url) : QUrl());
+    _page->setHtml(QString::fromStdString(*load.html), hasBase ? toQUrl(load.request.url) : QUrl());
   } else {
     _ownNavigation = toQUrl(load.request.url);
     _page->load(*_ownNavigation);
@@ -109,8 +110,7 @@ void WebEngineNavigation::started(const std::string& url) {
   if (auto delegate = _delegate.lock()) delegate->didStartProvisionalNavigation(_owner, navigation);
 }
 
-bool WebEngineNavigation::decide(const QUrl& url, platform::NavigationType type,
-                                 bool isMainFrame) {
+bool WebEngineNavigation::decide(const QUrl& url, platform::NavigationType type, bool isMainFrame) {
   if (isMainFrame && _ownNavigation && isOwn(*_ownNavigation, url)) {
     _ownNavigation.reset();
     return true;
@@ -126,11 +126,11 @@ bool WebEngineNavigation::decide(const QUrl& url, platform::NavigationType type,
   };
   auto answer = std::make_shared<Answer>();
   std::weak_ptr<WebEngineNavigation> weak = weak_from_this();
-  const platform::NavigationAction action{platform::UrlRequest{url.toString().toStdString()},
-                                          type};
+  const platform::NavigationAction action{platform::UrlRequest{url.toString().toStdString()}, type};
   delegate->decidePolicyFor(
       _owner, action,
-      [answer, weak, isMainFrame, url = action.request.url](platform::NavigationActionPolicy policy) {
+      [answer, weak, isMainFrame,
+       url = action.request.url](platform::NavigationActionPolicy policy) {
         if (answer->policy) return;
         answer->policy = policy;
         if (answer->inCall || policy != platform::NavigationActionPolicy::kAllow || !isMainFrame) {

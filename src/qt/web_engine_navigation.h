@@ -36,7 +36,7 @@ class WebEngineNavigation final : public std::enable_shared_from_this<WebEngineN
   WebEngineNavigation& operator=(const WebEngineNavigation&) = delete;
 
   void load(platform::UrlRequest request);
-  void loadHTMLString(std::string html, std::optional<std::string> baseUrl);
+  void loadHTMLString(std::string html, const std::optional<std::string>& baseUrl);
   void setNavigationDelegate(std::weak_ptr<platform::NavigationDelegate> delegate) {
     _delegate = std::move(delegate);
   }

@@ -2,9 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <QChildEvent>
 #include <QEvent>
+#include <QLayout>
 #include <QObject>
+#include <QPointer>
 
 #include "qt/kinds.h"
 #include "qt/view_registry.h"
@@ -16,20 +17,30 @@ namespace {
 // the widget it renders into after the lightbox put its close button on the view.
 class EngineWidgetsBelow final : public QObject {
  public:
-  explicit EngineWidgetsBelow(QWebEngineView& view) : QObject(&view) {
+  explicit EngineWidgetsBelow(QWebEngineView& view) : QObject(&view), _view(&view) {
     view.installEventFilter(this);
+    lowerEngineWidgets();
   }
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override {
-    if (event->type() == QEvent::ChildAdded || event->type() == QEvent::ChildPolished) {
-      QObject* child = static_cast<QChildEvent*>(event)->child();
-      if (child->isWidgetType() && QtWebView::isEngineWidget(*child)) {
-        static_cast<QWidget*>(child)->lower();
-      }
+    if (event->type() == QEvent::ChildPolished || event->type() == QEvent::LayoutRequest) {
+      lowerEngineWidgets();
     }
     return QObject::eventFilter(watched, event);
   }
+
+ private:
+  void lowerEngineWidgets() {
+    if (_view.isNull()) return;
+    for (QObject* child : _view->children()) {
+      if (child->isWidgetType() && QtWebView::isEngineWidget(*_view, *child)) {
+        static_cast<QWidget*>(child)->lower();
+      }
+    }
+  }
+
+  QPointer<QWebEngineView> _view;
 };
 
 }  // namespace
@@ -37,20 +48,21 @@ class EngineWidgetsBelow final : public QObject {
 QtWebView::QtWebView(QWebEngineView& view)
     : QtView(view), _navigation(WebEngineNavigation::create(*this, view)) {
   new EngineWidgetsBelow(view);  // NOLINT(cppcoreguidelines-owning-memory): the view's child
-  for (QObject* child : view.children()) {
-    if (child->isWidgetType() && isEngineWidget(*child)) static_cast<QWidget*>(child)->lower();
-  }
 }
 
-bool QtWebView::isEngineWidget(const QObject& object) {
-  return QLatin1String(object.metaObject()->className()).startsWith(QLatin1String("QtWebEngine"));
+bool QtWebView::isEngineWidget(const QWebEngineView& view, const QObject& child) {
+  if (!child.isWidgetType()) return false;
+  const auto& widget = static_cast<const QWidget&>(child);
+  if (view.focusProxy() == &widget) return true;
+  const QLayout* layout = view.layout();
+  return layout != nullptr && layout->indexOf(&widget) >= 0;
 }
 
 void QtWebView::forEachSubview(SubviewVisitor visit) const {
-  QWidget* view = widget();
+  auto* view = static_cast<QWebEngineView*>(widget());
   if (view == nullptr) return;
   for (QObject* child : view->children()) {
-    if (!child->isWidgetType() || isEngineWidget(*child)) continue;
+    if (!child->isWidgetType() || isEngineWidget(*view, *child)) continue;
     auto* subview = static_cast<QWidget*>(child);
     if (subview->isWindow()) continue;
     visit(*ViewRegistry::instance().viewFor(subview));
@@ -60,7 +72,7 @@ void QtWebView::forEachSubview(SubviewVisitor visit) const {
 void QtWebView::load(platform::UrlRequest request) { _navigation->load(std::move(request)); }
 
 void QtWebView::loadHTMLString(std::string html, std::optional<std::string> baseUrl) {
-  _navigation->loadHTMLString(std::move(html), std::move(baseUrl));
+  _navigation->loadHTMLString(std::move(html), baseUrl);
 }
 
 void QtWebView::setNavigationDelegate(std::weak_ptr<platform::NavigationDelegate> delegate) {

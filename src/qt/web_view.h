@@ -33,8 +33,9 @@ class QtWebView final : public QtView, public platform::WebView {
   void loadHTMLString(std::string html, std::optional<std::string> baseUrl) override;
   void setNavigationDelegate(std::weak_ptr<platform::NavigationDelegate> delegate) override;
 
-  // The engine's own child widgets (the one the page renders into).
-  static bool isEngineWidget(const QObject& object);
+  // The engine's own child widgets of `view`: the one the page renders into, which the
+  // view lays out itself and gives its focus to.
+  static bool isEngineWidget(const QWebEngineView& view, const QObject& child);
 
  protected:
   void describeDetails(std::string& out) const override;

@@ -16,6 +16,7 @@
 #include <QObject>
 #include <QPalette>
 #include <QPointer>
+#include <QTest>
 #include <QUrl>
 #include <QWebEngineView>
 #include <QWidget>
@@ -112,7 +113,8 @@ class QtLightboxTest : public ::testing::Test {
   }
 
   QWebEngineView& webView() {
-    return dynamic_cast<QWebEngineView&>(*dynamic_cast<QtView&>(*_lightbox->lightboxView()).widget());
+    return dynamic_cast<QWebEngineView&>(
+        *dynamic_cast<QtView&>(*_lightbox->lightboxView()).widget());
   }
 
   // The window's pixels once the page's colour shows at `probe` (none: the window's
@@ -134,9 +136,10 @@ class QtLightboxTest : public ::testing::Test {
 };
 
 const Parameters kGreenPage = {
-    {"html", {"<!DOCTYPE html><html><body style=\"margin:0;background:#00c000\">"
-              "<a href=\"https://shop.example/sale\" style=\"display:block;height:100vh\">"
-              "</a></body></html>"}},
+    {"html",
+     {"<!DOCTYPE html><html><body style=\"margin:0;background:#00c000\">"
+      "<a href=\"https://shop.example/sale\" style=\"display:block;height:100vh\">"
+      "</a></body></html>"}},
     {"margins", {"10"}}};
 
 TEST_F(QtLightboxTest, ThePageFillsTheLightboxInsideTheMarginsWithTheCloseButtonTopRight) {
@@ -166,8 +169,7 @@ TEST_F(QtLightboxTest, ThePageFillsTheLightboxInsideTheMarginsWithTheCloseButton
   }
   // The close button (its 30-point image) 10 points from the lightbox's top right corner:
   // the only pixels inside the lightbox that are not the page's.
-  const auto button =
-      boundingBox(image, lightbox, [](QRgb pixel) { return !isGreen(pixel); });
+  const auto button = boundingBox(image, lightbox, [](QRgb pixel) { return !isGreen(pixel); });
   ASSERT_TRUE(button) << "no close button on the page";
   const Box expected{lightbox.right - 10 - 29, lightbox.top + 10, lightbox.right - 10,
                      lightbox.top + 10 + 29};
@@ -219,6 +221,35 @@ TEST_F(QtLightboxTest, AFollowedLinkOpensOutsideTheAppAndThePageStays) {
   EXPECT_EQ(opened.urls, (std::vector<std::string>{"https://shop.example/sale"}));
   EXPECT_EQ(page->url().toString().toStdString(), urlBefore);
   EXPECT_TRUE(_lightbox->isShown());
+}
+
+TEST_F(QtLightboxTest, TheCloseButtonTakesTheLightboxOffTheScreen) {
+  present(kGreenPage);
+  grabOncePainted();
+  QWidget* button = dynamic_cast<QtView&>(*_lightbox->closeButton()).widget();
+  ASSERT_NE(button, nullptr);
+  EXPECT_EQ(button->mapTo(_window, QPoint(0, 0)), QPoint(320, 80));
+
+  QTest::mouseClick(button, Qt::LeftButton);
+
+  EXPECT_FALSE(_lightbox->isShown());
+  EXPECT_EQ(_lightbox->backgroundView()->superview(), nullptr);
+  EXPECT_EQ(_lightbox->lightboxView()->superview(), nullptr);
+  const QImage image = _window->grab().toImage();
+  EXPECT_EQ(image.pixel(200, 350), qRgb(255, 255, 255));
+  EXPECT_EQ(image.pixel(5, 5), qRgb(255, 255, 255));
+}
+
+TEST_F(QtLightboxTest, ATapOnTheBackgroundTakesTheLightboxOffTheScreen) {
+  present(kGreenPage);
+  grabOncePainted();
+  QWidget* background = dynamic_cast<QtView&>(*_lightbox->backgroundView()).widget();
+  ASSERT_NE(background, nullptr);
+
+  QTest::mouseClick(background, Qt::LeftButton, Qt::NoModifier, QPoint(10, 10));
+
+  EXPECT_FALSE(_lightbox->isShown());
+  EXPECT_EQ(_window->grab().toImage().pixel(5, 5), qRgb(255, 255, 255));
 }
 
 }  // namespace

@@ -57,10 +57,26 @@ TEST(VisualFormatTest, FixedLengthsStandardSpacingsAndNoOrientation) {
 }
 
 TEST(VisualFormatTest, FormsOutsideTheSubsetAreRejected) {
-  for (const char* text :
-       {"", "H:", "|", "H:||", "H:|-0-|", "[a", "[a]]", "[1a]", "[a(>=44)]", "[a(44@750)]",
-        "|-(>=8)-[a]", "|--[a]", "|-10[a]", "[a]-10", "H:|-0-[a]-0-|x", "X:[a]", "[a] [b]",
-        "|-.5-[a]", "|-5.-[a]", "|--5-[a]"}) {
+  for (const char* text : {"",
+                           "H:",
+                           "|",
+                           "H:||",
+                           "H:|-0-|",
+                           "[a",
+                           "[a]]",
+                           "[1a]",
+                           "[a(>=44)]",
+                           "[a(44@750)]",
+                           "|-(>=8)-[a]",
+                           "|--[a]",
+                           "|-10[a]",
+                           "[a]-10",
+                           "H:|-0-[a]-0-|x",
+                           "X:[a]",
+                           "[a] [b]",
+                           "|-.5-[a]",
+                           "|-5.-[a]",
+                           "|--5-[a]"}) {
     EXPECT_EQ(parseVisualFormat(text), std::nullopt) << text;
   }
 }
@@ -77,8 +93,7 @@ TEST(VisualFormatTest, BetweenEdgesTheViewStretches) {
 TEST(VisualFormatTest, AGuideKeepsItsPlaceAndTheChainGoesOnFromIt) {
   const auto format = parseVisualFormat("V:|[topGuide]-80-[lightbox]-80-|");
 
-  const auto placed =
-      solveAxis(*format, 800, {AxisItem{0, 0, true}, AxisItem{150, 0, false}});
+  const auto placed = solveAxis(*format, 800, {AxisItem{0, 0, true}, AxisItem{150, 0, false}});
 
   ASSERT_TRUE(placed);
   EXPECT_EQ(*placed, (std::vector<AxisPlacement>{{0, 0}, {80, 640}}));

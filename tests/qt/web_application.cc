@@ -1,5 +1,7 @@
 #include "qt/web_application.h"
 
+#include "qt/qt_application.h"
+
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -42,6 +44,10 @@ void deliverPostedQtEvents() {
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   QCoreApplication::sendPostedEvents();
 }
+
+// The web engine keeps posting work of its own: "until none is left" would never end, so
+// only what was posted so far is delivered.
+void processQtEvents() { deliverPostedQtEvents(); }
 
 bool waitUntil(const std::function<bool()>& condition, int timeoutMs) {
   return QTest::qWaitFor(condition, timeoutMs);

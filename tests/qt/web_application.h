@@ -1,7 +1,7 @@
 // The QApplication of a Qt test program that shows web views: made before the first
 // test on the test thread, with the contexts the web engine shares, on the display that
-// with-display.sh gives. Link web_application.cc into the program (instead of
-// qt_application.cc).
+// with-display.sh gives. Link web_application.cc into the program instead of
+// qt_application.cc; its processQtEvents() is deliverPostedQtEvents() here.
 #ifndef PELORIN_TESTS_QT_WEB_APPLICATION_H_
 #define PELORIN_TESTS_QT_WEB_APPLICATION_H_
 
