@@ -5,6 +5,7 @@
 #include <png.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -250,6 +251,13 @@ TEST(QtShopE2eTest, JourneyEndsWithTheHeadlessDemosProfileButForTheDeviceValues)
   EXPECT_THAT(qt.lines, ::testing::Contains("  lightbox  closed with its close button"));
   EXPECT_THAT(qt.lines, ::testing::Contains("  nothing   every step had something to act on"));
   EXPECT_THAT(qt.lines, ::testing::Contains("  visitor   " + qtIds.front()));
+  // A screenshot per step, in the folder the shop names at the start and at the end.
+  EXPECT_EQ(std::count(qt.lines.begin(), qt.lines.end(), "  pictures  " + screenshots.path()), 2);
+  for (int step = 1; step <= 13; ++step) {
+    const std::string name = (step < 10 ? "step-0" : "step-") + std::to_string(step) + ".png";
+    EXPECT_TRUE(readPng(std::filesystem::path(screenshots.path()) / name)) << name;
+    EXPECT_THAT(qt.lines, ::testing::Contains("  picture   " + name));
+  }
 
   Parameters expected =
       comparable(server.server().service().properties(headlessIds.front()).value_or(Parameters{}));
