@@ -77,7 +77,7 @@ void QtMainThread::start(std::uint64_t id) {
   // Rounded up: a timer never fires before its time.
   const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(
       timer->firstTick - std::chrono::steady_clock::now());
-  auto* qtTimer = new QTimer(_context.get());  // NOLINT(cppcoreguidelines-owning-memory)
+  auto* qtTimer = new QTimer(_context.get());
   qtTimer->setTimerType(Qt::PreciseTimer);
   qtTimer->setSingleShot(!timer->repeating);
   qtTimer->setInterval(std::max(remaining, std::chrono::milliseconds(0)));

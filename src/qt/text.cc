@@ -24,11 +24,11 @@ class QtLabel final : public QtView {
   bool hasTextProperty() const override { return true; }
   std::optional<std::string> text() const override {
     if (!_label || _label->text().isEmpty()) return std::nullopt;
-    const QString shown = _label->textFormat() == Qt::RichText ||
-                                  (_label->textFormat() == Qt::AutoText &&
-                                   Qt::mightBeRichText(_label->text()))
-                              ? QTextDocumentFragment::fromHtml(_label->text()).toPlainText()
-                              : _label->text();
+    const QString shown =
+        _label->textFormat() == Qt::RichText ||
+                (_label->textFormat() == Qt::AutoText && Qt::mightBeRichText(_label->text()))
+            ? QTextDocumentFragment::fromHtml(_label->text()).toPlainText()
+            : _label->text();
     return toUtf8(shown);
   }
 

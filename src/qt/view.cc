@@ -52,8 +52,8 @@ void QtView::forEachSubview(SubviewVisitor visit) const {
 
 platform::Rect QtView::bounds() const {
   if (!_widget) return {};
-  return platform::Rect{{0, 0}, {static_cast<double>(_widget->width()),
-                                 static_cast<double>(_widget->height())}};
+  return platform::Rect{
+      {0, 0}, {static_cast<double>(_widget->width()), static_cast<double>(_widget->height())}};
 }
 
 void QtView::addSubview(const std::shared_ptr<platform::View>& view) {
@@ -98,10 +98,10 @@ bool QtView::addConstraint(platform::LayoutConstraint constraint) {
 void QtView::setBackgroundColor(platform::Color color) {
   if (!_widget) return;
   QPalette palette = _widget->palette();
-  palette.setColor(QPalette::Window, QColor::fromRgbF(static_cast<float>(color.red),
-                                                      static_cast<float>(color.green),
-                                                      static_cast<float>(color.blue),
-                                                      static_cast<float>(color.alpha)));
+  palette.setColor(
+      QPalette::Window,
+      QColor::fromRgbF(static_cast<float>(color.red), static_cast<float>(color.green),
+                       static_cast<float>(color.blue), static_cast<float>(color.alpha)));
   _widget->setPalette(palette);
   _widget->setAutoFillBackground(true);
 }

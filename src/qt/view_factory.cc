@@ -11,7 +11,8 @@ class PendingViewFactory final : public platform::ViewFactory {
     return nullptr;
   }
   std::shared_ptr<platform::View> makeWebView() override { return nullptr; }
-  std::shared_ptr<platform::View> makeImageButton(std::optional<platform::Image> /*image*/) override {
+  std::shared_ptr<platform::View> makeImageButton(
+      std::optional<platform::Image> /*image*/) override {
     return nullptr;
   }
 };

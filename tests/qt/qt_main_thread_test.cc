@@ -78,6 +78,7 @@ TEST(QtMainThreadTest, ManyThreadsPostingKeepEachThreadsOrder) {
   constexpr int kTasks = 200;
   std::vector<std::vector<int>> seen(kThreads);
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < kTasks; ++i) mainThread.post([&, t, i] { seen[t].push_back(i); });
@@ -171,7 +172,8 @@ TEST(QtMainThreadTest, TimersScheduledAndCancelledOnOtherThreadsRunOnTheMainThre
   std::thread([&] {
     kept = mainThread.scheduleTimer(milliseconds(5),
                                     [&] { firedOnMainThread = mainThread.isMainThread(); });
-    auto dropped = mainThread.scheduleRepeatingTimer(milliseconds(1), [&] { cancelledFired = true; });
+    auto dropped =
+        mainThread.scheduleRepeatingTimer(milliseconds(1), [&] { cancelledFired = true; });
     cancelled = mainThread.cancelTimer(dropped);
   }).join();
   ASSERT_TRUE(runUntil([&] { return firedOnMainThread; }));

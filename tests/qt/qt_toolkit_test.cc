@@ -478,7 +478,8 @@ TEST(QtUiTest, AnAlertIsAMessageBoxWhoseButtonsRunTheirHandlers) {
       {"Delete?",
        "The list goes too.",
        {{"Cancel", platform::AlertActionStyle::kCancel, [&] { ran.emplace_back("cancel"); }},
-        {"Delete", platform::AlertActionStyle::kDestructive, [&] { ran.emplace_back("delete"); }}}}));
+        {"Delete", platform::AlertActionStyle::kDestructive,
+         [&] { ran.emplace_back("delete"); }}}}));
   auto boxes = window.findChildren<QMessageBox*>();
   ASSERT_EQ(boxes.size(), 1);
   QMessageBox* box = boxes.at(0);
@@ -494,6 +495,8 @@ TEST(QtUiTest, AnAlertIsAMessageBoxWhoseButtonsRunTheirHandlers) {
   EXPECT_TRUE(ran.empty());
 
   QTest::mouseClick(deleteButton, Qt::LeftButton);
+  EXPECT_FALSE(box->isVisible());
+  EXPECT_TRUE(ran.empty());  // once the box is gone
   processQtEvents();
 
   EXPECT_EQ(ran, (std::vector<std::string>{"delete"}));
