@@ -231,7 +231,7 @@ class QtValueControl final : public QtControl {
 class QtButtonGroupControl final : public QtControl {
  public:
   QtButtonGroupControl(QWidget& widget, QButtonGroup& group)
-      : QtControl(widget, ControlKind::kSegmentedControl) {
+      : QtControl(widget, ControlKind::kSegmentedControl, false) {
     QObject::connect(&group, &QButtonGroup::buttonPressed, &widget, [this, &group] {
       _checkedAtPress = group.checkedId();
       send(ControlEvents::kTouchDown);

@@ -45,7 +45,7 @@ class QtLabel final : public QtView {
 template <typename Editor>
 class QtTextEditor final : public QtView {
  public:
-  explicit QtTextEditor(Editor& editor) : QtView(editor), _editor(&editor) {}
+  explicit QtTextEditor(Editor& editor) : QtView(editor, true), _editor(&editor) {}
 
   bool hasTextProperty() const override { return true; }
   std::optional<std::string> text() const override {

@@ -17,7 +17,8 @@ std::string toUtf8(const QString& text) {
   return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
-QtView::QtView(QWidget& widget) : _widget(&widget), _className(widget.metaObject()->className()) {}
+QtView::QtView(QWidget& widget, bool leaf)
+    : _widget(&widget), _className(widget.metaObject()->className()), _leaf(leaf) {}
 
 std::string QtView::description() const {
   const QRect frame = _widget ? _widget->geometry() : QRect();
@@ -41,7 +42,7 @@ std::shared_ptr<platform::View> QtView::superview() const {
 }
 
 void QtView::forEachSubview(SubviewVisitor visit) const {
-  if (!_widget) return;
+  if (!_widget || _leaf) return;
   for (QObject* child : _widget->children()) {
     if (!child->isWidgetType()) continue;
     auto* widget = static_cast<QWidget*>(child);
