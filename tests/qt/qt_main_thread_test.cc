@@ -153,6 +153,23 @@ TEST(QtMainThreadTest, AOneShotTimerCannotBeCancelledFromItsOwnAction) {
   EXPECT_FALSE(*cancelled);
 }
 
+// A QTimer takes at most about 24 days; a longer delay must not wrap round to "now".
+TEST(QtMainThreadTest, TimersLongerThanAQTimerTakesWait) {
+  QtMainThread mainThread;
+  bool fired = false;
+  bool barrier = false;
+
+  auto once = mainThread.scheduleTimer(std::chrono::hours(24 * 60), [&] { fired = true; });
+  auto repeating =
+      mainThread.scheduleRepeatingTimer(std::chrono::hours(24 * 60), [&] { fired = true; });
+  mainThread.scheduleTimer(milliseconds(20), [&] { barrier = true; });
+  ASSERT_TRUE(runUntil([&] { return barrier; }));
+
+  EXPECT_FALSE(fired);
+  EXPECT_TRUE(mainThread.cancelTimer(once));
+  EXPECT_TRUE(mainThread.cancelTimer(repeating));
+}
+
 TEST(QtMainThreadTest, EmptyActionsAndUnknownIdsDoNothing) {
   QtMainThread mainThread;
 
