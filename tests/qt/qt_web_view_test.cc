@@ -111,6 +111,16 @@ class QtWebViewTest : public ::testing::Test {
   std::shared_ptr<LateDelegate> _delegate = std::make_shared<LateDelegate>();
 };
 
+TEST_F(QtWebViewTest, ANewerLoadReplacesOneNotYetStarted) {
+  _handle->asWebView()->load(platform::UrlRequest{"https://shop.example/first"});
+  _handle->asWebView()->loadHTMLString("<p>Second</p>", "https://shop.example/second");
+  testing::deliverPostedQtEvents();
+
+  ASSERT_EQ(_delegate->asked.size(), 1U);
+  EXPECT_EQ(_delegate->asked[0].request.url, "https://shop.example/second");
+  EXPECT_EQ(_delegate->started, (std::vector<std::string>{"https://shop.example/second"}));
+}
+
 TEST_F(QtWebViewTest, ALinkAllowedAfterTheEngineAskedIsLoadedThen) {
   testing::TempFolder folder;
   const auto second = std::filesystem::path(folder.path()) / "second.html";
