@@ -16,7 +16,9 @@ namespace pelorin::qt {
 
 class QtControl : public QtView, public platform::Control {
  public:
-  QtControl(QWidget& widget, platform::ControlKind kind) : QtView(widget), _kind(kind) {}
+  // A control is a leaf unless its children are the app's own widgets (`leaf` false).
+  QtControl(QWidget& widget, platform::ControlKind kind, bool leaf = true)
+      : QtView(widget, leaf), _kind(kind) {}
 
   platform::View& asView() override { return *this; }
   platform::Control* asControl() override { return this; }

@@ -88,8 +88,7 @@ bool UserInput::eventFilter(QObject* watched, QEvent* event) {
 namespace {
 
 bool isLeftButton(const QEvent& event, QEvent::Type type) {
-  return event.type() == type &&
-         static_cast<const QMouseEvent&>(event).button() == Qt::LeftButton;
+  return event.type() == type && static_cast<const QMouseEvent&>(event).button() == Qt::LeftButton;
 }
 
 // A release over the widget ends a touch inside it.
@@ -179,8 +178,7 @@ class QtTextField final : public QtControl {
 // handle is let go.
 class QtSlider final : public QtControl {
  public:
-  explicit QtSlider(QSlider& slider)
-      : QtControl(slider, ControlKind::kSlider), _slider(&slider) {
+  explicit QtSlider(QSlider& slider) : QtControl(slider, ControlKind::kSlider), _slider(&slider) {
     _input = std::make_unique<UserInput>(slider);
     QObject::connect(&slider, &QSlider::sliderPressed, &slider,
                      [this] { send(ControlEvents::kTouchDown); });
@@ -233,7 +231,7 @@ class QtValueControl final : public QtControl {
 class QtButtonGroupControl final : public QtControl {
  public:
   QtButtonGroupControl(QWidget& widget, QButtonGroup& group)
-      : QtControl(widget, ControlKind::kSegmentedControl) {
+      : QtControl(widget, ControlKind::kSegmentedControl, false) {
     QObject::connect(&group, &QButtonGroup::buttonPressed, &widget, [this, &group] {
       _checkedAtPress = group.checkedId();
       send(ControlEvents::kTouchDown);

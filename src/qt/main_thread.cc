@@ -1,6 +1,7 @@
 #include "pelorin/qt/main_thread.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include <QCoreApplication>
@@ -16,9 +17,9 @@ struct QtMainThread::Timer {
   Task action;
   bool repeating = false;
   std::chrono::milliseconds interval{0};
-  // When the first tick is due: the timer counts from the call that scheduled it, not from
-  // the turn of the event loop that starts it.
-  std::chrono::steady_clock::time_point firstTick;
+  // When the next tick is due. The first one counts from the call that scheduled the
+  // timer, not from the turn of the event loop that starts it.
+  std::chrono::steady_clock::time_point due;
   QTimer* qtTimer = nullptr;
 };
 
@@ -53,7 +54,7 @@ platform::TimerId QtMainThread::schedule(std::chrono::milliseconds delay,
   timer->action = std::move(action);
   timer->repeating = repeating;
   timer->interval = interval;
-  timer->firstTick = std::chrono::steady_clock::now() + delay;
+  timer->due = std::chrono::steady_clock::now() + delay;
   std::uint64_t id = 0;
   {
     std::lock_guard lock(_mutex);
@@ -74,38 +75,47 @@ void QtMainThread::start(std::uint64_t id) {
     if (found == _timers.end()) return;  // cancelled before it started
     timer = found->second;
   }
-  // Rounded up: a timer never fires before its time.
-  const auto remaining = std::chrono::ceil<std::chrono::milliseconds>(
-      timer->firstTick - std::chrono::steady_clock::now());
-  auto* qtTimer = new QTimer(_context.get());  // NOLINT(cppcoreguidelines-owning-memory)
+  auto* qtTimer = new QTimer(_context.get());
   qtTimer->setTimerType(Qt::PreciseTimer);
-  qtTimer->setSingleShot(!timer->repeating);
-  qtTimer->setInterval(std::max(remaining, std::chrono::milliseconds(0)));
+  qtTimer->setSingleShot(true);
   QObject::connect(qtTimer, &QTimer::timeout, _context.get(), [this, id] { fire(id); });
   timer->qtTimer = qtTimer;
-  qtTimer->start();
+  arm(*timer);
+}
+
+void QtMainThread::arm(Timer& timer) {
+  // Rounded up, so that a timer never fires before its time; a wait longer than a QTimer
+  // takes (about 24 days) is made in parts.
+  constexpr std::chrono::milliseconds kLongestWait{std::numeric_limits<int>::max()};
+  const auto wait =
+      std::chrono::ceil<std::chrono::milliseconds>(timer.due - std::chrono::steady_clock::now());
+  timer.qtTimer->start(std::clamp(wait, std::chrono::milliseconds(0), kLongestWait));
 }
 
 void QtMainThread::fire(std::uint64_t id) {
+  const auto now = std::chrono::steady_clock::now();
   std::shared_ptr<Timer> timer;
   {
     std::lock_guard lock(_mutex);
     auto found = _timers.find(id);
     if (found == _timers.end()) return;
     timer = found->second;
+    if (now < timer->due) {
+      arm(*timer);  // a part of a long wait
+      return;
+    }
     // A one-shot timer is no longer scheduled once its action starts.
     if (!timer->repeating) _timers.erase(found);
   }
-  QTimer* qtTimer = timer->qtTimer;
   if (timer->repeating) {
-    // After the first tick, which may have been shorter, keep the rhythm. A tick missed
-    // while the thread was busy is not caught up: QTimer fires once and goes on.
-    if (qtTimer->interval() != static_cast<int>(timer->interval.count())) {
-      qtTimer->setInterval(timer->interval);
-    }
+    // The next tick keeps the rhythm; ticks missed while the thread was busy are dropped.
+    timer->due += timer->interval;
+    if (timer->due <= now)
+      timer->due += ((now - timer->due) / timer->interval + 1) * timer->interval;
+    arm(*timer);
   } else {
+    timer->qtTimer->deleteLater();
     timer->qtTimer = nullptr;
-    qtTimer->deleteLater();
   }
   timer->action();
 }

@@ -75,7 +75,7 @@ class Component {
 class QtPickerView final : public QtView, public platform::PickerView {
  public:
   // A picker whose components are `components` (the widget itself, or its children).
-  QtPickerView(QWidget& widget, const std::vector<QWidget*>& components) : QtView(widget) {
+  QtPickerView(QWidget& widget, const std::vector<QWidget*>& components) : QtView(widget, true) {
     for (QWidget* component : components) _components.emplace_back(*component);
   }
 

@@ -24,11 +24,11 @@ class QtLabel final : public QtView {
   bool hasTextProperty() const override { return true; }
   std::optional<std::string> text() const override {
     if (!_label || _label->text().isEmpty()) return std::nullopt;
-    const QString shown = _label->textFormat() == Qt::RichText ||
-                                  (_label->textFormat() == Qt::AutoText &&
-                                   Qt::mightBeRichText(_label->text()))
-                              ? QTextDocumentFragment::fromHtml(_label->text()).toPlainText()
-                              : _label->text();
+    const QString shown =
+        _label->textFormat() == Qt::RichText ||
+                (_label->textFormat() == Qt::AutoText && Qt::mightBeRichText(_label->text()))
+            ? QTextDocumentFragment::fromHtml(_label->text()).toPlainText()
+            : _label->text();
     return toUtf8(shown);
   }
 
@@ -45,7 +45,7 @@ class QtLabel final : public QtView {
 template <typename Editor>
 class QtTextEditor final : public QtView {
  public:
-  explicit QtTextEditor(Editor& editor) : QtView(editor), _editor(&editor) {}
+  explicit QtTextEditor(Editor& editor) : QtView(editor, true), _editor(&editor) {}
 
   bool hasTextProperty() const override { return true; }
   std::optional<std::string> text() const override {

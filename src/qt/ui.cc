@@ -68,7 +68,7 @@ std::shared_ptr<platform::ViewController> QtUi::keyWindowRootViewController() co
 bool QtUi::presentAlert(platform::Alert alert) {
   auto root = std::dynamic_pointer_cast<QtViewController>(keyWindowRootViewController());
   if (!root || root->widget() == nullptr) return false;
-  auto* box = new QMessageBox(root->widget()->window());  // NOLINT(cppcoreguidelines-owning-memory)
+  auto* box = new QMessageBox(root->widget()->window());
   box->setAttribute(Qt::WA_DeleteOnClose);
   box->setWindowModality(Qt::WindowModal);
   box->setWindowTitle(QString::fromStdString(alert.title));
@@ -84,11 +84,14 @@ bool QtUi::presentAlert(platform::Alert alert) {
     QPushButton* button = box->addButton(QString::fromStdString(action.title), role);
     handlers.emplace_back(button, std::move(action.handler));
   }
-  // The tapped button's handler runs once the alert is closed.
+  // The tapped button's handler runs once the alert is closed, on the next turn of the
+  // event loop: it may close the screen under the alert.
   QObject::connect(box, &QDialog::finished, box, [box, handlers = std::move(handlers)] {
     QAbstractButton* clicked = box->clickedButton();
     for (const auto& [button, handler] : handlers) {
-      if (button == clicked && handler) handler();
+      if (button == clicked && handler) {
+        QMetaObject::invokeMethod(QCoreApplication::instance(), handler, Qt::QueuedConnection);
+      }
     }
   });
   box->open();

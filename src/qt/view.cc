@@ -17,7 +17,8 @@ std::string toUtf8(const QString& text) {
   return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
-QtView::QtView(QWidget& widget) : _widget(&widget), _className(widget.metaObject()->className()) {}
+QtView::QtView(QWidget& widget, bool leaf)
+    : _widget(&widget), _className(widget.metaObject()->className()), _leaf(leaf) {}
 
 std::string QtView::description() const {
   const QRect frame = _widget ? _widget->geometry() : QRect();
@@ -41,7 +42,7 @@ std::shared_ptr<platform::View> QtView::superview() const {
 }
 
 void QtView::forEachSubview(SubviewVisitor visit) const {
-  if (!_widget) return;
+  if (!_widget || _leaf) return;
   for (QObject* child : _widget->children()) {
     if (!child->isWidgetType()) continue;
     auto* widget = static_cast<QWidget*>(child);
@@ -52,8 +53,8 @@ void QtView::forEachSubview(SubviewVisitor visit) const {
 
 platform::Rect QtView::bounds() const {
   if (!_widget) return {};
-  return platform::Rect{{0, 0}, {static_cast<double>(_widget->width()),
-                                 static_cast<double>(_widget->height())}};
+  return platform::Rect{
+      {0, 0}, {static_cast<double>(_widget->width()), static_cast<double>(_widget->height())}};
 }
 
 void QtView::addSubview(const std::shared_ptr<platform::View>& view) {
@@ -98,10 +99,10 @@ bool QtView::addConstraint(platform::LayoutConstraint constraint) {
 void QtView::setBackgroundColor(platform::Color color) {
   if (!_widget) return;
   QPalette palette = _widget->palette();
-  palette.setColor(QPalette::Window, QColor::fromRgbF(static_cast<float>(color.red),
-                                                      static_cast<float>(color.green),
-                                                      static_cast<float>(color.blue),
-                                                      static_cast<float>(color.alpha)));
+  palette.setColor(
+      QPalette::Window,
+      QColor::fromRgbF(static_cast<float>(color.red), static_cast<float>(color.green),
+                       static_cast<float>(color.blue), static_cast<float>(color.alpha)));
   _widget->setPalette(palette);
   _widget->setAutoFillBackground(true);
 }

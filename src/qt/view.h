@@ -23,7 +23,9 @@ namespace pelorin::qt {
 
 class QtView : public platform::View, public std::enable_shared_from_this<QtView> {
  public:
-  explicit QtView(QWidget& widget);
+  // A leaf shows none of its child widgets as subviews: a control, picker or editor is one
+  // view, without its inner parts (a spin box's editor, a line edit's clear button).
+  explicit QtView(QWidget& widget, bool leaf = false);
 
   // The widget; null once it is destroyed.
   QWidget* widget() const { return _widget.data(); }
@@ -35,7 +37,7 @@ class QtView : public platform::View, public std::enable_shared_from_this<QtView
 
   // The parent widget's handle; none for a window or a gone view.
   std::shared_ptr<platform::View> superview() const override;
-  // The child widgets, in their stacking order (back to front).
+  // The child widgets, in their stacking order (back to front); none for a leaf.
   void forEachSubview(SubviewVisitor visit) const override;
 
   bool hasTextProperty() const override { return false; }
@@ -61,6 +63,7 @@ class QtView : public platform::View, public std::enable_shared_from_this<QtView
  private:
   QPointer<QWidget> _widget;
   const char* _className;
+  bool _leaf;
   std::vector<platform::LayoutConstraint> _constraints;
 };
 

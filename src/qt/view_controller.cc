@@ -27,7 +27,7 @@ std::shared_ptr<platform::View> QtViewController::rootView() {
 std::shared_ptr<platform::View> QtViewController::topLayoutGuide() {
   if (!_widget) return nullptr;
   if (!_topGuide) {
-    _topGuide = new QWidget();  // NOLINT(cppcoreguidelines-owning-memory): deleted with us
+    _topGuide = new QWidget();  // deleted with the controller
     _topGuide->setObjectName(QStringLiteral("topLayoutGuide"));
     _topGuide->setFixedSize(0, 0);
   }

@@ -12,7 +12,7 @@ namespace pelorin::qt {
 ViewRegistry& ViewRegistry::instance() {
   // Never destroyed: widgets may outlive static destruction, and their `destroyed`
   // connections call back into the registry.
-  static auto* registry = new ViewRegistry();  // NOLINT(cppcoreguidelines-owning-memory)
+  static auto* registry = new ViewRegistry();
   return *registry;
 }
 
@@ -59,8 +59,7 @@ std::shared_ptr<QtViewController> ViewRegistry::screenFor(const QWidget* widget)
 
 void ViewRegistry::watch(QWidget& widget) {
   if (_views.count(&widget) != 0 || _screens.count(&widget) != 0) return;  // watched already
-  QObject::connect(&widget, &QObject::destroyed,
-                   [this](QObject* object) { forget(object); });
+  QObject::connect(&widget, &QObject::destroyed, [this](QObject* object) { forget(object); });
 }
 
 void ViewRegistry::forget(const QObject* object) {

@@ -31,7 +31,7 @@ class QtApplicationEnvironment final : public ::testing::Environment {
   std::unique_ptr<QApplication> _app;
 };
 
-// NOLINTNEXTLINE(cppcoreguidelines-owning-memory): GoogleTest owns registered environments
+// GoogleTest owns the environments registered with it.
 [[maybe_unused]] const auto* const kEnvironment =
     ::testing::AddGlobalTestEnvironment(new QtApplicationEnvironment());
 

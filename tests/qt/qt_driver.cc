@@ -1,5 +1,6 @@
 #include "qt/qt_driver.h"
 
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -253,7 +254,7 @@ void QtDriver::drag(platform::View& slider, const std::vector<double>& positions
   QPoint at = pointFor(qtSlider.value());
   QTest::mousePress(&qtSlider, Qt::LeftButton, {}, at);
   for (double position : positions) {
-    at = pointFor(static_cast<int>(position * kSliderSteps + 0.5));
+    at = pointFor(static_cast<int>(std::lround(position * kSliderSteps)));
     QTest::mouseMove(&qtSlider, at);
   }
   QTest::mouseRelease(&qtSlider, Qt::LeftButton, {}, at);
@@ -264,8 +265,8 @@ void QtDriver::increment(platform::View& stepper) {
   showActive(spinBox);
   QStyleOptionSpinBox option;
   spinBox.initStyleOption(&option);
-  const QRect up = spinBox.style()->subControlRect(QStyle::CC_SpinBox, &option,
-                                                   QStyle::SC_SpinBoxUp, &spinBox);
+  const QRect up =
+      spinBox.style()->subControlRect(QStyle::CC_SpinBox, &option, QStyle::SC_SpinBoxUp, &spinBox);
   QTest::mouseClick(&spinBox, Qt::LeftButton, {}, up.center());
 }
 
@@ -289,7 +290,8 @@ void QtDriver::pickRow(platform::View& picker, std::size_t row, std::size_t comp
   if (qobject_cast<QComboBox*>(&widget) == nullptr) {
     std::vector<QWidget*> components;
     for (QObject* child : widget.children()) {
-      if (qobject_cast<QComboBox*>(child) != nullptr || qobject_cast<QListView*>(child) != nullptr) {
+      if (qobject_cast<QComboBox*>(child) != nullptr ||
+          qobject_cast<QListView*>(child) != nullptr) {
         components.push_back(static_cast<QWidget*>(child));
       }
     }

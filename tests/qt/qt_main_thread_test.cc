@@ -78,6 +78,7 @@ TEST(QtMainThreadTest, ManyThreadsPostingKeepEachThreadsOrder) {
   constexpr int kTasks = 200;
   std::vector<std::vector<int>> seen(kThreads);
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < kTasks; ++i) mainThread.post([&, t, i] { seen[t].push_back(i); });
@@ -152,6 +153,23 @@ TEST(QtMainThreadTest, AOneShotTimerCannotBeCancelledFromItsOwnAction) {
   EXPECT_FALSE(*cancelled);
 }
 
+// A QTimer takes at most about 24 days; a longer delay must not wrap round to "now".
+TEST(QtMainThreadTest, TimersLongerThanAQTimerTakesWait) {
+  QtMainThread mainThread;
+  bool fired = false;
+  bool barrier = false;
+
+  auto once = mainThread.scheduleTimer(std::chrono::hours(24 * 60), [&] { fired = true; });
+  auto repeating =
+      mainThread.scheduleRepeatingTimer(std::chrono::hours(24 * 60), [&] { fired = true; });
+  mainThread.scheduleTimer(milliseconds(20), [&] { barrier = true; });
+  ASSERT_TRUE(runUntil([&] { return barrier; }));
+
+  EXPECT_FALSE(fired);
+  EXPECT_TRUE(mainThread.cancelTimer(once));
+  EXPECT_TRUE(mainThread.cancelTimer(repeating));
+}
+
 TEST(QtMainThreadTest, EmptyActionsAndUnknownIdsDoNothing) {
   QtMainThread mainThread;
 
@@ -171,7 +189,8 @@ TEST(QtMainThreadTest, TimersScheduledAndCancelledOnOtherThreadsRunOnTheMainThre
   std::thread([&] {
     kept = mainThread.scheduleTimer(milliseconds(5),
                                     [&] { firedOnMainThread = mainThread.isMainThread(); });
-    auto dropped = mainThread.scheduleRepeatingTimer(milliseconds(1), [&] { cancelledFired = true; });
+    auto dropped =
+        mainThread.scheduleRepeatingTimer(milliseconds(1), [&] { cancelledFired = true; });
     cancelled = mainThread.cancelTimer(dropped);
   }).join();
   ASSERT_TRUE(runUntil([&] { return firedOnMainThread; }));

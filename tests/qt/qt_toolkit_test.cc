@@ -2,6 +2,7 @@
 // destruction, texts, the control mapping's corners (programmatic changes, keyboard,
 // tab bars, radio groups, focus moving between windows), screens with outlets from Qt
 // properties, the current screen, alerts, addresses and the screen.
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <optional>
@@ -14,6 +15,7 @@
 #include <QApplication>
 #include <QButtonGroup>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDateEdit>
 #include <QDesktopServices>
 #include <QDialog>
@@ -209,6 +211,34 @@ TEST(QtViewTest, WindowsParentedToAWidgetAreNotItsSubviews) {
 
   EXPECT_EQ(subviews, (std::vector<platform::View*>{viewFor(child).get()}));
   EXPECT_EQ(viewFor(dialog)->superview(), nullptr);
+}
+
+TEST(QtViewTest, ControlsPickersAndEditorsShowNoInnerWidgets) {
+  QWidget root;
+  auto* layout = new QVBoxLayout(&root);
+  auto* spinBox = new QSpinBox(&root);
+  auto* field = new QLineEdit(QStringLiteral("ann"), &root);
+  field->setClearButtonEnabled(true);
+  auto* editor = new QTextEdit(QStringLiteral("Gift"), &root);
+  auto* combo = new QComboBox(&root);
+  combo->setEditable(true);
+  combo->addItem(QStringLiteral("S"));
+  for (QWidget* widget : std::initializer_list<QWidget*>{spinBox, field, editor, combo}) {
+    layout->addWidget(widget);
+    ASSERT_FALSE(widget->children().isEmpty());
+  }
+  std::vector<std::string> texts;
+  std::vector<platform::View*> pending{viewFor(&root).get()};
+  while (!pending.empty()) {
+    platform::View* view = pending.back();
+    pending.pop_back();
+    if (auto text = view->text()) texts.push_back(*text);
+    view->forEachSubview([&](platform::View& subview) { pending.push_back(&subview); });
+  }
+
+  // The spin box's and the combo box's inner line edits are not text fields of the screen.
+  std::sort(texts.begin(), texts.end());
+  EXPECT_EQ(texts, (std::vector<std::string>{"Gift", "ann"}));
 }
 
 TEST(QtViewTest, BackgroundColourFillsTheWidget) {
@@ -478,7 +508,8 @@ TEST(QtUiTest, AnAlertIsAMessageBoxWhoseButtonsRunTheirHandlers) {
       {"Delete?",
        "The list goes too.",
        {{"Cancel", platform::AlertActionStyle::kCancel, [&] { ran.emplace_back("cancel"); }},
-        {"Delete", platform::AlertActionStyle::kDestructive, [&] { ran.emplace_back("delete"); }}}}));
+        {"Delete", platform::AlertActionStyle::kDestructive,
+         [&] { ran.emplace_back("delete"); }}}}));
   auto boxes = window.findChildren<QMessageBox*>();
   ASSERT_EQ(boxes.size(), 1);
   QMessageBox* box = boxes.at(0);
@@ -494,6 +525,8 @@ TEST(QtUiTest, AnAlertIsAMessageBoxWhoseButtonsRunTheirHandlers) {
   EXPECT_TRUE(ran.empty());
 
   QTest::mouseClick(deleteButton, Qt::LeftButton);
+  EXPECT_FALSE(box->isVisible());
+  EXPECT_TRUE(ran.empty());  // once the box is gone
   processQtEvents();
 
   EXPECT_EQ(ran, (std::vector<std::string>{"delete"}));

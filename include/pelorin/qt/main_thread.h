@@ -42,6 +42,8 @@ class QtMainThread final : public platform::MainThread {
   void start(std::uint64_t id);
   // On the GUI thread: one tick of the timer `id`.
   void fire(std::uint64_t id);
+  // On the GUI thread: starts the timer's QTimer for the time until it is due.
+  static void arm(Timer& timer);
 
   // The receiver of every queued call; lives on the GUI thread.
   std::unique_ptr<QObject> _context;

@@ -32,7 +32,7 @@ class QtUi final : public platform::Ui {
 
   std::shared_ptr<platform::ViewController> keyWindowRootViewController() const override;
   // Opens a window-modal QMessageBox over the root screen's window and returns at once;
-  // the tapped button's handler runs when the user closes it.
+  // the tapped button's handler runs on the event loop's next turn after the box closed.
   bool presentAlert(platform::Alert alert) override;
   void openURL(std::string_view url) override;
   // The primary screen's size in device-independent pixels (points), and its device pixel
