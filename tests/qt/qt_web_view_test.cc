@@ -12,10 +12,12 @@
 #include <QPushButton>
 #include <QUrl>
 #include <QVariant>
+#include <QWebEnginePage>
 #include <QWebEngineView>
 #include <QWidget>
 
 #include "pelorin/platform/web_view.h"
+#include "pelorin/qt/toolkit.h"
 #include "qt/navigation_page.h"
 #include "qt/view.h"
 #include "qt/view_factory.h"
@@ -189,6 +191,17 @@ TEST_F(QtWebViewTest, AddedWidgetsStayAboveThePageAndTheEnginesWidgetsAreNoSubvi
   EXPECT_EQ(top, buttonWidget);
   EXPECT_NE(_handle->description().find("; url = 'https://shop.example/'"), std::string::npos)
       << _handle->description();
+}
+
+TEST(QtAppWebViewTest, AnAppsWebViewKeepsItsPageUntilTheLibraryLoadsIntoIt) {
+  QWebEngineView view;
+  auto* page = new QWebEnginePage(&view);  // NOLINT(cppcoreguidelines-owning-memory)
+  view.setPage(page);
+
+  auto handle = viewFor(&view);
+
+  ASSERT_NE(handle->asWebView(), nullptr);
+  EXPECT_EQ(view.page(), page);
 }
 
 }  // namespace
