@@ -144,8 +144,14 @@ class QtTextField final : public QtControl {
   }
 
  protected:
+  // A password field's text stays out of the logs.
   void describeDetails(std::string& out) const override {
-    if (_field) out += "; text = '" + toUtf8(_field->text()) + "'";
+    if (!_field) return;
+    if (_field->echoMode() == QLineEdit::Normal) {
+      out += "; text = '" + toUtf8(_field->text()) + "'";
+    } else {
+      out += "; secure = YES";
+    }
   }
 
  private:

@@ -174,6 +174,14 @@ TEST(QtViewTest, DescriptionGivesClassFrameNameAndText) {
   EXPECT_EQ(viewFor(label)->description(),
             "<QLabel; frame = (10 20; 200 21); name = 'price'; text = 'Sale'>");
   EXPECT_EQ(viewFor(hidden)->description(), "<QWidget; frame = (0 0; 5 6); hidden = YES>");
+  auto* email = new QLineEdit(QStringLiteral("ann@example.com"), &root);
+  email->setGeometry(0, 30, 100, 20);
+  auto* password = new QLineEdit(QStringLiteral("s3cret"), &root);
+  password->setGeometry(0, 60, 100, 20);
+  password->setEchoMode(QLineEdit::Password);
+  EXPECT_EQ(viewFor(email)->description(),
+            "<QLineEdit; frame = (0 30; 100 20); text = 'ann@example.com'>");
+  EXPECT_EQ(viewFor(password)->description(), "<QLineEdit; frame = (0 60; 100 20); secure = YES>");
   EXPECT_EQ(viewFor(label)->bounds(), (platform::Rect{{0, 0}, {200, 21}}));
 }
 
