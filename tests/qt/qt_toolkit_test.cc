@@ -502,6 +502,50 @@ TEST(QtScreenTest, TheCurrentScreenIsTheClientsContext) {
   EXPECT_EQ(PelorinClient::getInstance().getView("#priceLabel"), viewFor(page._price));
 }
 
+TEST(QtScreenTest, FollowingMakesTheScreenShownInTheActiveWindowCurrent) {
+  testing::TestPlatform test;
+  struct Following {
+    Following() { setFollowsShownScreens(true); }
+    ~Following() { setFollowsShownScreens(false); }
+  } following;
+  QWidget window;
+  auto* layout = new QVBoxLayout(&window);
+  auto* stack = new QStackedWidget(&window);
+  layout->addWidget(stack);
+  auto* home = new QWidget();
+  auto* product = new QWidget();
+  stack->addWidget(home);
+  stack->addWidget(product);
+  auto* sale = new QPushButton(QStringLiteral("Sale"), home);
+  sale->setObjectName(QStringLiteral("saleButton"));
+  auto* buy = new QPushButton(QStringLiteral("Buy"), product);
+  buy->setObjectName(QStringLiteral("buyButton"));
+  markScreen(&window);
+  markScreen(home);
+  markScreen(product);
+  QWidget other;
+  auto* share = new QPushButton(QStringLiteral("Share"), &other);
+  share->setObjectName(QStringLiteral("shareButton"));
+  markScreen(&other);
+  auto& client = PelorinClient::getInstance();
+
+  showActive(window);
+  EXPECT_EQ(client.getView("#saleButton"), viewFor(sale));  // the deepest screen shown
+  stack->setCurrentWidget(product);
+  EXPECT_EQ(client.getView("#buyButton"), viewFor(buy));
+  EXPECT_EQ(client.getView("#saleButton"), nullptr);
+  showActive(other);
+  EXPECT_EQ(client.getView("#shareButton"), viewFor(share));
+  stack->setCurrentWidget(home);  // in a window that is not the active one
+  EXPECT_EQ(client.getView("#shareButton"), viewFor(share));
+  showActive(window);
+  EXPECT_EQ(client.getView("#saleButton"), viewFor(sale));
+  setFollowsShownScreens(false);
+  stack->setCurrentWidget(product);
+
+  EXPECT_EQ(client.getView("#saleButton"), viewFor(sale));
+}
+
 // --- The Ui service
 
 TEST(QtUiTest, AnAlertIsAMessageBoxWhoseButtonsRunTheirHandlers) {
