@@ -33,7 +33,7 @@ void QtControl::send(ControlEvents events) {
 }
 
 UserInput::UserInput(QWidget& widget, std::function<void(QEvent&)> ownEvent)
-    : _widget(&widget), _ownEvent(std::move(ownEvent)) {
+    : _widget(&widget), _class(widget.metaObject()), _ownEvent(std::move(ownEvent)) {
   watch(widget);
 }
 
@@ -81,7 +81,7 @@ bool UserInput::eventFilter(QObject* watched, QEvent* event) {
     default:
       break;
   }
-  if (watched == _widget && _ownEvent) _ownEvent(*event);
+  if (watched == _widget && _ownEvent && _widget->metaObject() == _class) _ownEvent(*event);
   return false;
 }
 

@@ -401,6 +401,22 @@ TEST(QtControlTest, AnActionMayDestroyItsWidget) {
   EXPECT_TRUE(handle->isGone());
 }
 
+TEST(QtControlTest, AFocusedFieldBeingDestroyedSendsNothing) {
+  QWidget window;
+  auto* field = new QLineEdit(&window);
+  auto handle = viewFor(field);
+  showActive(window);
+  QTest::mouseClick(field, Qt::LeftButton);
+  QTest::keyClicks(field, QStringLiteral("a"));
+  ASSERT_TRUE(field->hasFocus());
+  EventLog log(*handle->asControl());
+
+  delete field;
+
+  EXPECT_EQ(log.events(), Events{});
+  EXPECT_TRUE(handle->isGone());
+}
+
 // --- Screens
 
 TEST(QtScreenTest, OutletsAreQtPropertiesHoldingWidgetsThenNamedChildren) {
