@@ -45,7 +45,8 @@ class QtControl : public QtView, public platform::Control {
 // event and the release are delivered (until the event loop's next turn), the user acts.
 class UserInput final : public QObject {
  public:
-  // `ownEvent` sees the events of `widget` itself before the widget handles them.
+  // `ownEvent` sees the events of `widget` itself before the widget handles them, but none
+  // while the widget is being destroyed (a focused field loses the focus then).
   UserInput(QWidget& widget, std::function<void(QEvent&)> ownEvent = {});
 
   bool active() const { return _held || _instant; }
@@ -58,6 +59,8 @@ class UserInput final : public QObject {
   void markInstant();
 
   QWidget* _widget;
+  // The widget's class: while it is being destroyed, its metaObject() is a base class's.
+  const QMetaObject* _class;
   std::function<void(QEvent&)> _ownEvent;
   bool _held = false;
   bool _instant = false;

@@ -33,7 +33,7 @@ void QtControl::send(ControlEvents events) {
 }
 
 UserInput::UserInput(QWidget& widget, std::function<void(QEvent&)> ownEvent)
-    : _widget(&widget), _ownEvent(std::move(ownEvent)) {
+    : _widget(&widget), _class(widget.metaObject()), _ownEvent(std::move(ownEvent)) {
   watch(widget);
 }
 
@@ -81,7 +81,7 @@ bool UserInput::eventFilter(QObject* watched, QEvent* event) {
     default:
       break;
   }
-  if (watched == _widget && _ownEvent) _ownEvent(*event);
+  if (watched == _widget && _ownEvent && _widget->metaObject() == _class) _ownEvent(*event);
   return false;
 }
 
@@ -144,8 +144,14 @@ class QtTextField final : public QtControl {
   }
 
  protected:
+  // A password field's text stays out of the logs.
   void describeDetails(std::string& out) const override {
-    if (_field) out += "; text = '" + toUtf8(_field->text()) + "'";
+    if (!_field) return;
+    if (_field->echoMode() == QLineEdit::Normal) {
+      out += "; text = '" + toUtf8(_field->text()) + "'";
+    } else {
+      out += "; secure = YES";
+    }
   }
 
  private:

@@ -8,7 +8,6 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QScreen>
-#include <QStackedWidget>
 #include <QUrl>
 
 #include "qt/view.h"
@@ -30,28 +29,6 @@ void QtUi::setRootScreen(QWidget* screen) {
   if (screen != nullptr) ViewRegistry::instance().markScreen(screen);
   _root->screen = screen;
 }
-
-namespace {
-
-// The deepest visible marked screen in `widget`'s tree; a stack leads only to its current
-// page.
-std::shared_ptr<QtViewController> shownScreen(QWidget& widget) {
-  const auto& registry = ViewRegistry::instance();
-  if (auto* stack = qobject_cast<QStackedWidget*>(&widget)) {
-    QWidget* page = stack->currentWidget();
-    auto inner = page == nullptr ? nullptr : shownScreen(*page);
-    return inner ? inner : registry.screenFor(&widget);
-  }
-  for (QObject* child : widget.children()) {
-    if (!child->isWidgetType()) continue;
-    auto* childWidget = static_cast<QWidget*>(child);
-    if (childWidget->isWindow() || childWidget->isHidden()) continue;
-    if (auto inner = shownScreen(*childWidget)) return inner;
-  }
-  return registry.screenFor(&widget);
-}
-
-}  // namespace
 
 std::shared_ptr<platform::ViewController> QtUi::keyWindowRootViewController() const {
   if (_root->screen) return ViewRegistry::instance().screenFor(_root->screen.data());

@@ -1,14 +1,68 @@
 #include "qt/view_controller.h"
 
+#include <atomic>
+
+#include <QApplication>
+#include <QEvent>
 #include <QMetaProperty>
+#include <QObject>
+#include <QStackedWidget>
 #include <QVariant>
 
+#include "pelorin/pelorin_client.h"
+#include "pelorin/qt/toolkit.h"
 #include "qt/view.h"
 #include "qt/view_registry.h"
 
 namespace pelorin::qt {
 
-QtViewController::QtViewController(QWidget& widget) : _widget(&widget) {}
+namespace {
+
+std::atomic<bool> following{false};
+
+}  // namespace
+
+void setFollowsShownScreens(bool follow) { following = follow; }
+
+// Makes the screen current when it shows in the active window (or there is none) or its
+// window becomes active, provided it is the deepest screen the window shows.
+class ScreenWatcher final : public QObject {
+ public:
+  explicit ScreenWatcher(QWidget& widget) : _widget(&widget) { widget.installEventFilter(this); }
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (watched != _widget || !following) return false;
+    if (event->type() != QEvent::Show && event->type() != QEvent::WindowActivate) return false;
+    QWidget* window = _widget->window();
+    if (QApplication::activeWindow() != nullptr && !window->isActiveWindow()) return false;
+    auto screen = shownScreen(*window);
+    if (screen && screen->widget() == _widget) PelorinClient::getInstance(screen);
+    return false;
+  }
+
+ private:
+  QWidget* _widget;
+};
+
+std::shared_ptr<QtViewController> shownScreen(QWidget& widget) {
+  const auto& registry = ViewRegistry::instance();
+  if (auto* stack = qobject_cast<QStackedWidget*>(&widget)) {
+    QWidget* page = stack->currentWidget();
+    auto inner = page == nullptr ? nullptr : shownScreen(*page);
+    return inner ? inner : registry.screenFor(&widget);
+  }
+  for (QObject* child : widget.children()) {
+    if (!child->isWidgetType()) continue;
+    auto* childWidget = static_cast<QWidget*>(child);
+    if (childWidget->isWindow() || childWidget->isHidden()) continue;
+    if (auto inner = shownScreen(*childWidget)) return inner;
+  }
+  return registry.screenFor(&widget);
+}
+
+QtViewController::QtViewController(QWidget& widget)
+    : _widget(&widget), _watcher(std::make_unique<ScreenWatcher>(widget)) {}
 
 QtViewController::~QtViewController() {
   // The guide has no parent; deleteLater is safe wherever the last handle goes.

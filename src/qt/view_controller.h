@@ -16,6 +16,8 @@
 
 namespace pelorin::qt {
 
+class ScreenWatcher;
+
 class QtViewController final : public platform::ViewController {
  public:
   explicit QtViewController(QWidget& widget);
@@ -44,7 +46,12 @@ class QtViewController final : public platform::ViewController {
  private:
   QPointer<QWidget> _widget;
   QPointer<QWidget> _topGuide;
+  std::unique_ptr<ScreenWatcher> _watcher;
 };
+
+// The screen `widget`'s tree shows: the deepest marked widget that is not hidden, where a
+// QStackedWidget leads only to its current page. Null when none is marked.
+std::shared_ptr<QtViewController> shownScreen(QWidget& widget);
 
 }  // namespace pelorin::qt
 

@@ -14,6 +14,7 @@
 #include <QWebEngineView>
 #include <QWidget>
 
+#include "pelorin/platform/web_view.h"
 #include "qt/view.h"
 #include "qt/view_registry.h"
 
@@ -97,7 +98,10 @@ class QtViewFactory final : public platform::ViewFactory {
   }
 
   std::shared_ptr<platform::View> makeWebView() override {
-    return madeView(new QWebEngineView());  // NOLINT: owned as madeView says
+    auto view = madeView(new QWebEngineView());  // NOLINT: owned as madeView says
+    // Its page asks the navigation delegate from the start.
+    view->asWebView()->setNavigationDelegate({});
+    return view;
   }
 
   std::shared_ptr<platform::View> makeImageButton(std::optional<platform::Image> image) override {

@@ -45,8 +45,7 @@ class EngineWidgetsBelow final : public QObject {
 
 }  // namespace
 
-QtWebView::QtWebView(QWebEngineView& view)
-    : QtView(view), _navigation(WebEngineNavigation::create(*this, view)) {
+QtWebView::QtWebView(QWebEngineView& view) : QtView(view) {
   new EngineWidgetsBelow(view);  // NOLINT(cppcoreguidelines-owning-memory): the view's child
 }
 
@@ -69,18 +68,33 @@ void QtWebView::forEachSubview(SubviewVisitor visit) const {
   }
 }
 
-void QtWebView::load(platform::UrlRequest request) { _navigation->load(std::move(request)); }
+WebEngineNavigation* QtWebView::navigation() {
+  if (!_navigation) {
+    auto* view = static_cast<QWebEngineView*>(widget());
+    if (view == nullptr) return nullptr;  // gone: loads are ignored
+    _navigation = WebEngineNavigation::create(*this, *view);
+  }
+  return _navigation.get();
+}
+
+void QtWebView::load(platform::UrlRequest request) {
+  if (WebEngineNavigation* active = navigation()) active->load(std::move(request));
+}
 
 void QtWebView::loadHTMLString(std::string html, std::optional<std::string> baseUrl) {
-  _navigation->loadHTMLString(std::move(html), baseUrl);
+  if (WebEngineNavigation* active = navigation()) {
+    active->loadHTMLString(std::move(html), baseUrl);
+  }
 }
 
 void QtWebView::setNavigationDelegate(std::weak_ptr<platform::NavigationDelegate> delegate) {
-  _navigation->setNavigationDelegate(std::move(delegate));
+  if (WebEngineNavigation* active = navigation()) {
+    active->setNavigationDelegate(std::move(delegate));
+  }
 }
 
 void QtWebView::describeDetails(std::string& out) const {
-  out += fmt::format("; url = '{}'", _navigation->url());
+  out += fmt::format("; url = '{}'", _navigation ? _navigation->url() : std::string());
 }
 
 void addWebViewKind(ViewRegistry& registry) {

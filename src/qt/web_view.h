@@ -1,7 +1,9 @@
 // A QWebEngineView as the library's web view: loads start on a later turn of Qt's event
 // loop, and every navigation goes through the navigation delegate
-// (web_engine_navigation.h). Widgets the library adds on it (the lightbox's close button)
-// stay above the page; the engine's own child widgets are not subviews.
+// (web_engine_navigation.h). The view gets the page that asks the delegate when the library
+// first uses it as a web view (a load or a delegate): an app's own web view that the
+// library only walks past keeps its page. Widgets the library adds on it (the lightbox's close
+// button) stay above the page; the engine's own child widgets are not subviews.
 //
 // Thread safety: none; Qt's GUI thread only.
 #ifndef PELORIN_QT_WEB_VIEW_H_
@@ -41,6 +43,9 @@ class QtWebView final : public QtView, public platform::WebView {
   void describeDetails(std::string& out) const override;
 
  private:
+  // Made on first use; null for a gone view.
+  WebEngineNavigation* navigation();
+
   std::shared_ptr<WebEngineNavigation> _navigation;
 };
 

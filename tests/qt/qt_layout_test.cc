@@ -1,14 +1,22 @@
 // Visual-format constraints laid out on Qt widgets: geometry from the constraints, again
 // when the host is resized, and none from a constraint that was dropped.
+#include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <QPointer>
 #include <QPushButton>
 #include <QRect>
+#include <QSize>
+#include <QTest>
 #include <QWidget>
 
+#include "pelorin/platform/control.h"
 #include "pelorin/qt/toolkit.h"
 #include "qt/qt_application.h"
 #include "qt/view.h"
@@ -116,6 +124,43 @@ TEST_F(QtLayoutTest, AMadeViewOutOfEveryTreeIsDeletedWithItsLastHandle) {
 
   EXPECT_FALSE(keptWidget.isNull());  // its parent has it
   EXPECT_TRUE(droppedWidget.isNull());
+}
+
+TEST_F(QtLayoutTest, TheImageButtonShowsTheImageItWasGivenAtItsSize) {
+  std::ifstream file(PELORIN_CLOSE_PNG_PATH, std::ios::binary);
+  const std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(file)),
+                                        std::istreambuf_iterator<char>());
+  ASSERT_FALSE(bytes.empty());
+
+  auto button = _factory->makeImageButton(platform::Image{"close.png", bytes});
+
+  auto* widget = qobject_cast<QPushButton*>(widgetOf(button));
+  ASSERT_NE(widget, nullptr);
+  EXPECT_FALSE(widget->icon().isNull());
+  EXPECT_EQ(widget->iconSize(), QSize(30, 30));
+  EXPECT_EQ(widget->minimumSize(), QSize(30, 30));
+  EXPECT_EQ(widget->maximumSize(), QSize(30, 30));
+}
+
+TEST_F(QtLayoutTest, AnImageGivenByAddressShowsOnceFetched) {
+  auto button = _factory->makeImageButton(
+      platform::Image{std::string("file://") + PELORIN_CLOSE_PNG_PATH, {}});
+
+  auto* widget = qobject_cast<QPushButton*>(widgetOf(button));
+  ASSERT_NE(widget, nullptr);
+  EXPECT_TRUE(widget->icon().isNull());  // never waited for
+  EXPECT_TRUE(QTest::qWaitFor([&] { return !widget->icon().isNull(); }, 10000));
+  EXPECT_EQ(widget->iconSize(), QSize(30, 30));
+}
+
+TEST_F(QtLayoutTest, AnImageThatCannotBeReadLeavesTheButtonPlain) {
+  auto button = _factory->makeImageButton(platform::Image{"close.png", {1, 2, 3}});
+
+  auto* widget = qobject_cast<QPushButton*>(widgetOf(button));
+  ASSERT_NE(widget, nullptr);
+  EXPECT_TRUE(widget->icon().isNull());
+  ASSERT_NE(button->asControl(), nullptr);
+  EXPECT_EQ(button->asControl()->kind(), platform::ControlKind::kButton);
 }
 
 }  // namespace

@@ -252,6 +252,17 @@ TEST_F(QtLightboxTest, ATapOnTheBackgroundTakesTheLightboxOffTheScreen) {
   EXPECT_EQ(_window->grab().toImage().pixel(5, 5), qRgb(255, 255, 255));
 }
 
+TEST_F(QtLightboxTest, TheHideTimerTakesTheLightboxOffTheScreenOnQtsEventLoop) {
+  Parameters parameters = kGreenPage;
+  parameters["hideTimer"] = {"1"};
+  present(parameters);
+
+  ASSERT_TRUE(testing::waitUntil([&] { return !_lightbox->isShown(); }));
+
+  EXPECT_EQ(_lightbox->lightboxView()->superview(), nullptr);
+  EXPECT_EQ(_window->grab().toImage().pixel(5, 5), qRgb(255, 255, 255));
+}
+
 }  // namespace
 }  // namespace pelorin::qt
 

@@ -174,6 +174,14 @@ TEST(QtViewTest, DescriptionGivesClassFrameNameAndText) {
   EXPECT_EQ(viewFor(label)->description(),
             "<QLabel; frame = (10 20; 200 21); name = 'price'; text = 'Sale'>");
   EXPECT_EQ(viewFor(hidden)->description(), "<QWidget; frame = (0 0; 5 6); hidden = YES>");
+  auto* email = new QLineEdit(QStringLiteral("ann@example.com"), &root);
+  email->setGeometry(0, 30, 100, 20);
+  auto* password = new QLineEdit(QStringLiteral("s3cret"), &root);
+  password->setGeometry(0, 60, 100, 20);
+  password->setEchoMode(QLineEdit::Password);
+  EXPECT_EQ(viewFor(email)->description(),
+            "<QLineEdit; frame = (0 30; 100 20); text = 'ann@example.com'>");
+  EXPECT_EQ(viewFor(password)->description(), "<QLineEdit; frame = (0 60; 100 20); secure = YES>");
   EXPECT_EQ(viewFor(label)->bounds(), (platform::Rect{{0, 0}, {200, 21}}));
 }
 
@@ -393,6 +401,22 @@ TEST(QtControlTest, AnActionMayDestroyItsWidget) {
   EXPECT_TRUE(handle->isGone());
 }
 
+TEST(QtControlTest, AFocusedFieldBeingDestroyedSendsNothing) {
+  QWidget window;
+  auto* field = new QLineEdit(&window);
+  auto handle = viewFor(field);
+  showActive(window);
+  QTest::mouseClick(field, Qt::LeftButton);
+  QTest::keyClicks(field, QStringLiteral("a"));
+  ASSERT_TRUE(field->hasFocus());
+  EventLog log(*handle->asControl());
+
+  delete field;
+
+  EXPECT_EQ(log.events(), Events{});
+  EXPECT_TRUE(handle->isGone());
+}
+
 // --- Screens
 
 TEST(QtScreenTest, OutletsAreQtPropertiesHoldingWidgetsThenNamedChildren) {
@@ -492,6 +516,50 @@ TEST(QtScreenTest, TheCurrentScreenIsTheClientsContext) {
 
   EXPECT_EQ(PelorinClient::getInstance().getView("#buyButton"), viewFor(page._buy));
   EXPECT_EQ(PelorinClient::getInstance().getView("#priceLabel"), viewFor(page._price));
+}
+
+TEST(QtScreenTest, FollowingMakesTheScreenShownInTheActiveWindowCurrent) {
+  testing::TestPlatform test;
+  struct Following {
+    Following() { setFollowsShownScreens(true); }
+    ~Following() { setFollowsShownScreens(false); }
+  } following;
+  QWidget window;
+  auto* layout = new QVBoxLayout(&window);
+  auto* stack = new QStackedWidget(&window);
+  layout->addWidget(stack);
+  auto* home = new QWidget();
+  auto* product = new QWidget();
+  stack->addWidget(home);
+  stack->addWidget(product);
+  auto* sale = new QPushButton(QStringLiteral("Sale"), home);
+  sale->setObjectName(QStringLiteral("saleButton"));
+  auto* buy = new QPushButton(QStringLiteral("Buy"), product);
+  buy->setObjectName(QStringLiteral("buyButton"));
+  markScreen(&window);
+  markScreen(home);
+  markScreen(product);
+  QWidget other;
+  auto* share = new QPushButton(QStringLiteral("Share"), &other);
+  share->setObjectName(QStringLiteral("shareButton"));
+  markScreen(&other);
+  auto& client = PelorinClient::getInstance();
+
+  showActive(window);
+  EXPECT_EQ(client.getView("#saleButton"), viewFor(sale));  // the deepest screen shown
+  stack->setCurrentWidget(product);
+  EXPECT_EQ(client.getView("#buyButton"), viewFor(buy));
+  EXPECT_EQ(client.getView("#saleButton"), nullptr);
+  showActive(other);
+  EXPECT_EQ(client.getView("#shareButton"), viewFor(share));
+  stack->setCurrentWidget(home);  // in a window that is not the active one
+  EXPECT_EQ(client.getView("#shareButton"), viewFor(share));
+  showActive(window);
+  EXPECT_EQ(client.getView("#saleButton"), viewFor(sale));
+  setFollowsShownScreens(false);
+  stack->setCurrentWidget(product);
+
+  EXPECT_EQ(client.getView("#saleButton"), viewFor(sale));
 }
 
 // --- The Ui service

@@ -12,10 +12,12 @@
 #include <QPushButton>
 #include <QUrl>
 #include <QVariant>
+#include <QWebEnginePage>
 #include <QWebEngineView>
 #include <QWidget>
 
 #include "pelorin/platform/web_view.h"
+#include "pelorin/qt/toolkit.h"
 #include "qt/navigation_page.h"
 #include "qt/view.h"
 #include "qt/view_factory.h"
@@ -111,6 +113,16 @@ class QtWebViewTest : public ::testing::Test {
   std::shared_ptr<LateDelegate> _delegate = std::make_shared<LateDelegate>();
 };
 
+TEST_F(QtWebViewTest, ANewerLoadReplacesOneNotYetStarted) {
+  _handle->asWebView()->load(platform::UrlRequest{"https://shop.example/first"});
+  _handle->asWebView()->loadHTMLString("<p>Second</p>", "https://shop.example/second");
+  testing::deliverPostedQtEvents();
+
+  ASSERT_EQ(_delegate->asked.size(), 1U);
+  EXPECT_EQ(_delegate->asked[0].request.url, "https://shop.example/second");
+  EXPECT_EQ(_delegate->started, (std::vector<std::string>{"https://shop.example/second"}));
+}
+
 TEST_F(QtWebViewTest, ALinkAllowedAfterTheEngineAskedIsLoadedThen) {
   testing::TempFolder folder;
   const auto second = std::filesystem::path(folder.path()) / "second.html";
@@ -179,6 +191,17 @@ TEST_F(QtWebViewTest, AddedWidgetsStayAboveThePageAndTheEnginesWidgetsAreNoSubvi
   EXPECT_EQ(top, buttonWidget);
   EXPECT_NE(_handle->description().find("; url = 'https://shop.example/'"), std::string::npos)
       << _handle->description();
+}
+
+TEST(QtAppWebViewTest, AnAppsWebViewKeepsItsPageUntilTheLibraryLoadsIntoIt) {
+  QWebEngineView view;
+  auto* page = new QWebEnginePage(&view);  // NOLINT(cppcoreguidelines-owning-memory)
+  view.setPage(page);
+
+  auto handle = viewFor(&view);
+
+  ASSERT_NE(handle->asWebView(), nullptr);
+  EXPECT_EQ(view.page(), page);
 }
 
 }  // namespace

@@ -8,4 +8,6 @@ export QT_QPA_PLATFORM=xcb
 if [ -n "${DISPLAY:-}" ]; then
   exec "$@"
 fi
-exec xvfb-run -a -s "-screen 0 1280x1024x24" "$@"
+# -a looks for a free display from -n on; starting each run at its own number keeps two
+# programs started at once (ctest -j) from racing for the same one.
+exec xvfb-run -a -n $((100 + $$ % 900)) -s "-screen 0 1280x1024x24" "$@"

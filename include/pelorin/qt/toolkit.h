@@ -51,6 +51,13 @@ std::shared_ptr<platform::ViewController> screenFor(const QWidget* screen);
 // its controller does (`PelorinClient::getInstance(context)`).
 void setCurrentScreen(QWidget* screen);
 
+// Off by default. On, the library follows the app's screens by itself: a marked screen
+// becomes the current one when it shows (a window opening, a QStackedWidget or QTabWidget
+// turning to its page) in the active window, or when its window becomes active, provided
+// it is the deepest marked screen that window shows. Turn it on once the platform is
+// installed: it obtains the client.
+void setFollowsShownScreens(bool follow);
+
 }  // namespace pelorin::qt
 
 #endif  // PELORIN_QT_TOOLKIT_H_
