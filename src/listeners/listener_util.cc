@@ -163,7 +163,7 @@ std::vector<std::string> ListenerUtil::textsUnder(const platform::View& root) {
 }
 
 std::vector<std::size_t> ListenerUtil::sortedRanks(const std::vector<std::string>& texts,
-                                                  std::vector<std::size_t>& firsts) {
+                                                   std::vector<std::size_t>& firsts) {
   // Each text's first 24 bytes as three big-endian numbers, padded with zero bytes, and its
   // length: numbers that differ order their texts as the byte-wise comparison does (a
   // padded zero byte is below any byte that follows a shorter text's end), and texts of up
@@ -208,7 +208,8 @@ std::vector<std::size_t> ListenerUtil::sortedRanks(const std::vector<std::string
     };
     counts.fill(0);
     for (const Keyed& entry : keyed) ++counts[byteOf(entry) + 1];
-    if (std::any_of(counts.begin(), counts.end(), [&](std::size_t n) { return n == keyed.size(); })) {
+    if (std::any_of(counts.begin(), counts.end(),
+                    [&](std::size_t n) { return n == keyed.size(); })) {
       continue;
     }
     for (std::size_t i = 1; i < counts.size(); ++i) counts[i] += counts[i - 1];

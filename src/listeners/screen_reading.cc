@@ -53,7 +53,9 @@ bool Content::hasLowerText(const std::string& word) const {
   }
   // Without lower-casing every text: an ASCII text is trimmed of ASCII white space (the
   // only white space it can hold) and compared letter by letter, lower-cased.
-  auto asciiLower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+  auto asciiLower = [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  };
   auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
   for (const std::string& element : _texts) {
     const bool ascii = std::all_of(element.begin(), element.end(),
@@ -175,16 +177,18 @@ std::vector<std::string> ScreenReading::readRoot() {
   std::vector<std::size_t> size(parent.size(), 1);
   for (std::size_t place = parent.size(); place-- > 1;) size[parent[place]] += size[place];
   index.end.resize(parent.size());
-  for (std::size_t place = 0; place < parent.size(); ++place) index.end[place] = place + size[place];
+  for (std::size_t place = 0; place < parent.size(); ++place)
+    index.end[place] = place + size[place];
   // Sorted with duplicates dropped, as `ListenerUtil::textsUnder` gives them; each view
   // keeps the rank of its text among them.
   std::vector<std::size_t> firsts;
   const std::vector<std::size_t> rankOf = ListenerUtil::sortedRanks(found, firsts);
   index.rank.resize(parent.size());
   for (std::size_t place = 0; place < parent.size(); ++place) {
-    index.rank[place] = textAt[place] >= 0
-                            ? static_cast<std::ptrdiff_t>(rankOf[static_cast<std::size_t>(textAt[place])])
-                            : -1;
+    index.rank[place] =
+        textAt[place] >= 0
+            ? static_cast<std::ptrdiff_t>(rankOf[static_cast<std::size_t>(textAt[place])])
+            : -1;
   }
   std::vector<std::string> texts;
   texts.reserve(firsts.size());

@@ -10,20 +10,20 @@
 
 #include <algorithm>
 #include <memory>
-#include <set>
 #include <random>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <boost/json.hpp>
 
+#include "base/text.h"
 #include "listeners/engagement_service.h"
 #include "listeners/form_listening_service.h"
 #include "listeners/listener_util.h"
 #include "listeners/rule_service.h"
 #include "listeners/rule_service_fixture.h"
-#include "base/text.h"
 #include "pelorin/headless/toolkit.h"
 
 namespace pelorin::testing {
@@ -295,9 +295,17 @@ TEST_F(ScreenReadingTest, FormRulesTakeTheSameValuesWithOneReadingPerPass) {
 // Texts built to meet the sort's corners: long shared beginnings, texts that end in or
 // hold zero bytes, bytes above 0x7F, repeats.
 std::string randomText(std::mt19937& random) {
-  const Strings parts = {"Item 12", "Item 123", "Item 123 shoes SALE and more", "a",
-                         std::string("a\0", 2), std::string("\0", 1), "\xC3\xA9t\xC3\xA9",
-                         "\xFF", "zz", " ", "Item 123 shoes SALE and more!"};
+  const Strings parts = {"Item 12",
+                         "Item 123",
+                         "Item 123 shoes SALE and more",
+                         "a",
+                         std::string("a\0", 2),
+                         std::string("\0", 1),
+                         "\xC3\xA9t\xC3\xA9",
+                         "\xFF",
+                         "zz",
+                         " ",
+                         "Item 123 shoes SALE and more!"};
   std::string text;
   const std::size_t count = random() % 4;
   for (std::size_t i = 0; i < count; ++i) text += parts[random() % parts.size()];
@@ -374,10 +382,14 @@ TEST(ContentTest, SharedSearchesAnswerAsTheirPlainForms) {
 
 TEST(ContentTest, TextsOfLowerCasedFormsAreComparedAsTheyAreAfterLowerCasing) {
   ScreenReading::setSharing(true);
-  const Content content(Strings{" SHOES\t", "Stra\xC3\x9F" "e", "\xC3\x89T\xC3\x89 ",
-                                std::string("a\0b", 3)});
+  const Content content(Strings{" SHOES\t",
+                                "Stra\xC3\x9F"
+                                "e",
+                                "\xC3\x89T\xC3\x89 ", std::string("a\0b", 3)});
   EXPECT_TRUE(content.hasLowerText("shoes"));
-  EXPECT_TRUE(content.hasLowerText("stra\xC3\x9F" "e"));
+  EXPECT_TRUE(
+      content.hasLowerText("stra\xC3\x9F"
+                           "e"));
   EXPECT_TRUE(content.hasLowerText("\xC3\xA9t\xC3\xA9"));
   EXPECT_TRUE(content.hasLowerText(std::string("a\0b", 3)));
   EXPECT_FALSE(content.hasLowerText("shoe"));
@@ -397,9 +409,8 @@ TEST_F(ScreenReadingTest, SectionsReadFromTheWholeScreenGiveWhatTheirOwnReadingG
     ScreenReading reading;
     const Strings whole = reading.content("any", std::nullopt).texts();
     EXPECT_EQ(whole, ListenerUtil::getContent("any", std::nullopt)) << "seed " << seed;
-    for (const std::string selector :
-         {"#s0", "#s1", "#s2", "#s3", "#s4", "#banner", "#buyButton", "#outside", "#missing",
-          "pre_header", "jQuery('#s1')"}) {
+    for (const std::string selector : {"#s0", "#s1", "#s2", "#s3", "#s4", "#banner", "#buyButton",
+                                       "#outside", "#missing", "pre_header", "jQuery('#s1')"}) {
       EXPECT_EQ(reading.content(selector, std::nullopt).texts(),
                 ListenerUtil::getContent(selector, std::nullopt))
           << "seed " << seed << " " << selector;
