@@ -27,6 +27,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "json/json_value_access.h"
@@ -461,8 +462,11 @@ std::map<long, long> switchesOfAllThreads() {
 }
 
 // A started client on the real clock whose one request has failed: nothing left to send.
-// Runs the main loop for `seconds` and counts the sleeps of the main loop's thread and of
-// the other threads (the HTTP worker, the file writer).
+// Runs the main loop and counts, over `seconds`, the sleeps of the main loop's thread and
+// of the other threads (the HTTP worker, the file writer). A thread of the benchmark takes
+// both counts while the loop sleeps and only then stops it: a thread's count of voluntary
+// switches grows when it goes to sleep, so counts taken while it sleeps tell its wake-ups
+// in between, and the end of the measurement is not itself a wake-up of the loop.
 void measureIdleWakeUps() {
   const char* setting = std::getenv("PELORIN_IDLE_SECONDS");
   const int seconds = setting != nullptr ? std::atoi(setting) : 10;
@@ -474,12 +478,23 @@ void measureIdleWakeUps() {
   auto& loop = dynamic_cast<platform::MainLoop&>(pelorin::Platform::current().mainThread());
   loop.runFor(std::chrono::milliseconds(1500));  // the page view and its failed request
   const long self = syscall(SYS_gettid);
-  const std::map<long, long> before = switchesOfAllThreads();
-  loop.runFor(std::chrono::seconds(seconds));
-  const std::map<long, long> after = switchesOfAllThreads();
+  std::map<long, long> before;
+  std::map<long, long> after;
+  long counter = 0;
+  std::thread counting([&] {
+    counter = syscall(SYS_gettid);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // the loop is asleep
+    before = switchesOfAllThreads();
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    after = switchesOfAllThreads();
+    loop.stop();
+  });
+  loop.run();
+  counting.join();
   long mainLoop = 0;
   long others = 0;
   for (const auto& [thread, count] : after) {
+    if (thread == counter) continue;  // the benchmark's own
     auto found = before.find(thread);
     const long delta = count - (found != before.end() ? found->second : 0);
     (thread == self ? mainLoop : others) += delta;

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <chrono>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -164,19 +166,24 @@ std::vector<std::string> ListenerUtil::textsUnder(const platform::View& root) {
 
 std::vector<std::size_t> ListenerUtil::sortedRanks(const std::vector<std::string>& texts,
                                                    std::vector<std::size_t>& firsts) {
-  // Each text's first 24 bytes as three big-endian numbers, padded with zero bytes, and its
+  // Each text's first 16 bytes as two big-endian numbers, padded with zero bytes, and its
   // length: numbers that differ order their texts as the byte-wise comparison does (a
   // padded zero byte is below any byte that follows a shorter text's end), and texts of up
-  // to 24 bytes with equal numbers differ only by trailing zero bytes, the shorter first.
+  // to 16 bytes with equal numbers differ only by trailing zero bytes, the shorter first.
   // Only longer texts with equal numbers compare the texts themselves.
-  constexpr std::size_t kKeyBytes = 24;
+  constexpr std::size_t kKeyBytes = 16;
   struct Keyed {
-    std::array<std::uint64_t, 3> key;
-    std::size_t size;
-    std::size_t index;
+    std::uint64_t first;
+    std::uint64_t second;
+    std::uint32_t size;  // kKeyBytes + 1 for any longer text
+    std::uint32_t index;
   };
   auto word = [](const std::string& text, std::size_t offset) {
     std::uint64_t value = 0;
+    if (offset + 8 <= text.size()) {
+      std::memcpy(&value, text.data() + offset, sizeof value);
+      return std::endian::native == std::endian::little ? __builtin_bswap64(value) : value;
+    }
     for (std::size_t i = 0; i < 8; ++i) {
       const std::size_t at = offset + i;
       value = (value << 8U) | (at < text.size() ? static_cast<unsigned char>(text[at]) : 0U);
@@ -187,24 +194,24 @@ std::vector<std::size_t> ListenerUtil::sortedRanks(const std::vector<std::string
   keyed.reserve(texts.size());
   for (std::size_t i = 0; i < texts.size(); ++i) {
     const std::string& text = texts[i];
-    keyed.push_back(Keyed{{word(text, 0), word(text, 8), word(text, 16)}, text.size(), i});
+    keyed.push_back(Keyed{word(text, 0), word(text, 8),
+                          static_cast<std::uint32_t>(std::min(text.size(), kKeyBytes + 1)),
+                          static_cast<std::uint32_t>(i)});
   }
   auto less = [&texts](const Keyed& a, const Keyed& b) {
-    for (std::size_t i = 0; i < a.key.size(); ++i) {
-      if (a.key[i] != b.key[i]) return a.key[i] < b.key[i];
-    }
+    if (a.first != b.first) return a.first < b.first;
+    if (a.second != b.second) return a.second < b.second;
     if (a.size <= kKeyBytes && b.size <= kKeyBytes) return a.size < b.size;
     return texts[a.index] < texts[b.index];
   };
-  // By the first 16 bytes with a radix sort, a byte at a time from the last (positions
-  // where every text has the same byte are skipped), then each run of texts whose first 16
+  // By the first 8 bytes with a radix sort, a byte at a time from the last (positions
+  // where every text has the same byte are skipped), then each run of texts whose first 8
   // bytes are equal by the comparison above.
   std::vector<Keyed> other(keyed.size());
   std::array<std::size_t, 257> counts{};
-  for (std::size_t position = 16; position-- > 0;) {
+  for (std::size_t position = 8; position-- > 0;) {
     auto byteOf = [position](const Keyed& entry) {
-      const std::uint64_t number = position < 8 ? entry.key[0] : entry.key[1];
-      return static_cast<std::size_t>((number >> (8U * (7U - position % 8U))) & 0xFFU);
+      return static_cast<std::size_t>((entry.first >> (8U * (7U - position))) & 0xFFU);
     };
     counts.fill(0);
     for (const Keyed& entry : keyed) ++counts[byteOf(entry) + 1];
@@ -218,10 +225,7 @@ std::vector<std::size_t> ListenerUtil::sortedRanks(const std::vector<std::string
   }
   for (std::size_t start = 0; start < keyed.size();) {
     std::size_t end = start + 1;
-    while (end < keyed.size() && keyed[end].key[0] == keyed[start].key[0] &&
-           keyed[end].key[1] == keyed[start].key[1]) {
-      ++end;
-    }
+    while (end < keyed.size() && keyed[end].first == keyed[start].first) ++end;
     if (end - start > 1) {
       std::sort(keyed.begin() + static_cast<std::ptrdiff_t>(start),
                 keyed.begin() + static_cast<std::ptrdiff_t>(end), less);

@@ -21,12 +21,21 @@ bool isRootSelector(std::string_view selector) {
 
 }  // namespace
 
+const std::vector<std::string>& Content::texts() const {
+  if (_source != nullptr && !_copied) {
+    _texts.reserve(_ranks.size());
+    for (std::size_t rank : _ranks) _texts.push_back(_source->text(rank));
+    _copied = true;
+  }
+  return _texts;
+}
+
 const std::string& Content::joinedLower() const {
   if (!_joinedLower) {
     std::string text;
-    for (std::size_t i = 0; i < _texts.size(); ++i) {
+    for (std::size_t i = 0; i < size(); ++i) {
       if (i > 0) text.push_back(' ');
-      text += _texts[i];
+      text += this->text(i);
     }
     _joinedLower = text::toLower(text::trim(text));
   }
@@ -36,8 +45,8 @@ const std::string& Content::joinedLower() const {
 const std::vector<std::string>& Content::lowerTexts() const {
   if (!_lowerTexts) {
     std::vector<std::string> lower;
-    lower.reserve(_texts.size());
-    for (const std::string& element : _texts) lower.push_back(text::toLower(text::trim(element)));
+    lower.reserve(size());
+    for (std::size_t i = 0; i < size(); ++i) lower.push_back(text::toLower(text::trim(text(i))));
     _lowerTexts = std::move(lower);
   }
   return *_lowerTexts;
@@ -57,7 +66,8 @@ bool Content::hasLowerText(const std::string& word) const {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   };
   auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
-  for (const std::string& element : _texts) {
+  for (std::size_t i = 0; i < size(); ++i) {
+    const std::string& element = text(i);
     const bool ascii = std::all_of(element.begin(), element.end(),
                                    [](char c) { return static_cast<unsigned char>(c) < 0x80; });
     if (!ascii) {
@@ -132,14 +142,15 @@ const Content& ScreenReading::content(std::string_view selector,
   }
   auto found = _bySelector.find(selector);
   if (found != _bySelector.end()) return found->second;
-  std::vector<std::string> texts;
-  if (isRootSelector(selector)) {
-    texts = readRoot();
-  } else if (std::optional<std::vector<std::string>> inside = readFromIndex(selector)) {
-    texts = *std::move(inside);
-  } else {
-    texts = ListenerUtil::getContent(selector, context, views());
+  if (!isRootSelector(selector)) {
+    if (std::optional<std::vector<std::size_t>> ranks = ranksFromIndex(selector)) {
+      return _bySelector.emplace(std::string(selector), Content(*_index->content, *std::move(ranks)))
+          .first->second;
+    }
   }
+  std::vector<std::string> texts = isRootSelector(selector)
+                                       ? readRoot()
+                                       : ListenerUtil::getContent(selector, context, views());
   found = _bySelector.emplace(std::string(selector), Content(std::move(texts))).first;
   if (_index && _index->content == nullptr && isRootSelector(selector)) {
     _index->content = &found->second;
@@ -197,13 +208,13 @@ std::vector<std::string> ScreenReading::readRoot() {
   return texts;
 }
 
-std::optional<std::vector<std::string>> ScreenReading::readFromIndex(std::string_view selector) {
+std::optional<std::vector<std::size_t>> ScreenReading::ranksFromIndex(std::string_view selector) {
   if (!_index || _index->content == nullptr) return std::nullopt;
   if (selector.find("jQuery(") != std::string_view::npos) return std::nullopt;
   std::shared_ptr<platform::View> view = views().view(std::string(selector));
-  if (!view) return std::vector<std::string>();
+  if (!view) return std::vector<std::size_t>();
   const auto found = std::find(_index->views.begin(), _index->views.end(), view.get());
-  if (found == _index->views.end()) return ListenerUtil::textsUnder(*view);
+  if (found == _index->views.end()) return std::nullopt;
   const auto start = static_cast<std::size_t>(found - _index->views.begin());
   // The ranks of the texts under the view, sorted: the order of the texts themselves.
   std::vector<std::size_t> ranks;
@@ -212,11 +223,7 @@ std::optional<std::vector<std::string>> ScreenReading::readFromIndex(std::string
   }
   std::sort(ranks.begin(), ranks.end());
   ranks.erase(std::unique(ranks.begin(), ranks.end()), ranks.end());
-  const std::vector<std::string>& all = _index->content->texts();
-  std::vector<std::string> texts;
-  texts.reserve(ranks.size());
-  for (std::size_t rank : ranks) texts.push_back(all[rank]);
-  return texts;
+  return ranks;
 }
 
 const Content& ScreenReading::hold(std::vector<std::string> texts) {

@@ -33,9 +33,17 @@ class View;
 class Content {
  public:
   explicit Content(std::vector<std::string> texts) : _texts(std::move(texts)) {}
+  // The texts of `source` (which outlives it) at `ranks`, ascending: a part of a screen
+  // read with the whole, its texts copied only when asked for as a list.
+  Content(const Content& source, std::vector<std::size_t> ranks)
+      : _source(&source), _ranks(std::move(ranks)) {}
 
-  const std::vector<std::string>& texts() const { return _texts; }
-  bool empty() const { return _texts.empty(); }
+  const std::vector<std::string>& texts() const;
+  bool empty() const { return size() == 0; }
+  std::size_t size() const { return _source != nullptr ? _ranks.size() : _texts.size(); }
+  const std::string& text(std::size_t i) const {
+    return _source != nullptr ? _source->text(_ranks[i]) : _texts[i];
+  }
   // The texts joined with single spaces, then trimmed and lower-cased.
   const std::string& joinedLower() const;
   // Each text trimmed and lower-cased.
@@ -47,7 +55,10 @@ class Content {
   bool hasLowerText(const std::string& word) const;
 
  private:
-  std::vector<std::string> _texts;
+  const Content* _source = nullptr;
+  std::vector<std::size_t> _ranks;
+  mutable std::vector<std::string> _texts;  // of a part: made on first use
+  mutable bool _copied = false;
   mutable std::optional<std::string> _joinedLower;
   mutable std::optional<std::vector<std::string>> _lowerTexts;
   mutable std::unordered_map<std::string, bool> _found;
@@ -88,7 +99,8 @@ class ScreenReading {
   };
   const ContentViews& views() const;
   std::vector<std::string> readRoot();
-  std::optional<std::vector<std::string>> readFromIndex(std::string_view selector);
+  // The ranks of the texts under the view `selector` names, when the index holds it.
+  std::optional<std::vector<std::size_t>> ranksFromIndex(std::string_view selector);
 
   const ContentViews* _views;
   std::optional<Index> _index;
