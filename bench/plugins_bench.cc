@@ -117,9 +117,7 @@ struct Screen {
     controller->addOutlet("email", email);
     controller->addOutlet("buyButton", buy);
   }
-  // A new buy button in place of the old one. A control keeps the entries of targets that
-  // are gone, so a page view repeated on one button would scan a list growing with every
-  // iteration; an app's new screen brings new controls.
+  // A new buy button in place of the old one, as an app's new screen brings new controls.
   void renewButton() {
     buy->removeFromSuperview();
     buy = std::make_shared<headless::Button>("Buy");
