@@ -55,6 +55,7 @@ namespace platform = pelorin::platform;
 namespace headless = pelorin::headless;
 
 constexpr int kSections = 10;
+constexpr int kFields = 10;
 const std::vector<std::string> kCategories = {"shoes", "hats",  "coats", "bags",  "socks",
                                               "belts", "scarf", "boots", "shirt", "jeans"};
 
@@ -94,7 +95,7 @@ struct Screen {
       controller->addOutlet(numbered("section", s), section);
       ++made;
       std::shared_ptr<platform::View> container = section;
-      const int share = (views - 3) / kSections;
+      const int share = (views - 4 - kFields) / kSections;
       for (int i = 1; i < share; ++i) {
         if (i % 8 == 0) {
           // A new container every eight views, nested under the section or the last one.
@@ -109,6 +110,14 @@ struct Screen {
         }
         ++made;
       }
+    }
+    // A form: ten fields (outlets "field0".."field9") in a container of their own.
+    auto form = std::make_shared<headless::View>();
+    controller->view()->addSubview(form);
+    for (int f = 0; f < kFields; ++f) {
+      auto field = std::make_shared<headless::TextField>(numbered("answer ", f));
+      form->addSubview(field);
+      controller->addOutlet(numbered("field", f), field);
     }
     email = std::make_shared<headless::TextField>("ann@example.com");
     buy = std::make_shared<headless::Button>("Buy");
@@ -248,9 +257,37 @@ Strings interests(int count) {
   return names;
 }
 
-// Form rules: changes of the e-mail field, a click selection and a form selection on the
-// buy button that read the field, and section fields read on submit.
+// Form rules: changes of a form field, a click selection and a form selection on the buy
+// button that read a form field (or the e-mail field).
 std::string formRules(int count) {
+  boost::json::array rules;
+  for (int i = 0; i < count; ++i) {
+    boost::json::object rule;
+    rule["profileProperty"] = numbered("f", i);
+    rule["addset"] = "set";
+    const std::string field = numbered("#field", i % kFields);
+    switch (i % 3) {
+      case 0:
+        rule["action"] = {{"type", "onchange"}};
+        rule["formfield"] = {{"selector", field}};
+        break;
+      case 1:
+        rule["action"] = {{"type", "clickselection"}, {"selector", "#buyButton"}};
+        rule["formfield"] = {{"selector", i % 2 == 0 ? std::string("#email") : field}};
+        break;
+      default:
+        rule["action"] = {{"type", "formselection"}, {"selector", "#buyButton"}};
+        rule["formfield"] = {{"selector", field}};
+        break;
+    }
+    rules.push_back(std::move(rule));
+  }
+  return boost::json::serialize(rules);
+}
+
+// The same rules with sections of the screen (1,000 labels each at 10,000 views) as their
+// fields: each change then carries a section's texts, and each event of a tap reads them.
+std::string formRulesReadingSections(int count) {
   boost::json::array rules;
   for (int i = 0; i < count; ++i) {
     boost::json::object rule;
@@ -329,10 +366,10 @@ void BM_EngagementPageView(benchmark::State& state) {
 }
 
 // A page view of the form listener and a tap on the button that submits the form.
-void BM_FormPageViewAndSubmit(benchmark::State& state) {
+void formPageViewAndSubmit(benchmark::State& state, const std::string& rulesText) {
   Screen& shown = screen(static_cast<int>(state.range(0)));
   PelorinClient& client = clientShowing(shown);
-  const JsonValue rules = parsed(formRules(static_cast<int>(state.range(1))));
+  const JsonValue rules = parsed(rulesText);
   for (auto _ : state) {
     auto service = std::make_shared<pelorin::FormListeningService>(client);
     service->setListenerId("i-bench");
@@ -347,6 +384,14 @@ void BM_FormPageViewAndSubmit(benchmark::State& state) {
   }
 }
 
+void BM_FormPageViewAndSubmit(benchmark::State& state) {
+  formPageViewAndSubmit(state, formRules(static_cast<int>(state.range(1))));
+}
+
+void BM_FormSubmitReadingSections(benchmark::State& state) {
+  formPageViewAndSubmit(state, formRulesReadingSections(static_cast<int>(state.range(1))));
+}
+
 void pageViewArgs(benchmark::internal::Benchmark* bench) {
   for (int views : {100, 1000, 10000}) {
     for (int rules : {1, 10, 50}) bench->Args({views, rules});
@@ -355,6 +400,7 @@ void pageViewArgs(benchmark::internal::Benchmark* bench) {
 BENCHMARK(BM_BehaviourPageView)->Apply(pageViewArgs);
 BENCHMARK(BM_EngagementPageView)->Apply(pageViewArgs);
 BENCHMARK(BM_FormPageViewAndSubmit)->Apply(pageViewArgs);
+BENCHMARK(BM_FormSubmitReadingSections)->Apply(pageViewArgs);
 
 // A tap on the buy button, whose click rule reads a section of the screen.
 void BM_TapWithContentRule(benchmark::State& state) {
@@ -520,6 +566,7 @@ int main(int argc, char** argv) {
       ratios.push_back({"BM_BehaviourPageView" + args, walk, target});
       ratios.push_back({"BM_EngagementPageView" + args, walk, target});
       ratios.push_back({"BM_FormPageViewAndSubmit" + args, walk, target});
+      ratios.push_back({"BM_FormSubmitReadingSections" + args, walk, 0.0});
     }
   }
   ratios.push_back({"BM_TapWithContentRule/10000", "BM_BareWalk/10000", 0.0});
