@@ -12,13 +12,13 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <sys/syscall.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <boost/json.hpp>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -544,13 +544,15 @@ void measureIdleWakeUps() {
     (thread == self ? mainLoop : others) += delta;
   }
   const double perMinute = 60.0 / seconds;
+  const double mainPerMinute = static_cast<double>(mainLoop) * perMinute;
+  const double othersPerMinute = static_cast<double>(others) * perMinute;
   const double timers =
       60000.0 / static_cast<double>(pelorin::Platform::current().syncInterval().count());
   std::printf(
       "idle wake-ups per minute over %d s: main loop %.0f, other threads %.0f"
       "  (target: main loop <= %.0f, the tick's; other threads 0: %s)\n",
-      seconds, mainLoop * perMinute, others * perMinute, timers,
-      mainLoop * perMinute <= timers + 1 && others == 0 ? "met" : "MISSED");
+      seconds, mainPerMinute, othersPerMinute, timers,
+      mainPerMinute <= timers + 1 && others == 0 ? "met" : "MISSED");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "base/text.h"
@@ -144,13 +145,13 @@ const Content& ScreenReading::content(std::string_view selector,
   if (found != _bySelector.end()) return found->second;
   if (!isRootSelector(selector)) {
     if (std::optional<std::vector<std::size_t>> ranks = ranksFromIndex(selector)) {
-      return _bySelector.emplace(std::string(selector), Content(*_index->content, *std::move(ranks)))
+      return _bySelector
+          .emplace(std::string(selector), Content(*_index->content, *std::move(ranks)))
           .first->second;
     }
   }
-  std::vector<std::string> texts = isRootSelector(selector)
-                                       ? readRoot()
-                                       : ListenerUtil::getContent(selector, context, views());
+  std::vector<std::string> texts =
+      isRootSelector(selector) ? readRoot() : ListenerUtil::getContent(selector, context, views());
   found = _bySelector.emplace(std::string(selector), Content(std::move(texts))).first;
   if (_index && _index->content == nullptr && isRootSelector(selector)) {
     _index->content = &found->second;
@@ -168,7 +169,7 @@ std::vector<std::string> ScreenReading::readRoot() {
   std::vector<std::string> found;
   std::vector<std::ptrdiff_t> textAt;
   std::vector<std::size_t> parent;
-  constexpr std::size_t kNoParent = static_cast<std::size_t>(-1);
+  constexpr std::size_t kNoParent = std::numeric_limits<std::size_t>::max();
   std::vector<std::pair<const platform::View*, std::size_t>> pending{{root.get(), kNoParent}};
   while (!pending.empty()) {
     const auto [current, above] = pending.back();
