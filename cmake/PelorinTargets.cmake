@@ -68,13 +68,24 @@ function(pelorin_add_benchmark name)
 endfunction()
 
 # pelorin_add_fuzzer(<name> SOURCES <files...> [LIBS <libs...>])
-# A libFuzzer target (clang). Its seed corpus lives in fuzz/corpus/<name without fuzz_>.
+# A libFuzzer target (clang, PELORIN_BUILD_FUZZERS). Its seed corpus lives in
+# fuzz/corpus/<name without fuzz_>. In a build with tests instead, the same sources are linked
+# with a replay driver and the test "FuzzCorpus.<name without fuzz_>" (label "fuzz-corpus")
+# runs every seed input through the target once.
 function(pelorin_add_fuzzer name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
-  add_executable(${name} ${ARG_SOURCES})
+  string(REGEX REPLACE "^fuzz_" "" short ${name})
+  if(PELORIN_BUILD_FUZZERS)
+    add_executable(${name} ${ARG_SOURCES})
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  else()
+    add_executable(${name} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/fuzz/replay_main.cc)
+    add_test(NAME FuzzCorpus.${short}
+             COMMAND ${name} ${PROJECT_SOURCE_DIR}/fuzz/corpus/${short})
+    set_tests_properties(FuzzCorpus.${short} PROPERTIES LABELS fuzz-corpus TIMEOUT 120)
+  endif()
   pelorin_target_defaults(${name})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
-  target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
-  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   target_link_libraries(${name} PRIVATE pelorin::pelorin Boost::json ${ARG_LIBS})
 endfunction()

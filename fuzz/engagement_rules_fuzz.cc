@@ -41,7 +41,7 @@ std::shared_ptr<Listener> load(Harness<>& h, const JsonValue& interaction) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  auto& h = harness({.pageView = true});
+  auto& h = harness({.online = false, .firstAnswer = {}, .pageView = true});
   const std::vector<std::string_view> lines =
       split(std::string_view(reinterpret_cast<const char*>(data), size), '\n');
   auto line = [&](std::size_t i) { return i < lines.size() ? lines[i] : std::string_view(); };

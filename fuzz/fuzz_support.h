@@ -69,7 +69,8 @@ class ServingHttp : public platform::HttpClient {
     {
       std::lock_guard<std::mutex> lock(_mutex);
       ++_requests;
-      result.response = platform::HttpResponse{.statusCode = _status, .url = request.url};
+      result.response =
+          platform::HttpResponse{.statusCode = _status, .url = request.url, .headers = {}};
       result.data = _body;
     }
     completion(std::move(result));

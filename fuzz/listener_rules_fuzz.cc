@@ -16,7 +16,7 @@ using namespace pelorin;           // NOLINT(google-build-using-namespace): a fu
 using namespace pelorin::fuzzing;  // NOLINT(google-build-using-namespace): a fuzz driver
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  auto& h = harness({.pageView = true});
+  auto& h = harness({.online = false, .firstAnswer = {}, .pageView = true});
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const JsonValue interaction = interactionWith({{"listener_rules", text}});
   auto listener = std::make_shared<BehaviorListener>(

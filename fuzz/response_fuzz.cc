@@ -36,7 +36,7 @@ void checkAnswers(std::string_view body) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static int runs = 0;
-  auto& h = fuzzing::harness({.online = true});
+  auto& h = fuzzing::harness({.online = true, .firstAnswer = {}, .pageView = false});
   const std::string body(reinterpret_cast<const char*>(data), size);
   checkAnswers(body);
 

@@ -30,8 +30,8 @@ bool hasPackageScheme(std::string_view url) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  auto& h =
-      fuzzing::harness({.online = true, .firstAnswer = R"([{"id": "0", "profileId": "p1"}])"});
+  auto& h = fuzzing::harness(
+      {.online = true, .firstAnswer = R"([{"id": "0", "profileId": "p1"}])", .pageView = false});
   const std::string_view url(reinterpret_cast<const char*>(data), size);
   const bool connected = h.client->setURL(url);
   // Only a link in the application's own scheme may connect.
