@@ -89,12 +89,12 @@ bool Content::hasLowerText(const std::string& word) const {
 
 namespace {
 
-// Four bytes of text as a slot of a content's table of the four-byte sequences it holds.
-constexpr unsigned kGramBits = 19;
-std::size_t gramSlot(const char* bytes) {
+// Four bytes of text as one of 2^bits slots of a content's table of the four-byte
+// sequences it holds.
+std::size_t gramSlot(const char* bytes, unsigned bits) {
   std::uint32_t gram = 0;
   std::memcpy(&gram, bytes, sizeof gram);
-  return (gram * 0x9E3779B1U) >> (32U - kGramBits);
+  return (gram * 0x9E3779B1U) >> (32U - bits);
 }
 
 }  // namespace
@@ -116,14 +116,18 @@ bool Content::joinedLowerContains(const std::string& word) const {
   if (word.size() >= 4 && _found.size() > kSearchesBeforeTable) {
     const std::string& text = joinedLower();
     if (_grams.empty()) {
-      _grams.assign((std::size_t{1} << kGramBits) / 64, 0);
+      // About eight slots per byte of text (from 2^10 to 2^19 slots), so that few slots
+      // of sequences the text lacks are taken.
+      _gramBits = 10;
+      while (_gramBits < 19 && (std::size_t{1} << _gramBits) < text.size() * 8) ++_gramBits;
+      _grams.assign((std::size_t{1} << _gramBits) / 64, 0);
       for (std::size_t at = 0; at + 4 <= text.size(); ++at) {
-        const std::size_t slot = gramSlot(text.data() + at);
+        const std::size_t slot = gramSlot(text.data() + at, _gramBits);
         _grams[slot / 64] |= std::uint64_t{1} << (slot % 64);
       }
     }
     for (std::size_t at = 0; at + 4 <= word.size(); ++at) {
-      const std::size_t slot = gramSlot(word.data() + at);
+      const std::size_t slot = gramSlot(word.data() + at, _gramBits);
       if ((_grams[slot / 64] & (std::uint64_t{1} << (slot % 64))) == 0) return false;
     }
   }

@@ -63,6 +63,7 @@ class Content {
   mutable std::optional<std::vector<std::string>> _lowerTexts;
   mutable std::unordered_map<std::string, bool> _found;
   mutable std::vector<std::uint64_t> _grams;  // one bit per slot of four bytes; made on demand
+  mutable unsigned _gramBits = 0;
 };
 
 class ScreenReading {
