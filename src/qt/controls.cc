@@ -81,8 +81,13 @@ bool UserInput::eventFilter(QObject* watched, QEvent* event) {
     default:
       break;
   }
-  if (watched == _widget && _ownEvent && _widget->metaObject() == _class) _ownEvent(*event);
-  return false;
+  if (watched != _widget || !_ownEvent || _widget->metaObject() != _class) return false;
+  // The call may destroy the widget (an action closing its screen), and with it this
+  // filter: touch nothing of ours afterwards, and stop the event's delivery to a widget
+  // that is gone.
+  QPointer<QObject> alive(watched);
+  _ownEvent(*event);
+  return alive.isNull();
 }
 
 namespace {
@@ -109,8 +114,9 @@ class QtButton final : public QtControl {
       send(ControlEvents::kTouchDown);
     });
     QObject::connect(&button, &QAbstractButton::clicked, &button, [this](bool checked) {
+      auto self = shared_from_this();  // an action may destroy the widget, and with it us
       if (checked != _checkedAtPress) send(ControlEvents::kValueChanged);
-      send(ControlEvents::kTouchUpInside);
+      if (!isGone()) send(ControlEvents::kTouchUpInside);
     });
   }
 
@@ -127,13 +133,15 @@ class QtTextField final : public QtControl {
       : QtControl(field, ControlKind::kTextField), _field(&field) {
     _input = std::make_unique<UserInput>(field, [this](QEvent& event) { onEvent(event); });
     QObject::connect(&field, &QLineEdit::textEdited, &field, [this] {
+      auto self = shared_from_this();
       beginEditing();
-      send(ControlEvents::kEditingChanged);
+      if (!isGone()) send(ControlEvents::kEditingChanged);
     });
     QObject::connect(&field, &QLineEdit::returnPressed, &field, [this] {
+      auto self = shared_from_this();
       _editing = false;
       send(ControlEvents::kEditingDidEndOnExit);
-      send(ControlEvents::kEditingDidEnd);
+      if (!isGone()) send(ControlEvents::kEditingDidEnd);
     });
   }
 
@@ -192,12 +200,13 @@ class QtSlider final : public QtControl {
       if (_input->active()) send(ControlEvents::kValueChanged);
     });
     QObject::connect(&slider, &QSlider::sliderReleased, &slider, [this, &slider] {
+      auto self = shared_from_this();
       // Without tracking, Qt takes the new value only after announcing the release; take
       // it now, so that value-changed comes before touch-up-inside.
       if (!slider.hasTracking() && slider.sliderPosition() != slider.value()) {
         slider.setValue(slider.sliderPosition());
       }
-      send(ControlEvents::kTouchUpInside);
+      if (!isGone()) send(ControlEvents::kTouchUpInside);
     });
   }
 
@@ -219,8 +228,11 @@ class QtValueControl final : public QtControl {
       : QtControl(widget, kind) {
     _input = std::make_unique<UserInput>(widget, [this, &widget, touches](QEvent& event) {
       if (!touches) return;
-      if (isLeftButton(event, QEvent::MouseButtonPress)) send(ControlEvents::kTouchDown);
-      if (isReleaseInside(event, widget)) send(ControlEvents::kTouchUpInside);
+      if (isLeftButton(event, QEvent::MouseButtonPress)) {
+        send(ControlEvents::kTouchDown);
+      } else if (isReleaseInside(event, widget)) {
+        send(ControlEvents::kTouchUpInside);
+      }
     });
     QObject::connect(&widget, valueSignal, &widget, [this] {
       if (_input->active()) send(ControlEvents::kValueChanged);
@@ -243,8 +255,9 @@ class QtButtonGroupControl final : public QtControl {
       send(ControlEvents::kTouchDown);
     });
     QObject::connect(&group, &QButtonGroup::buttonClicked, &widget, [this, &group] {
+      auto self = shared_from_this();  // an action may destroy the widget, and with it us
       if (group.checkedId() != _checkedAtPress) send(ControlEvents::kValueChanged);
-      send(ControlEvents::kTouchUpInside);
+      if (!isGone()) send(ControlEvents::kTouchUpInside);
     });
   }
 

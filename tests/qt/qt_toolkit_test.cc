@@ -417,6 +417,22 @@ TEST(QtControlTest, AFocusedFieldBeingDestroyedSendsNothing) {
   EXPECT_TRUE(handle->isGone());
 }
 
+TEST(QtControlTest, AWidgetDestroyedByAnActionSendsNoMoreEvents) {
+  auto* box = new QCheckBox(QStringLiteral("Newsletter"));
+  auto handle = viewFor(box);
+  EventLog log(*handle->asControl());
+  auto owner = std::make_shared<int>(0);
+  handle->asControl()->addTarget(
+      owner, [&](platform::Control& /*sender*/) { delete box; },
+      platform::ControlEvents::kValueChanged);
+  showActive(*box);
+
+  QTest::mouseClick(box, Qt::LeftButton);
+
+  EXPECT_TRUE(handle->isGone());
+  EXPECT_EQ(log.events(), (Events{"touch-down", "value-changed"}));
+}
+
 // --- Screens
 
 TEST(QtScreenTest, OutletsAreQtPropertiesHoldingWidgetsThenNamedChildren) {
