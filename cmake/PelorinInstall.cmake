@@ -8,7 +8,10 @@ install(TARGETS pelorin EXPORT pelorinTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY include/pelorin DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The Qt toolkit (pelorin::qt) is used from the build tree (add_subdirectory); its headers
+# are not installed with the package.
+install(DIRECTORY include/pelorin DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        PATTERN qt EXCLUDE)
 install(EXPORT pelorinTargets NAMESPACE pelorin::
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/pelorin)
 

@@ -14,9 +14,10 @@ if command -v ccache >/dev/null 2>&1; then
   launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 fi
 
-# No build type: no optimisation, so this compiles quickly.
+# No build type: no optimisation, so this compiles quickly. The package holds the core
+# library only (the Qt toolkit is used from the build tree).
 cmake -S . -B "$scratch/build" -G Ninja -DBUILD_SHARED_LIBS=ON -DPELORIN_BUILD_EXAMPLES=OFF \
-      "${launcher[@]}" > "$scratch/configure.log"
+      -DPELORIN_WITH_QT=OFF "${launcher[@]}" > "$scratch/configure.log"
 cmake --build "$scratch/build" -j "$(nproc)" > "$scratch/build.log" || {
   cat "$scratch/build.log"; exit 1; }
 cmake --install "$scratch/build" --prefix "$scratch/prefix" > /dev/null

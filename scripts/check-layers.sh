@@ -13,6 +13,10 @@
 #   1 json, config, headless   2 base, platform, events   3 storage, listeners   4 protocol
 #   5 client         6 plugins
 # To let a folder include another, add the edge here; it must keep the graph acyclic.
+#
+# Toolkits: src/headless is the library's own; src/qt (with include/pelorin/qt/) is the
+# only place that may include Qt's headers (<QWidget>, <QtCore/...>): the core never
+# depends on Qt.
 set -euo pipefail
 
 declare -A ALLOWED=(
@@ -20,6 +24,7 @@ declare -A ALLOWED=(
   [base]="json"
   [config]=""
   [headless]=""
+  [qt]=""
   [platform]="config json"
   [storage]="base config json platform"
   [protocol]="base config json storage"
@@ -72,13 +77,15 @@ if [ "${self_test:-0}" = 1 ]; then
     config/constants.h "" 'include/pelorin/event.h:'
   expect_failure "relative include" src/events/event.cc ../client/plugin_registry.h "" \
     'src/events/event.cc:'
+  expect_failure "Qt outside the Qt toolkit" src/plugins/pl_lightbox.cc QWidget "" \
+    'src/plugins/pl_lightbox.cc:'
   rm -rf "$tmp/tree" && mkdir "$tmp/tree" && cp -r "$root/src" "$root/include" "$tmp/tree/"
   if ! "$script" --root "$tmp/tree" >/dev/null; then
     echo "check-layers self-test: the unchanged copy fails" >&2
     failures=$((failures + 1))
   fi
   if [ "$failures" -ne 0 ]; then exit 1; fi
-  echo "check-layers: self-test passed (4 planted violations caught)"
+  echo "check-layers: self-test passed (5 planted violations caught)"
   exit 0
 fi
 
@@ -105,6 +112,10 @@ scan() {
     [[ "$text" =~ include[[:space:]]*[\"\<]([^\">]*) ]] || continue
     inc="${BASH_REMATCH[1]}"
     rel="${file#"$root"/}"
+    if [[ "$inc" =~ ^Q[A-Za-z0-9]*(/|$) ]] && [[ "$rel" != src/qt/* && "$rel" != include/pelorin/qt/* ]]; then
+      fail "$rel:$line: #include \"$inc\": only src/qt/ and include/pelorin/qt/ may include Qt"
+      continue
+    fi
     to="${inc%%/*}"
     if [[ "$inc" == ../* || "$inc" == */../* ]]; then
       fail "$rel:$line: #include \"$inc\": a relative include; write the path from src/"

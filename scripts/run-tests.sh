@@ -33,7 +33,7 @@ if [ -n "$sanitize" ]; then
     *) build_dir="${build_dir:-build-asan}" ;;
   esac
   cmake_args+=(-DCMAKE_CXX_COMPILER=clang++ -DPELORIN_SANITIZE="$sanitize"
-               -DPELORIN_BUILD_BENCHMARKS=OFF)
+               -DPELORIN_BUILD_BENCHMARKS=OFF -DPELORIN_WITH_QT=OFF)
   export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1:strict_string_checks=1"
   export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
   export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"

@@ -6,6 +6,9 @@
 //   std::unique_ptr<pelorin::contract::ToolkitDriver> makeQtDriver();
 //   PELORIN_INSTANTIATE_TOOLKIT_CONTRACT(Qt, &makeQtDriver);
 //
+// A toolkit whose browser engine needs a display may run the widget suites and the web
+// suites in two programs (PELORIN_INSTANTIATE_WIDGET_CONTRACT, PELORIN_INSTANTIATE_WEB_CONTRACT).
+//
 // The driver builds widgets of its toolkit and hands them out through the interfaces, and
 // acts as the user on them (tap, type, drag...) the way the toolkit's own events come.
 #ifndef PELORIN_TESTS_CONTRACT_TOOLKIT_DRIVER_H_
@@ -124,12 +127,22 @@ class ViewFactoryContractTest : public ToolkitContractTest {};
 }  // namespace pelorin::contract
 
 // Runs every contract suite against the toolkit whose driver `factory` makes.
-#define PELORIN_INSTANTIATE_TOOLKIT_CONTRACT(toolkit, factory)                               \
+#define PELORIN_INSTANTIATE_TOOLKIT_CONTRACT(toolkit, factory) \
+  PELORIN_INSTANTIATE_WIDGET_CONTRACT(toolkit, factory);       \
+  PELORIN_INSTANTIATE_WEB_CONTRACT(toolkit, factory)
+
+// The suites of views, controls, view controllers and pickers, for a test program whose
+// toolkit runs without a display (e.g. Qt on its offscreen platform).
+#define PELORIN_INSTANTIATE_WIDGET_CONTRACT(toolkit, factory)                                \
   INSTANTIATE_TEST_SUITE_P(toolkit, ViewContractTest, ::testing::Values(factory));           \
   INSTANTIATE_TEST_SUITE_P(toolkit, ControlContractTest, ::testing::Values(factory));        \
   INSTANTIATE_TEST_SUITE_P(toolkit, ViewControllerContractTest, ::testing::Values(factory)); \
-  INSTANTIATE_TEST_SUITE_P(toolkit, PickerViewContractTest, ::testing::Values(factory));     \
-  INSTANTIATE_TEST_SUITE_P(toolkit, WebViewContractTest, ::testing::Values(factory));        \
+  INSTANTIATE_TEST_SUITE_P(toolkit, PickerViewContractTest, ::testing::Values(factory))
+
+// The suites of web views and the view factory, for a test program whose toolkit's browser
+// engine needs a display.
+#define PELORIN_INSTANTIATE_WEB_CONTRACT(toolkit, factory)                            \
+  INSTANTIATE_TEST_SUITE_P(toolkit, WebViewContractTest, ::testing::Values(factory)); \
   INSTANTIATE_TEST_SUITE_P(toolkit, ViewFactoryContractTest, ::testing::Values(factory))
 
 #endif  // PELORIN_TESTS_CONTRACT_TOOLKIT_DRIVER_H_

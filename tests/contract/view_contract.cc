@@ -192,5 +192,8 @@ TEST_P(ViewContractTest, RemovingFromTheSuperviewDetaches) {
   EXPECT_FALSE(child->isGone());
 }
 
+// A toolkit may run these suites in a program of their own (toolkit_driver.h).
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ViewContractTest);
+
 }  // namespace
 }  // namespace pelorin::contract

@@ -137,5 +137,9 @@ TEST_P(PickerViewContractTest, APickerIsNotAControl) {
   EXPECT_FALSE(view->hasTextProperty());
 }
 
+// A toolkit may run these suites in a program of their own (toolkit_driver.h).
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ViewControllerContractTest);
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(PickerViewContractTest);
+
 }  // namespace
 }  // namespace pelorin::contract
