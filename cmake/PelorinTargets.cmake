@@ -39,7 +39,9 @@ function(pelorin_add_test name)
   if(NOT ARG_COST)
     set(ARG_COST 0)
   endif()
-  gtest_discover_tests(${name}
+  # NO_PRETTY_VALUES: a parameterised test is named by its index, not by its parameter's
+  # printed value (a function pointer's address changes from build to build).
+  gtest_discover_tests(${name} NO_PRETTY_VALUES
     PROPERTIES LABELS "${ARG_LABEL}" TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST}
     DISCOVERY_TIMEOUT 60)
   if(NOT ARG_NO_WHOLE)

@@ -239,8 +239,12 @@ Strings FormListeningService::getValues(JsonRef rule, const std::optional<String
 }
 
 Strings FormListeningService::convertValues(JsonRef rule, const Strings& values) {
+  return convertValues(rule, Strings(values));
+}
+
+Strings FormListeningService::convertValues(JsonRef rule, Strings&& values) {
   JsonRef mappings = rule["converter"]["mappings"];
-  if (!mappings.isArray()) return values;
+  if (!mappings.isArray()) return std::move(values);
   Strings converted;
   converted.reserve(values.size());
   for (const std::string& value : values) converted.push_back(getConvertedValue(value, mappings));

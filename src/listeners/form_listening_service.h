@@ -70,6 +70,7 @@ class FormListeningService : public EventSerivceBase {
   // a text); values without one pass unchanged.
   static std::vector<std::string> convertValues(JsonRef rule,
                                                 const std::vector<std::string>& values);
+  static std::vector<std::string> convertValues(JsonRef rule, std::vector<std::string>&& values);
   static std::string getConvertedValue(const std::string& value, JsonRef mappings);
 
  private:

@@ -1,6 +1,8 @@
 #include "listeners/listener_util.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <chrono>
 #include <cmath>
 #include <cstddef>
@@ -29,12 +31,6 @@ bool isUrlRule(std::string_view ruleType) {
   return ruleType == "scoreurl" || ruleType == "interesturl";
 }
 
-// A literal search: an empty text is found nowhere.
-bool containsText(std::string_view text, std::string_view word) {
-  // memmem: a screen's joined text runs to hundreds of kilobytes.
-  return !word.empty() && ::memmem(text.data(), text.size(), word.data(), word.size()) != nullptr;
-}
-
 // True when every number in `value` is finite. Walks with an explicit stack, so a deeply
 // nested value cannot exhaust the call stack.
 bool allNumbersFinite(const boost::json::value& value) {
@@ -60,7 +56,7 @@ std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
 }
 
 // The client's current screen.
-class ClientContentViews : public ContentViews {
+class ClientContentViews final : public ContentViews {
  public:
   std::shared_ptr<platform::View> rootView() const override {
     return PelorinClient::synchronized([]() -> std::shared_ptr<platform::View> {
@@ -75,6 +71,11 @@ class ClientContentViews : public ContentViews {
 };
 
 }  // namespace
+
+const ContentViews& ListenerUtil::clientViews() {
+  static const ClientContentViews views;
+  return views;
+}
 
 std::optional<std::string> ListenerUtil::getSelector(JsonRef rule) {
   std::optional<std::string> selector = rule["selector"].asString();
@@ -108,7 +109,6 @@ bool ListenerUtil::contentContainsWord(JsonRef rule, const Content& content,
   if (mode == "empty") return content.empty();
   if (interests.empty()) return false;
 
-  const std::string& text = content.joinedLower();
   const bool urlRule = isUrlRule(rule["ruletype"].stringView());
   std::string ownWord;
   for (const std::string& interest : interests) {
@@ -116,22 +116,20 @@ bool ListenerUtil::contentContainsWord(JsonRef rule, const Content& content,
     const std::string& word = reading != nullptr ? reading->lowerWord(interest) : ownWord;
     if (word == kPreAny || word == kPreHeader) return true;
     if (urlRule) {
-      if (mode == "contains" ? containsText(text, word) : text == word) return true;
+      if (mode == "contains" ? content.joinedLowerContains(word) : content.joinedLower() == word) {
+        return true;
+      }
       continue;
     }
-    if (mode == "contains" && containsText(text, word)) return true;
-    if (mode == "matches") {
-      for (const std::string& element : content.lowerTexts()) {
-        if (element == word) return true;
-      }
-    }
+    if (mode == "contains" && content.joinedLowerContains(word)) return true;
+    if (mode == "matches" && content.hasLowerText(word)) return true;
   }
   return false;
 }
 
 std::vector<std::string> ListenerUtil::getContent(
     std::string_view selector, const std::optional<std::vector<std::string>>& context) {
-  return getContent(selector, context, ClientContentViews());
+  return getContent(selector, context, clientViews());
 }
 
 std::vector<std::string> ListenerUtil::getContent(
@@ -144,28 +142,103 @@ std::vector<std::string> ListenerUtil::getContent(
                                              ? views.rootView()
                                              : views.view(std::string(selector));
   if (!root) return {};
+  return textsUnder(*root);
+}
+
+std::vector<std::string> ListenerUtil::textsUnder(const platform::View& root) {
   // Every view once, its text kept; then sorted with duplicates dropped, in the order of a
   // set of the texts.
   std::vector<std::string> found;
-  std::vector<const platform::View*> pending{root.get()};
+  std::vector<const platform::View*> pending{&root};
   while (!pending.empty()) {
     const platform::View* current = pending.back();
     pending.pop_back();
     if (std::optional<std::string> text = textOf(*current)) found.push_back(*std::move(text));
     current->forEachSubview([&pending](platform::View& subview) { pending.push_back(&subview); });
   }
-  // Sorted by reference, so the sort moves pointers rather than strings.
-  std::vector<std::string*> order;
-  order.reserve(found.size());
-  for (std::string& text : found) order.push_back(&text);
-  std::sort(order.begin(), order.end(),
-            [](const std::string* a, const std::string* b) { return *a < *b; });
+  std::vector<std::size_t> firsts;
+  sortedRanks(found, firsts);
   std::vector<std::string> texts;
-  texts.reserve(order.size());
-  for (std::string* text : order) {
-    if (texts.empty() || texts.back() != *text) texts.push_back(std::move(*text));
-  }
+  texts.reserve(firsts.size());
+  for (std::size_t index : firsts) texts.push_back(std::move(found[index]));
   return texts;
+}
+
+std::vector<std::size_t> ListenerUtil::sortedRanks(const std::vector<std::string>& texts,
+                                                   std::vector<std::size_t>& firsts) {
+  // Each text's first 16 bytes as two big-endian numbers, padded with zero bytes, and its
+  // length: numbers that differ order their texts as the byte-wise comparison does (a
+  // padded zero byte is below any byte that follows a shorter text's end), and texts of up
+  // to 16 bytes with equal numbers differ only by trailing zero bytes, the shorter first.
+  // Only longer texts with equal numbers compare the texts themselves.
+  constexpr std::size_t kKeyBytes = 16;
+  struct Keyed {
+    std::uint64_t first;
+    std::uint64_t second;
+    std::uint32_t size;  // kKeyBytes + 1 for any longer text
+    std::uint32_t index;
+  };
+  auto word = [](const std::string& text, std::size_t offset) {
+    std::uint64_t value = 0;
+    if (offset + 8 <= text.size()) {
+      std::memcpy(&value, text.data() + offset, sizeof value);
+      return std::endian::native == std::endian::little ? __builtin_bswap64(value) : value;
+    }
+    for (std::size_t i = 0; i < 8; ++i) {
+      const std::size_t at = offset + i;
+      value = (value << 8U) | (at < text.size() ? static_cast<unsigned char>(text[at]) : 0U);
+    }
+    return value;
+  };
+  std::vector<Keyed> keyed;
+  keyed.reserve(texts.size());
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    const std::string& text = texts[i];
+    keyed.push_back(Keyed{word(text, 0), word(text, 8),
+                          static_cast<std::uint32_t>(std::min(text.size(), kKeyBytes + 1)),
+                          static_cast<std::uint32_t>(i)});
+  }
+  auto less = [&texts](const Keyed& a, const Keyed& b) {
+    if (a.first != b.first) return a.first < b.first;
+    if (a.second != b.second) return a.second < b.second;
+    if (a.size <= kKeyBytes && b.size <= kKeyBytes) return a.size < b.size;
+    return texts[a.index] < texts[b.index];
+  };
+  // By the first 8 bytes with a radix sort, a byte at a time from the last (positions
+  // where every text has the same byte are skipped), then each run of texts whose first 8
+  // bytes are equal by the comparison above.
+  std::vector<Keyed> other(keyed.size());
+  std::array<std::size_t, 257> counts{};
+  for (std::size_t position = 8; position-- > 0;) {
+    auto byteOf = [position](const Keyed& entry) {
+      return static_cast<std::size_t>((entry.first >> (8U * (7U - position))) & 0xFFU);
+    };
+    counts.fill(0);
+    for (const Keyed& entry : keyed) ++counts[byteOf(entry) + 1];
+    if (std::any_of(counts.begin(), counts.end(),
+                    [&](std::size_t n) { return n == keyed.size(); })) {
+      continue;
+    }
+    for (std::size_t i = 1; i < counts.size(); ++i) counts[i] += counts[i - 1];
+    for (const Keyed& entry : keyed) other[counts[byteOf(entry)]++] = entry;
+    keyed.swap(other);
+  }
+  for (std::size_t start = 0; start < keyed.size();) {
+    std::size_t end = start + 1;
+    while (end < keyed.size() && keyed[end].first == keyed[start].first) ++end;
+    if (end - start > 1) {
+      std::sort(keyed.begin() + static_cast<std::ptrdiff_t>(start),
+                keyed.begin() + static_cast<std::ptrdiff_t>(end), less);
+    }
+    start = end;
+  }
+  std::vector<std::size_t> rank(texts.size());
+  firsts.clear();
+  for (std::size_t i = 0; i < keyed.size(); ++i) {
+    if (i == 0 || less(keyed[i - 1], keyed[i])) firsts.push_back(keyed[i].index);
+    rank[keyed[i].index] = firsts.size() - 1;
+  }
+  return rank;
 }
 
 std::set<std::string> ListenerUtil::applyToSubViews(

@@ -8,6 +8,7 @@
 #ifndef PELORIN_SRC_LISTENERS_LISTENER_UTIL_H_
 #define PELORIN_SRC_LISTENERS_LISTENER_UTIL_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -86,6 +87,16 @@ class ListenerUtil {
   static std::vector<std::string> getContent(std::string_view selector,
                                              const std::optional<std::vector<std::string>>& context,
                                              const ContentViews& views);
+
+  // The texts of `root` and of every view under it, sorted byte-wise with duplicates
+  // dropped (what `getContent` gives for a selector that names `root`).
+  static std::vector<std::string> textsUnder(const platform::View& root);
+  // The rank of each of `texts` among the distinct texts sorted byte-wise (equal texts
+  // share one); `firsts` gets, for each rank, the position of one text of that rank.
+  static std::vector<std::size_t> sortedRanks(const std::vector<std::string>& texts,
+                                              std::vector<std::size_t>& firsts);
+  // The client's current screen, as `getContent` without views reads it.
+  static const ContentViews& clientViews();
 
   // Applies `operation` to `view` and to every view under it, and collects the strings it
   // gives. A null view gives an empty set.

@@ -95,6 +95,9 @@ std::string_view toString(ControlKind kind) {
 
 bool ControlTargets::add(TargetAction entry) {
   if (!entry.action || entry.events.empty()) return false;
+  // Entries of targets that are gone never act again: dropped here, so a control that is
+  // never tapped while its screen's services come and go keeps no list of the dead.
+  std::erase_if(_entries, [](const Entry& known) { return !isLive(known); });
   if (entry.selector) {
     const void* target = targetOf(entry.target);
     const bool repeated = std::any_of(_entries.begin(), _entries.end(), [&](const Entry& known) {

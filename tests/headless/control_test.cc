@@ -179,6 +179,33 @@ TEST(ControlTest, PairOfATargetThatWentAwayCanBeAddedAgain) {
   EXPECT_EQ(target->touches, 1);
 }
 
+// Services of screens that come and go add their targets to a control that is never
+// tapped: the entries of the targets that are gone are let go when the next one is added
+// (their actions with them), and the live ones keep their order and the repeat rule.
+TEST(ControlTest, AddingATargetLetsGoOfTheEntriesOfTargetsThatAreGone) {
+  auto control = std::make_shared<Control>();
+  auto kept = std::make_shared<TwoActions>();
+  control->addTarget(kept, &TwoActions::first, ControlEvents::kTouchDown);
+  auto token = std::make_shared<int>(0);
+  for (int screen = 0; screen < 100; ++screen) {
+    auto service = std::make_shared<Counter>();
+    control->addTarget(service, &Counter::touched, ControlEvents::kTouchDown);
+    control->addTarget(
+        service, [token](platform::Control&) { ++*token; }, ControlEvents::kTouchDown);
+  }
+  // Only the entries of the last service hold the token besides this test.
+  EXPECT_EQ(token.use_count(), 2);
+  control->addTarget(kept, &TwoActions::second, ControlEvents::kTouchDown);
+  EXPECT_EQ(token.use_count(), 1);
+  control->addTarget(kept, &TwoActions::first, ControlEvents::kTouchDown);  // a repeat
+
+  control->sendActions(ControlEvents::kTouchDown);
+
+  EXPECT_EQ(kept->calls, (std::vector<std::string>{"first", "second"}));
+  EXPECT_EQ(*token, 0);
+  EXPECT_EQ(control->targetCount(), 1u);
+}
+
 TEST(ControlTest, FunctionObjectsAddedTwiceActTwice) {
   auto control = std::make_shared<Control>();
   auto target = std::make_shared<int>(0);

@@ -11,12 +11,14 @@
 #include <algorithm>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <boost/json.hpp>
 
+#include "base/text.h"
 #include "listeners/engagement_service.h"
 #include "listeners/form_listening_service.h"
 #include "listeners/listener_util.h"
@@ -288,6 +290,135 @@ TEST_F(ScreenReadingTest, FormRulesTakeTheSameValuesWithOneReadingPerPass) {
   }
   // The comparison is worth something only when rules do collect changes.
   EXPECT_GT(changes, 20);
+}
+
+// Texts built to meet the sort's corners: long shared beginnings, texts that end in or
+// hold zero bytes, bytes above 0x7F, repeats.
+std::string randomText(std::mt19937& random) {
+  const Strings parts = {"Item 12",
+                         "Item 123",
+                         "Item 123 shoes SALE and more",
+                         "a",
+                         std::string("a\0", 2),
+                         std::string("\0", 1),
+                         "\xC3\xA9t\xC3\xA9",
+                         "\xFF",
+                         "zz",
+                         " ",
+                         "Item 123 shoes SALE and more!"};
+  std::string text;
+  const std::size_t count = random() % 4;
+  for (std::size_t i = 0; i < count; ++i) text += parts[random() % parts.size()];
+  return text;
+}
+
+TEST(SortedRanksTest, RanksFollowTheOrderOfASetOfTheTexts) {
+  for (unsigned seed = 1; seed <= 200; ++seed) {
+    std::mt19937 random(seed);
+    Strings texts;
+    const std::size_t count = random() % 300;
+    for (std::size_t i = 0; i < count; ++i) texts.push_back(randomText(random));
+    std::vector<std::size_t> firsts;
+    const std::vector<std::size_t> ranks = ListenerUtil::sortedRanks(texts, firsts);
+    const std::set<std::string> expected(texts.begin(), texts.end());
+    ASSERT_EQ(firsts.size(), expected.size()) << "seed " << seed;
+    Strings distinct;
+    for (std::size_t first : firsts) distinct.push_back(texts[first]);
+    EXPECT_EQ(distinct, Strings(expected.begin(), expected.end())) << "seed " << seed;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      EXPECT_EQ(distinct[ranks[i]], texts[i]) << "seed " << seed;
+    }
+  }
+}
+
+// Whitespace, letters in both cases, non-ASCII letters and word pieces, so that the
+// lower-cased comparisons and the table of four-byte pieces both matter.
+Strings randomContentTexts(std::mt19937& random) {
+  Strings texts;
+  const std::size_t count = random() % 12;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::string text;
+    const std::size_t words = random() % 3;
+    for (std::size_t j = 0; j < words; ++j) {
+      if (j > 0 || random() % 4 == 0) text += random() % 2 == 0 ? " " : "\t";
+      text += kWords[random() % kWords.size()];
+    }
+    if (random() % 4 == 0) text += "\n";
+    texts.push_back(text);
+  }
+  return texts;
+}
+
+std::string randomWord(std::mt19937& random) {
+  std::string word = kWords[random() % kWords.size()];
+  if (random() % 3 == 0) word += " " + kWords[random() % kWords.size()];
+  if (random() % 3 == 0 && word.size() > 2) word = word.substr(random() % 2, word.size() - 1);
+  return text::toLower(text::trim(word));
+}
+
+TEST(ContentTest, SharedSearchesAnswerAsTheirPlainForms) {
+  int found = 0;
+  for (unsigned seed = 1; seed <= 300; ++seed) {
+    std::mt19937 random(seed);
+    const Strings texts = randomContentTexts(random);
+    const Content shared(texts);
+    for (int i = 0; i < 40; ++i) {
+      const std::string word = randomWord(random);
+      ScreenReading::setSharing(false);
+      const Content plain(texts);
+      const bool contains = plain.joinedLowerContains(word);
+      const bool matches = plain.hasLowerText(word);
+      EXPECT_EQ(matches, std::ranges::find(plain.lowerTexts(), word) != plain.lowerTexts().end());
+      ScreenReading::setSharing(true);
+      // Twice: the second answer comes from what the first kept.
+      EXPECT_EQ(shared.joinedLowerContains(word), contains) << "seed " << seed << " " << word;
+      EXPECT_EQ(shared.joinedLowerContains(word), contains) << "seed " << seed << " " << word;
+      EXPECT_EQ(shared.hasLowerText(word), matches) << "seed " << seed << " " << word;
+      found += contains ? 1 : 0;
+    }
+  }
+  EXPECT_GT(found, 500);
+}
+
+TEST(ContentTest, TextsOfLowerCasedFormsAreComparedAsTheyAreAfterLowerCasing) {
+  ScreenReading::setSharing(true);
+  const Content content(Strings{" SHOES\t",
+                                "Stra\xC3\x9F"
+                                "e",
+                                "\xC3\x89T\xC3\x89 ", std::string("a\0b", 3)});
+  EXPECT_TRUE(content.hasLowerText("shoes"));
+  EXPECT_TRUE(
+      content.hasLowerText("stra\xC3\x9F"
+                           "e"));
+  EXPECT_TRUE(content.hasLowerText("\xC3\xA9t\xC3\xA9"));
+  EXPECT_TRUE(content.hasLowerText(std::string("a\0b", 3)));
+  EXPECT_FALSE(content.hasLowerText("shoe"));
+  EXPECT_FALSE(content.hasLowerText(" shoes"));
+}
+
+// A screen whose rules read the whole screen first: the sections that follow are read
+// from that walk. They give what a reading of their own gives, and a view outside the
+// screen is read on its own.
+TEST_F(ScreenReadingTest, SectionsReadFromTheWholeScreenGiveWhatTheirOwnReadingGives) {
+  for (unsigned seed = 1; seed <= 60; ++seed) {
+    std::mt19937 random(seed);
+    randomScreen(random);
+    auto outside = std::make_shared<headless::View>();
+    outside->addSubview(std::make_shared<headless::Label>("Elsewhere"));
+    _screen.controller->addOutlet("outside", outside);
+    ScreenReading reading;
+    const Strings whole = reading.content("any", std::nullopt).texts();
+    EXPECT_EQ(whole, ListenerUtil::getContent("any", std::nullopt)) << "seed " << seed;
+    for (const std::string selector : {"#s0", "#s1", "#s2", "#s3", "#s4", "#banner", "#buyButton",
+                                       "#outside", "#missing", "pre_header", "jQuery('#s1')"}) {
+      const Content& read = reading.content(selector, std::nullopt);
+      const Content own(ListenerUtil::getContent(selector, std::nullopt));
+      EXPECT_EQ(read.joinedLower(), own.joinedLower()) << "seed " << seed << " " << selector;
+      EXPECT_EQ(read.lowerTexts(), own.lowerTexts()) << "seed " << seed << " " << selector;
+      EXPECT_EQ(read.empty(), own.empty()) << "seed " << seed << " " << selector;
+      EXPECT_EQ(read.texts(), own.texts()) << "seed " << seed << " " << selector;
+    }
+  }
 }
 
 // A view that counts how often its text is read.

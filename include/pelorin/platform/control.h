@@ -171,6 +171,7 @@ class PELORIN_EXPORT Control {
 class PELORIN_EXPORT ControlTargets {
  public:
   // Adds `entry`; false when it is ignored (empty action or mask, or an identical repeat).
+  // Entries whose target is gone are dropped first; the others keep their order.
   bool add(TargetAction entry);
   // An action with no target, owned by the control: it runs for as long as the control
   // lives.
