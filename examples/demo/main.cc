@@ -4,23 +4,18 @@
 //
 //   pelorin-demo                      # against the embedded devserver, fresh storage
 //   pelorin-demo --server http://127.0.0.1:41327/ --storage /tmp/shop --debug
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "app_processes.h"
 #include "demo_config_text.h"
 #include "demo_output.h"
 #include "devserver/dev_server.h"
@@ -33,8 +28,6 @@
 #include "pelorin/platform/main_loop.h"
 #include "pelorin/platform/platform.h"
 #include "recording_http_client.h"
-
-extern char** environ;  // NOLINT(readability-identifier-naming)
 
 namespace {
 
@@ -95,75 +88,19 @@ Services installPlatform(const Options& options, const std::string& serverUrl) {
   return services;
 }
 
-std::optional<std::string> makeTemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "pelorin-demo-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) return std::nullopt;
-  return pattern;
-}
-
-// Exit status of an app process whose journey goes on in a restarted app; it has left its
-// state in the hand-over file.
-constexpr int kRestartStatus = 75;
-
-// Runs the app, this program with a journey state, as a process of its own on the storage
-// folder and server, and answers its exit status. The app ends before the next one starts,
-// as when a user closes and reopens it: the library finishes its file writes as its
-// process exits.
-int runApp(const Options& options, const std::string& serverUrl, const std::string& state,
-           const std::string& handOver) {
-  std::error_code error;
-  const std::string self = std::filesystem::read_symlink("/proc/self/exe", error).string();
-  if (error) {
-    std::fprintf(stderr, "pelorin-demo: cannot find its own program to run the app\n");
-    return 1;
-  }
-  std::vector<std::string> arguments{
-      self,          "--server", serverUrl, "--storage",   options.storage, "--app-id",
-      options.appId, "--resume", state,     "--hand-over", handOver};
+// Runs the journey in app processes of this program, one after the other.
+int runJourney(const Options& options, const std::string& serverUrl) {
+  std::vector<std::string> arguments{"--server",      serverUrl,  "--storage",
+                                     options.storage, "--app-id", options.appId};
   if (options.debug) arguments.emplace_back("--debug");
   if (options.verbose) arguments.emplace_back("--verbose");
   if (options.steps > 0) {
     arguments.emplace_back("--steps");
     arguments.push_back(std::to_string(options.steps));
   }
-  std::vector<char*> argv;
-  argv.reserve(arguments.size() + 1);
-  for (auto& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-
-  std::fflush(stdout);
-  pid_t child = 0;
-  if (::posix_spawn(&child, self.c_str(), nullptr, nullptr, argv.data(), environ) != 0) {
-    std::fprintf(stderr, "pelorin-demo: cannot start the app\n");
-    return 1;
-  }
-  int status = 0;
-  if (::waitpid(child, &status, 0) != child) return 1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
-}
-
-// Runs the journey in app processes, one after the other, until one ends without asking
-// for a restart; answers that one's exit status.
-int runJourney(const Options& options, const std::string& serverUrl) {
-  const std::string handOver =
-      (std::filesystem::path(options.storage) / "pelorin-demo-journey.json").string();
-  std::string state = demo::JourneyState().encode();
-  for (;;) {
-    const int status = runApp(options, serverUrl, state, handOver);
-    if (status != kRestartStatus) return status;
-    std::ifstream in(handOver, std::ios::binary);
-    state.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    in.close();
-    std::filesystem::remove(handOver);
-  }
-}
-
-// Leaves the journey's state where the next app process finds it.
-bool handOverState(const std::string& handOver, const demo::JourneyState& state) {
-  std::ofstream out(handOver, std::ios::binary | std::ios::trunc);
-  out << state.encode();
-  out.close();
-  return static_cast<bool>(out);
+  return demo::runJourneyInAppProcesses(
+      "pelorin-demo", arguments,
+      (std::filesystem::path(options.storage) / "pelorin-demo-journey.json").string());
 }
 
 }  // namespace
@@ -199,7 +136,7 @@ int main(int argc, char** argv) {
 
   bool freshFolder = false;
   if (options.storage.empty()) {
-    auto folder = makeTemporaryFolder();
+    auto folder = demo::makeTemporaryFolder("pelorin-demo");
     if (!folder) {
       std::fprintf(stderr, "pelorin-demo: cannot make a temporary folder\n");
       return 1;
@@ -243,11 +180,11 @@ int main(int argc, char** argv) {
   demo::Journey journey(*services.loop, *services.ui, *services.http, out, std::move(state),
                         options.steps > 0 ? std::optional<int>(options.steps) : std::nullopt);
   if (journey.run() == demo::Journey::Outcome::kRestart) {
-    if (options.handOver.empty() || !handOverState(options.handOver, journey.state())) {
+    if (!demo::handOverState(options.handOver, journey.state())) {
       std::fprintf(stderr, "pelorin-demo: cannot hand the journey over to the restarted app\n");
       return 1;
     }
-    return kRestartStatus;
+    return demo::kRestartStatus;
   }
   journey.finish((std::filesystem::path(options.storage) / "pelorin").string());
   return 0;

@@ -4,21 +4,16 @@
 //   pelorin-qt-shop --script        # plays the demo's journey with real input, a screenshot
 //                                   # per step, then shows what the server received
 //   pelorin-qt-shop --server http://127.0.0.1:41327/ --storage /tmp/shop --debug
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -26,6 +21,7 @@
 #include <QLoggingCategory>
 #include <QTest>
 
+#include "app_processes.h"
 #include "demo_config_text.h"
 #include "demo_output.h"
 #include "devserver/dev_server.h"
@@ -39,8 +35,6 @@
 #include "server_report.h"
 #include "shop_library.h"
 #include "shop_window.h"
-
-extern char** environ;  // NOLINT(readability-identifier-naming)
 
 namespace {
 
@@ -58,16 +52,6 @@ struct Options {
   std::string resume;
   std::string handOver;
 };
-
-// Exit status of an app process whose journey goes on in a restarted app; it has left its
-// state in the hand-over file.
-constexpr int kRestartStatus = 75;
-
-std::optional<std::string> makeTemporaryFolder(const std::string& prefix) {
-  std::string pattern = (std::filesystem::temp_directory_path() / (prefix + "-XXXXXX")).string();
-  if (::mkdtemp(pattern.data()) == nullptr) return std::nullopt;
-  return pattern;
-}
 
 // The library's platform for this app: the shop's information dictionary, its storage
 // folder, libcurl HTTP recorded for the report, and the Qt toolkit. Answers the recording
@@ -100,67 +84,20 @@ demo::RecordingHttpClient& installPlatform(const Options& options, const std::st
 // matter more.
 void quietBrowserEngine() { QLoggingCategory::setFilterRules("qt.webenginecontext=false"); }
 
-// Runs this program as the app, a process of its own on the storage folder and server, and
-// answers its exit status. The app ends before the next one starts, as when a user closes
-// and reopens it.
-int runApp(const Options& options, const std::string& serverUrl, const std::string& state,
-           const std::string& handOver) {
-  std::error_code error;
-  const std::string self = std::filesystem::read_symlink("/proc/self/exe", error).string();
-  if (error) {
-    std::fprintf(stderr, "pelorin-qt-shop: cannot find its own program to run the app\n");
-    return 1;
-  }
-  std::vector<std::string> arguments{self,
-                                     "--script",
-                                     "--server",
-                                     serverUrl,
-                                     "--storage",
-                                     options.storage,
-                                     "--app-id",
-                                     options.appId,
-                                     "--screenshots",
-                                     options.screenshots,
-                                     "--resume",
-                                     state,
-                                     "--hand-over",
-                                     handOver};
+// Runs the journey in app processes of this program, one after the other.
+int runJourney(const Options& options, const std::string& serverUrl) {
+  std::vector<std::string> arguments{"--script",    "--server",      serverUrl,
+                                     "--storage",   options.storage, "--app-id",
+                                     options.appId, "--screenshots", options.screenshots};
   if (options.debug) arguments.emplace_back("--debug");
   if (options.verbose) arguments.emplace_back("--verbose");
   if (options.steps > 0) {
     arguments.emplace_back("--steps");
     arguments.push_back(std::to_string(options.steps));
   }
-  std::vector<char*> argv;
-  argv.reserve(arguments.size() + 1);
-  for (auto& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
-
-  std::fflush(stdout);
-  pid_t child = 0;
-  if (::posix_spawn(&child, self.c_str(), nullptr, nullptr, argv.data(), environ) != 0) {
-    std::fprintf(stderr, "pelorin-qt-shop: cannot start the app\n");
-    return 1;
-  }
-  int status = 0;
-  if (::waitpid(child, &status, 0) != child) return 1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
-}
-
-// Runs the journey in app processes, one after the other, until one ends without asking
-// for a restart; answers that one's exit status.
-int runJourney(const Options& options, const std::string& serverUrl) {
-  const std::string handOver =
-      (std::filesystem::path(options.storage) / "pelorin-qt-shop-journey.json").string();
-  std::string state = demo::JourneyState().encode();
-  for (;;) {
-    const int status = runApp(options, serverUrl, state, handOver);
-    if (status != kRestartStatus) return status;
-    std::ifstream in(handOver, std::ios::binary);
-    state.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    in.close();
-    std::filesystem::remove(handOver);
-  }
+  return demo::runJourneyInAppProcesses(
+      "pelorin-qt-shop", arguments,
+      (std::filesystem::path(options.storage) / "pelorin-qt-shop-journey.json").string());
 }
 
 // One app process: the window, and the journey from the state it was handed.
@@ -182,14 +119,11 @@ int runAppProcess(int argc, char** argv, const Options& options, demo::JourneySt
   qtshop::QtJourney journey(window, http, out, std::move(state), options.screenshots,
                             options.steps > 0 ? std::optional<int>(options.steps) : std::nullopt);
   if (journey.run() == qtshop::QtJourney::Outcome::kRestart) {
-    std::ofstream hand(options.handOver, std::ios::binary | std::ios::trunc);
-    hand << journey.state().encode();
-    hand.close();
-    if (options.handOver.empty() || !hand) {
+    if (!demo::handOverState(options.handOver, journey.state())) {
       std::fprintf(stderr, "pelorin-qt-shop: cannot hand the journey over to the restarted app\n");
       return 1;
     }
-    return kRestartStatus;
+    return demo::kRestartStatus;
   }
   journey.finish((std::filesystem::path(options.storage) / "pelorin").string());
   return 0;
@@ -248,7 +182,7 @@ int main(int argc, char** argv) {
 
   bool freshFolder = false;
   if (options.storage.empty()) {
-    auto folder = makeTemporaryFolder("pelorin-qt-shop");
+    auto folder = demo::makeTemporaryFolder("pelorin-qt-shop");
     if (!folder) {
       std::fprintf(stderr, "pelorin-qt-shop: cannot make a temporary folder\n");
       return 1;
@@ -286,7 +220,7 @@ int main(int argc, char** argv) {
   }
 
   if (options.screenshots.empty()) {
-    auto folder = makeTemporaryFolder("pelorin-qt-shop-screenshots");
+    auto folder = demo::makeTemporaryFolder("pelorin-qt-shop-screenshots");
     if (!folder) {
       std::fprintf(stderr, "pelorin-qt-shop: cannot make a folder for the screenshots\n");
       return 1;

@@ -2,11 +2,9 @@
 // pixels: image-only content fills the lightbox keeping its proportions, text content is
 // padded. Skipped when no Chromium is installed.
 #include <png.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,54 +12,21 @@
 #include <gtest/gtest.h>
 
 #include "plugins/pl_lightbox.h"
+#include "support/bitmap.h"
 #include "support/chromium.h"
+#include "support/temp_folder.h"
 
 namespace pelorin {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::Bitmap;
+using testing::Pixel;
+using testing::readPng;
+using testing::TempFolder;
 
 constexpr int kWindowWidth = 390;  // a phone, in CSS pixels at scale 1
 constexpr int kWindowHeight = 844;
-
-struct Bitmap {
-  int width = 0;
-  int height = 0;
-  std::vector<png_byte> rgba;
-
-  const png_byte* pixel(int x, int y) const {
-    return &rgba[(static_cast<std::size_t>(y) * width + x) * 4];
-  }
-};
-
-struct Box {
-  int left = 0;
-  int top = 0;
-  int right = 0;  // inclusive
-  int bottom = 0;
-  int width() const { return right - left + 1; }
-  int height() const { return bottom - top + 1; }
-};
-
-// A fresh folder, removed with everything in it at the end of the test.
-class TempFolder {
- public:
-  TempFolder() {
-    std::string pattern = (fs::temp_directory_path() / "pelorin-lightbox-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) != nullptr) _path = pattern;
-  }
-  ~TempFolder() {
-    std::error_code ignored;
-    if (!_path.empty()) fs::remove_all(_path, ignored);
-  }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-
-  const fs::path& path() const { return _path; }
-
- private:
-  fs::path _path;
-};
 
 bool writeSolidPng(const fs::path& file, int width, int height, png_byte red, png_byte green,
                    png_byte blue) {
@@ -73,22 +38,6 @@ bool writeSolidPng(const fs::path& file, int width, int height, png_byte red, pn
   std::vector<png_byte> pixels;
   for (int i = 0; i < width * height; ++i) pixels.insert(pixels.end(), {red, green, blue});
   return png_image_write_to_file(&image, file.c_str(), 0, pixels.data(), 0, nullptr) != 0;
-}
-
-std::optional<Bitmap> readPng(const fs::path& file) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_file(&image, file.c_str()) == 0) return std::nullopt;
-  image.format = PNG_FORMAT_RGBA;
-  Bitmap bitmap;
-  bitmap.width = static_cast<int>(image.width);
-  bitmap.height = static_cast<int>(image.height);
-  bitmap.rgba.resize(PNG_IMAGE_SIZE(image));
-  if (png_image_finish_read(&image, nullptr, bitmap.rgba.data(), 0, nullptr) == 0) {
-    png_image_free(&image);
-    return std::nullopt;
-  }
-  return bitmap;
 }
 
 // Runs Chromium on `page` and answers its screenshot.
@@ -108,28 +57,8 @@ std::optional<Bitmap> screenshot(const fs::path& chromium, const fs::path& folde
   return readPng(shot);
 }
 
-// The smallest box holding every pixel for which `matches` is true.
-std::optional<Box> boundingBox(const Bitmap& bitmap,
-                               const std::function<bool(const png_byte*)>& matches) {
-  std::optional<Box> box;
-  for (int y = 0; y < bitmap.height; ++y) {
-    for (int x = 0; x < bitmap.width; ++x) {
-      if (!matches(bitmap.pixel(x, y))) continue;
-      if (!box) {
-        box = Box{x, y, x, y};
-      } else {
-        box->left = std::min(box->left, x);
-        box->right = std::max(box->right, x);
-        box->top = std::min(box->top, y);
-        box->bottom = std::max(box->bottom, y);
-      }
-    }
-  }
-  return box;
-}
-
-bool isRed(const png_byte* p) { return p[0] > 200 && p[1] < 60 && p[2] < 60; }
-bool isBlue(const png_byte* p) { return p[0] < 60 && p[1] < 60 && p[2] > 200; }
+bool isRed(Pixel p) { return p.red > 200 && p.green < 60 && p.blue < 60; }
+bool isBlue(Pixel p) { return p.red < 60 && p.green < 60 && p.blue > 200; }
 
 class LightboxBrowserTest : public ::testing::Test {
  protected:
@@ -143,7 +72,7 @@ class LightboxBrowserTest : public ::testing::Test {
   std::optional<Bitmap> render(const std::string& content) {
     const auto html = PLLightbox::constructHtml(content, std::nullopt, std::nullopt);
     if (!html) return std::nullopt;
-    const fs::path page = _folder.path() / "page.html";
+    const fs::path page = fs::path(_folder.path()) / "page.html";
     std::ofstream(page) << *html;
     return screenshot(*_chromium, _folder.path(), page);
   }
@@ -153,7 +82,7 @@ class LightboxBrowserTest : public ::testing::Test {
 };
 
 TEST_F(LightboxBrowserTest, WideImageFillsTheLightboxWidthKeepingItsProportions) {
-  ASSERT_TRUE(writeSolidPng(_folder.path() / "wide.png", 200, 100, 255, 0, 0));
+  ASSERT_TRUE(writeSolidPng(fs::path(_folder.path()) / "wide.png", 200, 100, 255, 0, 0));
 
   const auto bitmap = render("<img src=\"wide.png\">");
 
@@ -169,7 +98,7 @@ TEST_F(LightboxBrowserTest, WideImageFillsTheLightboxWidthKeepingItsProportions)
 }
 
 TEST_F(LightboxBrowserTest, TallImageFillsTheLightboxHeightKeepingItsProportions) {
-  ASSERT_TRUE(writeSolidPng(_folder.path() / "tall.png", 100, 400, 255, 0, 0));
+  ASSERT_TRUE(writeSolidPng(fs::path(_folder.path()) / "tall.png", 100, 400, 255, 0, 0));
 
   const auto bitmap = render("\n  <img src=\"tall.png\" alt=\"Spring sale\">\n");
 

@@ -3,6 +3,8 @@
 // the window's pixels (the screenshot is saved next to this program), kept right when the
 // window is resized; links open outside the app.
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -27,42 +29,36 @@
 #include "qt/navigation_page.h"
 #include "qt/view.h"
 #include "qt/web_application.h"
+#include "support/bitmap.h"
 
 namespace pelorin::qt {
 namespace {
 
+using testing::Box;
+
 constexpr int kWidth = 400;
 constexpr int kHeight = 700;
 
-struct Box {
-  int left = 0;
-  int top = 0;
-  int right = 0;  // inclusive
-  int bottom = 0;
-  int width() const { return right - left + 1; }
-  int height() const { return bottom - top + 1; }
-};
+bool isGreen(testing::Pixel p) { return p.red < 40 && p.green > 160 && p.blue < 40; }
+bool isGreenRgb(QRgb pixel) {
+  return isGreen(testing::Pixel{static_cast<std::uint8_t>(qRed(pixel)),
+                                static_cast<std::uint8_t>(qGreen(pixel)),
+                                static_cast<std::uint8_t>(qBlue(pixel))});
+}
 
-bool isGreen(QRgb pixel) { return qRed(pixel) < 40 && qGreen(pixel) > 160 && qBlue(pixel) < 40; }
-
-// The smallest box of `image` inside `within` holding every pixel for which `matches` holds.
-template <typename Matches>
-std::optional<Box> boundingBox(const QImage& image, const Box& within, Matches matches) {
-  std::optional<Box> box;
-  for (int y = within.top; y <= within.bottom; ++y) {
-    for (int x = within.left; x <= within.right; ++x) {
-      if (!matches(image.pixel(x, y))) continue;
-      if (!box) {
-        box = Box{x, y, x, y};
-      } else {
-        box->left = std::min(box->left, x);
-        box->right = std::max(box->right, x);
-        box->top = std::min(box->top, y);
-        box->bottom = std::max(box->bottom, y);
-      }
-    }
+// The image's pixels, to be searched like a screenshot read from a file.
+testing::Bitmap toBitmap(const QImage& image) {
+  const QImage rgba = image.convertToFormat(QImage::Format_RGBA8888);
+  testing::Bitmap bitmap;
+  bitmap.width = rgba.width();
+  bitmap.height = rgba.height();
+  const auto row = static_cast<std::size_t>(rgba.width()) * 4;
+  bitmap.rgba.resize(row * static_cast<std::size_t>(rgba.height()));
+  for (int y = 0; y < rgba.height(); ++y) {
+    const uchar* line = rgba.constScanLine(y);
+    std::copy(line, line + row, bitmap.rgba.begin() + static_cast<std::ptrdiff_t>(row) * y);
   }
-  return box;
+  return bitmap;
 }
 
 // Receives the addresses that QDesktopServices::openUrl is asked to open.
@@ -124,7 +120,7 @@ class QtLightboxTest : public ::testing::Test {
     const bool painted = testing::waitUntil([&] {
       image = _window->grab().toImage();
       const QPoint at = probe.value_or(QPoint(image.width() / 2, image.height() / 2));
-      return image.rect().contains(at) && isGreen(image.pixel(at));
+      return image.rect().contains(at) && isGreenRgb(image.pixel(at));
     });
     EXPECT_TRUE(painted) << "the page never showed in the lightbox";
     return image;
@@ -154,7 +150,7 @@ TEST_F(QtLightboxTest, ThePageFillsTheLightboxInsideTheMarginsWithTheCloseButton
   ASSERT_EQ(image.height(), kHeight);
   // Margins of 10%: 40 points left and right, 70 top and bottom (no status bar above).
   const Box lightbox{40, 70, 359, 629};
-  const auto page = boundingBox(image, Box{0, 0, kWidth - 1, kHeight - 1}, isGreen);
+  const auto page = boundingBox(toBitmap(image), isGreen);
   ASSERT_TRUE(page);
   EXPECT_EQ(page->left, lightbox.left);
   EXPECT_EQ(page->top, lightbox.top);
@@ -169,7 +165,8 @@ TEST_F(QtLightboxTest, ThePageFillsTheLightboxInsideTheMarginsWithTheCloseButton
   }
   // The close button (its 30-point image) 10 points from the lightbox's top right corner:
   // the only pixels inside the lightbox that are not the page's.
-  const auto button = boundingBox(image, lightbox, [](QRgb pixel) { return !isGreen(pixel); });
+  const auto button =
+      boundingBox(toBitmap(image), lightbox, [](testing::Pixel p) { return !isGreen(p); });
   ASSERT_TRUE(button) << "no close button on the page";
   const Box expected{lightbox.right - 10 - 29, lightbox.top + 10, lightbox.right - 10,
                      lightbox.top + 10 + 29};
@@ -191,7 +188,7 @@ TEST_F(QtLightboxTest, TheLightboxKeepsItsMarginsWhenTheWindowIsResized) {
 
   EXPECT_EQ(webView().geometry(), QRect(40, 70, 520, 360));
   // The margins were computed once, when it was shown: 40 and 70 points.
-  const auto page = boundingBox(image, Box{0, 0, 599, 499}, isGreen);
+  const auto page = boundingBox(toBitmap(image), isGreen);
   ASSERT_TRUE(page);
   EXPECT_EQ(page->left, 40);
   EXPECT_EQ(page->top, 70);

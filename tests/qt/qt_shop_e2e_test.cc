@@ -2,11 +2,9 @@
 // the demo's configuration: the scripted journey with real Qt input ends with the profile
 // the headless demo's journey ends with, and the checkout step's screenshot shows the
 // lightbox. Runs through with-display.sh: the shop's browser engine needs a display.
-#include <png.h>
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -25,14 +23,18 @@
 #include "devserver/dev_server.h"
 #include "pelorin/json_value.h"
 #include "pelorin/pelorin_types.h"
+#include "support/bitmap.h"
 #include "support/child_process.h"
 #include "support/temp_folder.h"
 
 namespace pelorin {
 namespace {
 
+using testing::Box;
 using testing::ChildProcess;
 using ::testing::ElementsAreArray;
+using testing::Pixel;
+using testing::readPng;
 using testing::TempFolder;
 
 constexpr auto kRunLimit = std::chrono::seconds(150);
@@ -141,78 +143,14 @@ std::vector<std::string> names(const Parameters& properties) {
   return all;
 }
 
-struct Bitmap {
-  int width = 0;
-  int height = 0;
-  std::vector<png_byte> rgba;
-
-  const png_byte* pixel(int x, int y) const {
-    return &rgba[(static_cast<std::size_t>(y) * width + x) * 4];
-  }
-};
-
-struct Box {
-  int left = 0;
-  int top = 0;
-  int right = 0;  // inclusive
-  int bottom = 0;
-  int width() const { return right - left + 1; }
-  int height() const { return bottom - top + 1; }
-};
-
-std::optional<Bitmap> readPng(const std::filesystem::path& file) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_file(&image, file.c_str()) == 0) return std::nullopt;
-  image.format = PNG_FORMAT_RGBA;
-  Bitmap bitmap;
-  bitmap.width = static_cast<int>(image.width);
-  bitmap.height = static_cast<int>(image.height);
-  bitmap.rgba.resize(PNG_IMAGE_SIZE(image));
-  if (png_image_finish_read(&image, nullptr, bitmap.rgba.data(), 0, nullptr) == 0) {
-    png_image_free(&image);
-    return std::nullopt;
-  }
-  return bitmap;
-}
-
-// The smallest box holding every pixel of `area` for which `matches` is true.
-template <typename Matches>
-std::optional<Box> boundingBox(const Bitmap& bitmap, const Box& area, Matches matches) {
-  std::optional<Box> box;
-  for (int y = area.top; y <= area.bottom; ++y) {
-    for (int x = area.left; x <= area.right; ++x) {
-      if (!matches(bitmap.pixel(x, y))) continue;
-      if (!box) {
-        box = Box{x, y, x, y};
-      } else {
-        box->left = std::min(box->left, x);
-        box->right = std::max(box->right, x);
-        box->top = std::min(box->top, y);
-        box->bottom = std::max(box->bottom, y);
-      }
-    }
-  }
-  return box;
-}
-
-// How many pixels of `area` match.
-template <typename Matches>
-int count(const Bitmap& bitmap, const Box& area, Matches matches) {
-  int n = 0;
-  for (int y = area.top; y <= area.bottom; ++y) {
-    for (int x = area.left; x <= area.right; ++x) n += matches(bitmap.pixel(x, y)) ? 1 : 0;
-  }
-  return n;
-}
-
-bool isWhite(const png_byte* p) { return p[0] == 255 && p[1] == 255 && p[2] == 255; }
+bool isWhite(Pixel p) { return p.red == 255 && p.green == 255 && p.blue == 255; }
 // The heading's colour in the demo's lightbox (#2a7d4f), give or take the text's smoothing.
-bool isHeadingGreen(const png_byte* p) {
-  return std::abs(p[0] - 0x2a) < 24 && std::abs(p[1] - 0x7d) < 24 && std::abs(p[2] - 0x4f) < 24;
+bool isHeadingGreen(Pixel p) {
+  return std::abs(p.red - 0x2a) < 24 && std::abs(p.green - 0x7d) < 24 &&
+         std::abs(p.blue - 0x4f) < 24;
 }
 // The close button's dark disc.
-bool isDark(const png_byte* p) { return p[0] < 80 && p[1] < 80 && p[2] < 80; }
+bool isDark(Pixel p) { return p.red < 80 && p.green < 80 && p.blue < 80; }
 
 // The local date and hour now, as the library reads them ("2026-11-25 14").
 std::string localHour() {
@@ -301,12 +239,10 @@ TEST(QtShopE2eTest, CheckoutScreenshotShowsTheLightboxInsideItsMarginsWithTheClo
   ASSERT_TRUE(shot) << "no screenshot of the checkout step";
   // The lightbox's dimmed background covers the screen: the window's top-left pixel is its
   // colour, and the screen is the box that colour spans.
-  const png_byte* dim = shot->pixel(1, 1);
-  const std::array<png_byte, 3> background = {dim[0], dim[1], dim[2]};
-  EXPECT_LT(background[0], 160) << "the top-left corner is not dimmed";
-  const Box window{0, 0, shot->width - 1, shot->height - 1};
-  const auto screen = boundingBox(*shot, window, [&](const png_byte* p) {
-    return p[0] == background[0] && p[1] == background[1] && p[2] == background[2];
+  const Pixel background = shot->pixel(1, 1);
+  EXPECT_LT(background.red, 160) << "the top-left corner is not dimmed";
+  const auto screen = boundingBox(*shot, [&](Pixel p) {
+    return p.red == background.red && p.green == background.green && p.blue == background.blue;
   });
   ASSERT_TRUE(screen);
   EXPECT_EQ(screen->left, 0);
@@ -325,7 +261,7 @@ TEST(QtShopE2eTest, CheckoutScreenshotShowsTheLightboxInsideItsMarginsWithTheClo
   EXPECT_NEAR(lightbox->bottom, screen->bottom - marginY, 2);
   // Filled: the text and the close button cover little of it.
   const int area = lightbox->width() * lightbox->height();
-  EXPECT_GT(count(*shot, *lightbox, isWhite), area * 85 / 100);
+  EXPECT_GT(countMatching(*shot, *lightbox, isWhite), area * 85 / 100);
 
   // The page: its green heading at the top left, inside the page's 5-pixel padding.
   const auto heading = boundingBox(*shot, *lightbox, isHeadingGreen);
