@@ -11,6 +11,9 @@
 #include <iterator>
 #include <system_error>
 
+#include "demo_config_text.h"
+#include "pelorin/json_value.h"
+
 extern char** environ;  // NOLINT(readability-identifier-naming)
 
 namespace demo {
@@ -70,6 +73,24 @@ std::optional<std::string> makeTemporaryFolder(const std::string& prefix) {
   std::string pattern = (std::filesystem::temp_directory_path() / (prefix + "-XXXXXX")).string();
   if (::mkdtemp(pattern.data()) == nullptr) return std::nullopt;
   return pattern;
+}
+
+std::unique_ptr<pelorin::devserver::DevServer> startEmbeddedDevServer(const std::string& program) {
+  std::string error;
+  auto config = pelorin::JsonValue::parse(demoConfigText(), &error);
+  if (!config) {
+    std::fprintf(stderr, "%s: demo_config.json: %s\n", program.c_str(), error.c_str());
+    return nullptr;
+  }
+  pelorin::devserver::DevServerOptions options;
+  options.config = std::move(*config);
+  auto server = std::make_unique<pelorin::devserver::DevServer>(std::move(options));
+  if (!server->start()) {
+    std::fprintf(stderr, "%s: the embedded devserver did not start: %s\n", program.c_str(),
+                 server->startError().c_str());
+    return nullptr;
+  }
+  return server;
 }
 
 }  // namespace demo

@@ -6,10 +6,12 @@
 #ifndef PELORIN_EXAMPLES_DEMO_APP_PROCESSES_H_
 #define PELORIN_EXAMPLES_DEMO_APP_PROCESSES_H_
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "devserver/dev_server.h"
 #include "journey_state.h"
 
 namespace demo {
@@ -29,6 +31,10 @@ bool handOverState(const std::string& handOver, const JourneyState& state);
 
 // A fresh folder under the system's temporary folder, named `prefix` and a random suffix.
 std::optional<std::string> makeTemporaryFolder(const std::string& prefix);
+
+// The devserver embedded in the program, with the demo's configuration, started on a free
+// loopback port; null, after saying why on stderr, when it did not start.
+std::unique_ptr<pelorin::devserver::DevServer> startEmbeddedDevServer(const std::string& program);
 
 }  // namespace demo
 

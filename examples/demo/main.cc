@@ -16,7 +16,6 @@
 #include <CLI/CLI.hpp>
 
 #include "app_processes.h"
-#include "demo_config_text.h"
 #include "demo_output.h"
 #include "devserver/dev_server.h"
 #include "journey.h"
@@ -148,20 +147,8 @@ int main(int argc, char** argv) {
   std::unique_ptr<pelorin::devserver::DevServer> embedded;
   std::string serverUrl = options.server;
   if (serverUrl.empty()) {
-    std::string error;
-    auto config = JsonValue::parse(demo::demoConfigText(), &error);
-    if (!config) {
-      std::fprintf(stderr, "pelorin-demo: demo_config.json: %s\n", error.c_str());
-      return 1;
-    }
-    pelorin::devserver::DevServerOptions serverOptions;
-    serverOptions.config = std::move(*config);
-    embedded = std::make_unique<pelorin::devserver::DevServer>(std::move(serverOptions));
-    if (!embedded->start()) {
-      std::fprintf(stderr, "pelorin-demo: the embedded devserver did not start: %s\n",
-                   embedded->startError().c_str());
-      return 1;
-    }
+    embedded = demo::startEmbeddedDevServer("pelorin-demo");
+    if (!embedded) return 1;
     serverUrl = embedded->baseUrl() + "/";
   }
 

@@ -22,7 +22,6 @@
 #include <QTest>
 
 #include "app_processes.h"
-#include "demo_config_text.h"
 #include "demo_output.h"
 #include "devserver/dev_server.h"
 #include "journey_state.h"
@@ -194,20 +193,8 @@ int main(int argc, char** argv) {
   std::unique_ptr<pelorin::devserver::DevServer> embedded;
   std::string serverUrl = options.server;
   if (serverUrl.empty()) {
-    std::string error;
-    auto config = JsonValue::parse(demo::demoConfigText(), &error);
-    if (!config) {
-      std::fprintf(stderr, "pelorin-qt-shop: demo_config.json: %s\n", error.c_str());
-      return 1;
-    }
-    pelorin::devserver::DevServerOptions serverOptions;
-    serverOptions.config = std::move(*config);
-    embedded = std::make_unique<pelorin::devserver::DevServer>(std::move(serverOptions));
-    if (!embedded->start()) {
-      std::fprintf(stderr, "pelorin-qt-shop: the embedded devserver did not start: %s\n",
-                   embedded->startError().c_str());
-      return 1;
-    }
+    embedded = demo::startEmbeddedDevServer("pelorin-qt-shop");
+    if (!embedded) return 1;
     serverUrl = embedded->baseUrl() + "/";
   }
 
