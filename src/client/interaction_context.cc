@@ -39,10 +39,9 @@ InteractionContext::InteractionContext(JsonRef interaction,
 }
 
 std::optional<std::string> InteractionContext::getValueFromParameters(std::string_view key) const {
+  // The first string of the parameter's value; "" is a string like any other.
   auto it = _parameters.find(std::string(key));
-  if (it == _parameters.end() || it->second.empty() || it->second.front().empty()) {
-    return std::nullopt;
-  }
+  if (it == _parameters.end() || it->second.empty()) return std::nullopt;
   return it->second.front();
 }
 

@@ -133,13 +133,14 @@ TEST_F(InteractionContextTest, ParametersMixingNonObjectsWithLocaleEntriesAreNot
       std::vector<std::string>{"INFO [PL_INTERACTION]: The plugin doesn't contain any locales."});
 }
 
-TEST_F(InteractionContextTest, ValueFromParameters) {
+// The first string of the value, "" included; nothing for an empty or missing value.
+TEST_F(InteractionContextTest, ValueFromParametersIsTheFirstStringEvenWhenEmpty) {
   JsonValue object = json(R"({"id":"i","defaultLocale":"en","parameters":[{"locale":"en",
       "parameter":[{"id":"a","value":["x","y"]},{"id":"empty","value":[]},{"id":"blank","value":["","z"]}]}]})");
   InteractionContext context(object.ref(), {}, std::nullopt);
   EXPECT_EQ(context.getValueFromParameters("a"), "x");
   EXPECT_EQ(context.getValueFromParameters("empty"), std::nullopt);
-  EXPECT_EQ(context.getValueFromParameters("blank"), std::nullopt);
+  EXPECT_EQ(context.getValueFromParameters("blank"), "");
   EXPECT_EQ(context.getValueFromParameters("missing"), std::nullopt);
 }
 
