@@ -28,8 +28,8 @@ const std::array<std::optional<std::string>, 4> kLocales = {std::nullopt, "fr", 
 void lookUpParameters(const InteractionContext& context) {
   for (const auto& [key, values] : context.getParameters()) {
     std::optional<std::string> first = context.getValueFromParameters(key);
-    // The first value, when there is one and it is not "".
-    const bool expected = !values.empty() && !values.front().empty();
+    // The first value, when there is one ("" included).
+    const bool expected = !values.empty();
     if (first.has_value() != expected || (first && *first != values.front())) std::abort();
   }
   for (std::string_view key : {"listener_rules", "form_listener_rules", "version", "url", ""}) {
